@@ -1,0 +1,53 @@
+#pragma once
+
+#include "Qel/Ptr.h"
+#include "Qel/PtrInterface.h"
+
+namespace Qel {
+
+// How a notifiee refers to what it watches.
+enum class NotifierReference {
+  counted,  // keeps the notifier alive; what reactors use
+  plain,    // does not; the binding ends when the notifier is destroyed
+};
+
+// Base of everything that watches an object.
+//
+// Binding (notifierIs) and joining the notifier's list (isRegisteredNotifieeIs) are two steps; a
+// rebinding leaves the old list and does not join the new one. Only a registered notifiee whose
+// notifications are active is called. The destructor leaves the list. A notifiee may be destroyed,
+// rebound or deregistered from inside any notification.
+class PtrInterface::NotifieeConst : public PtrInterface {
+ public:
+  explicit NotifieeConst(NotifierReference reference = NotifierReference::counted) noexcept
+      : reference_(reference) {}
+  ~NotifieeConst() override;
+
+  // The watched object, or null.
+  Ptr<PtrInterface const> notifier() const { return Ptr<PtrInterface const>(notifier_); }
+  // Binds to `notifier`; null, or an object of a type that this notifiee cannot watch, unbinds.
+  // Binding to the present notifier changes nothing.
+  virtual void notifierIs(Ptr<PtrInterface const> notifier);
+
+  bool isRegisteredNotifiee() const noexcept { return list_ != nullptr; }
+  // Joins or leaves the notifier's list; without a notifier there is nothing to join.
+  virtual void isRegisteredNotifieeIs(bool registered);
+
+  // A zombie hears nothing: its notifications are switched to the opposite of the flag.
+  void qelDoZombieReactors(bool zombie) override;
+
+  virtual void onZeroReferences() {}
+
+ private:
+  friend class NotifieeList;
+  void leave() noexcept;
+  // Called by the list when the notifier is destroyed.
+  void notifierGone() noexcept;
+
+  const NotifierReference reference_;
+  const PtrInterface* notifier_ = nullptr;
+  Ptr<PtrInterface const> counted_;
+  NotifieeList* list_ = nullptr;
+};
+
+}  // namespace Qel

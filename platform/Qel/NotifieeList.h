@@ -1,0 +1,84 @@
+#pragma once
+
+#include <cstddef>
+#include <vector>
+
+#include "Qel/NotifieeConst.h"
+
+namespace Qel {
+
+// The observers of one notifier, in the order in which they joined.
+//
+// A notification may do anything to the list: a notifiee that leaves, or dies, is not called again;
+// one that joins is first called by the next notification, a nested one included; nested
+// notifications are allowed; the notifier itself may be destroyed, which ends every notification
+// under way. Notifiees are plain pointers: each leaves in its destructor.
+class NotifieeList {
+ public:
+  NotifieeList() = default;
+  NotifieeList(const NotifieeList&) = delete;
+  NotifieeList& operator=(const NotifieeList&) = delete;
+  ~NotifieeList() { clear(); }
+
+  bool empty() const noexcept { return size_ == 0; }
+  std::size_t size() const noexcept { return size_; }
+
+  // Deregisters every notifiee.
+  void clear() noexcept;
+
+  void join(PtrInterface::NotifieeConst& notifiee);
+  void leave(PtrInterface::NotifieeConst& notifiee) noexcept;
+
+  // Tells every active notifiee that its notifier has no references left.
+  void zeroReferences();
+
+  // Calls `call` on every notifiee that was registered at the start, still is, and is active.
+  template <class Call>
+  void visit(const Call& call);
+
+  // The same, on those of type Notifiee; observers of a more basic type are passed over.
+  template <class Notifiee, class Call>
+  void visitAs(const Call& call) {
+    visit([&call](PtrInterface::NotifieeConst& base) {
+      if (auto* notifiee = dynamic_cast<Notifiee*>(&base)) call(*notifiee);
+    });
+  }
+
+ private:
+  // One notification under way, on the stack of whoever notifies.
+  struct Walk {
+    explicit Walk(NotifieeList& visited) : list(&visited), outer(visited.walks_) {
+      visited.walks_ = this;
+    }
+    Walk(const Walk&) = delete;
+    Walk& operator=(const Walk&) = delete;
+    ~Walk() {
+      if (list != nullptr) list->walkEnds(outer);
+    }
+    NotifieeList* list;  // null once the list has been destroyed or cleared
+    Walk* outer;
+  };
+
+  void walkEnds(Walk* outer) noexcept;
+
+  // Holes keep running walks valid; the outermost walk closes them when it ends.
+  std::vector<PtrInterface::NotifieeConst*> notifiees_;
+  std::size_t size_ = 0;
+  Walk* walks_ = nullptr;
+};
+
+template <class Call>
+void NotifieeList::visit(const Call& call) {
+  if (empty()) return;
+  Walk walk(*this);
+  const std::size_t end = notifiees_.size();
+  for (std::size_t i = 0; walk.list != nullptr && i < end; ++i) {
+    PtrInterface::NotifieeConst* notifiee = notifiees_[i];
+    if (notifiee == nullptr || !notifiee->hasNotificationActive()) continue;
+    // The notifiee may let go of itself while it runs.
+    const Ptr<PtrInterface::NotifieeConst> held(notifiee);
+    call(*notifiee);
+  }
+}
+
+}  // namespace Qel
