@@ -1,0 +1,61 @@
+#include "Qel/FieldReader.h"
+
+#include <charconv>
+#include <cmath>
+#include <utility>
+
+namespace Qel {
+
+namespace {
+
+// The whole of `text` as a number, or false.
+template <class Number>
+bool readWhole(std::string_view text, Number& number) {
+  const char* const end = text.data() + text.size();
+  const auto [stop, error] = std::from_chars(text.data(), end, number);
+  return error == std::errc() && stop == end;
+}
+
+}  // namespace
+
+FieldReader::FieldReader(const DocumentCodec::Fields& fields) {
+  for (const auto& [name, value] : fields) {
+    if (!fields_.emplace(name, value).second) throw DocumentException(name, "stands twice");
+  }
+}
+
+std::string FieldReader::takeText(const std::string& name) {
+  const auto found = fields_.find(name);
+  if (found == fields_.end()) throw DocumentException(name, "field is missing");
+  std::string value = std::move(found->second);
+  fields_.erase(found);
+  return value;
+}
+
+U32 FieldReader::takeU32(const std::string& name) {
+  U32 value = 0;
+  if (!readWhole(takeText(name), value)) {
+    throw DocumentException(name, "not an unsigned 32-bit number");
+  }
+  return value;
+}
+
+bool FieldReader::takeBool(const std::string& name) {
+  const std::string value = takeText(name);
+  if (value != "true" && value != "false") throw DocumentException(name, "not true or false");
+  return value == "true";
+}
+
+double FieldReader::takeFiniteNumber(const std::string& name) {
+  double value = 0;
+  if (!readWhole(takeText(name), value) || !std::isfinite(value)) {
+    throw DocumentException(name, "not a finite number");
+  }
+  return value;
+}
+
+void FieldReader::needNoMore() const {
+  if (!fields_.empty()) throw DocumentException(fields_.begin()->first, "unknown field");
+}
+
+}  // namespace Qel

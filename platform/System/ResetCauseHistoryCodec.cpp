@@ -1,0 +1,176 @@
+#include "System/ResetCauseHistoryCodec.h"
+
+#include <fmt/format.h>
+
+#include <charconv>
+#include <cmath>
+#include <map>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "Qel/FieldReader.h"
+#include "System/ResetCauseHistory.h"
+
+namespace System {
+
+namespace {
+
+constexpr char kType[] = "System::ResetCauseHistory";
+
+using Causes = std::vector<ResetCause>;
+using Reloads = std::map<U32, Causes>;
+
+Qel::String readOptionalText(const Qel::DocumentReader& cause, std::string_view name) {
+  const Qel::Document* value = cause.optionalMember(name);
+  if (value == nullptr) return {};
+  return cause.child(name, *value).readText(ResetCauseHistoryCodec::kMostTextBytes);
+}
+
+ResetCause readCause(const Qel::DocumentReader& cause) {
+  cause.needOnly({"description", "time", "recommendedAction", "detail"});
+  const Qel::DocumentReader time = cause.member("time");
+  const double seconds = time.readFiniteNumber();
+  if (std::abs(seconds) > ResetCauseHistoryCodec::kMostTime) time.fail("outside the range of times");
+  return {cause.member("description").readText(ResetCauseHistoryCodec::kMostTextBytes), seconds,
+          readOptionalText(cause, "recommendedAction"), readOptionalText(cause, "detail")};
+}
+
+U32 readIndex(std::string_view name, const Qel::DocumentReader& reload) {
+  U32 index = 0;
+  const auto [stop, error] = std::from_chars(name.data(), name.data() + name.size(), index);
+  // The text must be the number's own, or two names could mean one reload.
+  if (error != std::errc() || stop != name.data() + name.size() ||
+      fmt::format("{}", index) != name) {
+    reload.fail("the name is not a reload index, an unsigned 32-bit number");
+  }
+  return index;
+}
+
+Causes readCauses(const Qel::DocumentReader& reload) {
+  reload.needOnly({"causeQ"});
+  Causes causes;
+  for (const auto& cause : reload.member("causeQ").readList(ResetCauseHistoryCodec::kMostCauses)) {
+    causes.push_back(readCause(cause));
+  }
+  return causes;
+}
+
+Reloads readReloads(const Qel::Document& document) {
+  const Qel::DocumentReader reader(document);
+  reader.needOnly({"type", "rebootHistory"});
+  Reloads reloads;
+  for (const auto& [name, reload] :
+       reader.member("rebootHistory").readMap(ResetCauseHistoryCodec::kMostReloads)) {
+    if (!reloads.emplace(readIndex(name.view(), reload), readCauses(reload)).second) {
+      reload.fail("stands twice");
+    }
+  }
+  return reloads;
+}
+
+void delAbsent(ResetCauseHistory& history, const Reloads& reloads) {
+  auto it = history.rebootHistory().iteratorConst();
+  while (it) {
+    const U32 index = it.key();
+    it.advance();
+    if (!reloads.contains(index)) history.rebootHistoryDel(index);
+  }
+}
+
+void apply(ResetCauseHistory& history, const Reloads& reloads) {
+  delAbsent(history, reloads);
+  for (const auto& [index, causes] : reloads) {
+    if (const auto present = history.rebootHistory(index)) {
+      present->causeQIs(causes);
+      continue;
+    }
+    // Filled before it is stored, so that whoever hears of it sees its causes.
+    const auto instance = Qel::make<ResetInstance>(index);
+    instance->causeQIs(causes);
+    history.rebootHistoryIs(instance);
+  }
+}
+
+Qel::Document causeDocument(Qel::FieldReader& fields, const std::string& prefix) {
+  return Qel::Document::Map{{"description", Qel::String(fields.takeText(prefix + "d"))},
+                            {"time", fields.takeFiniteNumber(prefix + "t")},
+                            {"recommendedAction", Qel::String(fields.takeText(prefix + "a"))},
+                            {"detail", Qel::String(fields.takeText(prefix + "b"))}};
+}
+
+Qel::Document reloadDocument(Qel::FieldReader& fields, U32 index) {
+  const std::string countName = fmt::format("{}:n", index);
+  const U32 count = fields.takeU32(countName);
+  if (count > ResetCauseHistoryCodec::kMostCauses) {
+    throw Qel::DocumentException(countName, "more causes than a reload may have");
+  }
+  Qel::Document::List causes;
+  for (U32 i = 0; i < count; ++i) {
+    causes.push_back(causeDocument(fields, fmt::format("{}:{}:", index, i)));
+  }
+  return Qel::Document::Map{{"causeQ", std::move(causes)}};
+}
+
+// The reload indexes that have a count, "R:n".
+std::vector<U32> indexesOf(const Qel::DocumentCodec::Fields& fields) {
+  std::vector<U32> indexes;
+  for (const auto& [name, value] : fields) {
+    if (!name.ends_with(":n")) continue;
+    U32 index = 0;
+    const char* const end = name.data() + name.size() - 2;
+    const auto [stop, error] = std::from_chars(name.data(), end, index);
+    if (error != std::errc() || stop != end || fmt::format("{}:n", index) != name) {
+      throw Qel::DocumentException(name, "unknown field");
+    }
+    indexes.push_back(index);
+  }
+  return indexes;
+}
+
+}  // namespace
+
+Qel::Ptr<Qel::Entity> ResetCauseHistoryCodec::newEntity(const Qel::Name& name) const {
+  return Qel::make<ResetCauseHistory>(name);
+}
+
+Qel::DocumentCodec::Change ResetCauseHistoryCodec::decode(const Qel::Document& document) const {
+  return [reloads = readReloads(document)](Qel::Entity& entity) {
+    apply(dynamic_cast<ResetCauseHistory&>(entity), reloads);
+  };
+}
+
+Qel::DocumentCodec::Fields ResetCauseHistoryCodec::fieldsOf(const Qel::Document& document) const {
+  const Reloads reloads = readReloads(document);
+  Fields fields;
+  if (!reloads.empty()) fields.emplace_back("n", fmt::format("{}", reloads.size()));
+  for (const auto& [index, causes] : reloads) {
+    fields.emplace_back(fmt::format("{}:n", index), fmt::format("{}", causes.size()));
+    for (std::size_t i = 0; i < causes.size(); ++i) {
+      const std::string prefix = fmt::format("{}:{}:", index, i);
+      fields.emplace_back(prefix + "d", causes[i].description().view());
+      fields.emplace_back(prefix + "t", fmt::format("{}", causes[i].time()));
+      fields.emplace_back(prefix + "a", causes[i].recommendedAction().view());
+      fields.emplace_back(prefix + "b", causes[i].detail().view());
+    }
+  }
+  return fields;
+}
+
+Qel::Document ResetCauseHistoryCodec::documentOf(const Fields& fields) const {
+  const std::vector<U32> indexes = indexesOf(fields);
+  Qel::FieldReader reader(fields);
+  const U32 count = fields.empty() ? 0 : reader.takeU32("n");
+  if (count != indexes.size() || count > kMostReloads) {
+    throw Qel::DocumentException("n", "is not the number of reloads that stand there");
+  }
+  Qel::Document::Map reloads;
+  for (const U32 index : indexes) {
+    reloads.emplace_back(Qel::String(fmt::format("{}", index)), reloadDocument(reader, index));
+  }
+  reader.needNoMore();
+  return Qel::Document::Map{{"type", kType}, {"rebootHistory", std::move(reloads)}};
+}
+
+}  // namespace System

@@ -1,0 +1,33 @@
+#pragma once
+
+#include <cstddef>
+
+#include "Qel/Document.h"
+
+namespace System {
+
+// {"type": "System::ResetCauseHistory",
+//  "rebootHistory": {"0": {"causeQ": [{"description": "...", "time": 1700000000.9,
+//                                      "recommendedAction": "...", "detail": "..."}]}}}
+//
+// `description` and `time` are required; the two other texts default to empty. A reload whose index
+// stays present keeps its ResetInstance: only its causes change, as a whole.
+//
+// Flat fields: "n" reloads, then for each reload index R "R:n" causes, and for each cause C of it
+// "R:C:d" description, "R:C:t" time, "R:C:a" recommended action, "R:C:b" detail. An empty history
+// has no field.
+class ResetCauseHistoryCodec final : public Qel::DocumentCodec {
+ public:
+  static constexpr std::size_t kMostReloads = 256;
+  static constexpr std::size_t kMostCauses = 65536;  // of one reload
+  static constexpr std::size_t kMostTextBytes = 65536;
+  // Times beyond it, either way, are no seconds of any calendar.
+  static constexpr double kMostTime = 9.0e15;
+
+  Qel::Ptr<Qel::Entity> newEntity(const Qel::Name& name) const override;
+  Change decode(const Qel::Document& document) const override;
+  Fields fieldsOf(const Qel::Document& document) const override;
+  Qel::Document documentOf(const Fields& fields) const override;
+};
+
+}  // namespace System
