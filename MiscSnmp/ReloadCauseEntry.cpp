@@ -1,0 +1,58 @@
+#include "MiscSnmp/ReloadCauseEntry.h"
+
+#include <cstdint>
+
+#include "MiscSnmp/ReloadCauseKeyIf.h"
+#include "Qel/TypeNode.h"
+
+namespace MiscSnmp {
+
+namespace {
+
+const ReloadCauseEntry& entryOf(const Qel::PtrInterface& object) {
+  return dynamic_cast<const ReloadCauseEntry&>(object);
+}
+
+const auto registration = Qel::typeNodeIs({
+    .name = "MiscSnmp::ReloadCauseEntry",
+    .attributes = {{"key",
+                    [](const auto& object) {
+                      return Qel::Ptr<Qel::GenericIf>(
+                          Qel::make<ReloadCauseKeyIf>(entryOf(object).key()));
+                    }},
+                   {"resetCause", [](const auto& object) { return entryOf(object).resetCause(); }},
+                   {"unitIndex", [](const auto& object) { return entryOf(object).unitIndex(); }},
+                   {"reloadIndex",
+                    [](const auto& object) { return entryOf(object).reloadIndex(); }},
+                   {"causeIndex", [](const auto& object) { return entryOf(object).causeIndex(); }},
+                   {"causeDesc", [](const auto& object) { return entryOf(object).causeDesc(); }},
+                   {"reloadTime", [](const auto& object) { return entryOf(object).reloadTime(); }}},
+});
+
+U32 wholeSeconds(double time) {
+  // C++ defines the conversion for what fits alone.
+  constexpr double kEnd = 9223372036854775808.0;  // 2^63
+  if (!(time >= -kEnd && time < kEnd)) return 0;
+  return static_cast<U32>(static_cast<std::int64_t>(time));
+}
+
+}  // namespace
+
+ReloadCauseEntry::ReloadCauseEntry(const ReloadCauseKey& key,
+                                   const Qel::Ptr<System::ResetInstance const>& resetCause)
+    : key_(key), resetCause_(resetCause) {}
+
+Qel::String ReloadCauseEntry::causeDesc() const { return cause().description(); }
+
+U32 ReloadCauseEntry::reloadTime() const { return wholeSeconds(cause().time()); }
+
+System::ResetCause ReloadCauseEntry::cause() const {
+  const Qel::Ptr<System::ResetInstance const> instance = resetCause_;
+  // Managers count causes from 1, the queue from 0; cause index 0 wraps to a key that no queue has.
+  const auto element = instance->causeQ()[key_.causeIndex() - 1U];
+  return element ? element->value() : System::ResetCause();
+}
+
+const Qel::TypeNode* ReloadCauseEntry::fwkType() const { return &registration->node(); }
+
+}  // namespace MiscSnmp

@@ -1,0 +1,49 @@
+#pragma once
+
+#include "MiscSnmp/ReloadCauseKey.h"
+#include "Qel/Ptr.h"
+#include "Qel/PtrInterface.h"
+#include "Qel/RbTreeMap.h"
+#include "Qel/String.h"
+#include "Qel/Types.h"
+#include "System/ResetInstance.h"
+
+namespace MiscSnmp {
+
+// One row of the reload-cause table: a key, and the reload whose cause the row shows.
+//
+// Neither ever changes. Description and time are taken from the reload's cause queue at each read,
+// so a row shows what the platform holds at that moment, also after it has left the table. A row
+// keeps its reload alive.
+class ReloadCauseEntry final : public Qel::PtrInterface, public Qel::RbTreeMapLinks {
+ public:
+  // `resetCause` must not be null: every read goes to it. Rows of a table are made by
+  // GeneralMib::reloadCauseTableIs alone.
+  ReloadCauseEntry(const ReloadCauseKey& key,
+                   const Qel::Ptr<System::ResetInstance const>& resetCause);
+
+  const ReloadCauseKey& key() const noexcept { return key_; }
+  const ReloadCauseKey& fwkKey() const noexcept { return key_; }
+  const Qel::Ptr<System::ResetInstance const>& resetCause() const noexcept { return resetCause_; }
+
+  U32 unitIndex() const noexcept { return key_.unitIndex(); }
+  U32 reloadIndex() const noexcept { return key_.instanceIndex(); }
+  U32 causeIndex() const noexcept { return key_.causeIndex(); }
+
+  // The description as the platform recorded it, any octets; empty when the cause is missing.
+  Qel::String causeDesc() const;
+  // Whole seconds since 1970-01-01 UTC, truncated toward zero, modulo 2^32. 0 when the cause is
+  // missing, and for a time that is no number of seconds in 64 bits (infinite, not a number).
+  U32 reloadTime() const;
+
+  const Qel::TypeNode* fwkType() const override;
+
+ private:
+  // The cause that this row shows, or one without text and at time 0.
+  System::ResetCause cause() const;
+
+  const ReloadCauseKey key_;
+  const Qel::Ptr<System::ResetInstance const> resetCause_;
+};
+
+}  // namespace MiscSnmp
