@@ -11,9 +11,8 @@ namespace Qel {
 const Document* Document::member(std::string_view name) const noexcept {
   const Map* map = as<Map>();
   if (map == nullptr) return nullptr;
-  const auto found = std::find_if(map->begin(), map->end(), [name](const auto& member) {
-    return member.first.view() == name;
-  });
+  const auto found = std::find_if(
+      map->begin(), map->end(), [name](const auto& member) { return member.first.view() == name; });
   return found == map->end() ? nullptr : &found->second;
 }
 

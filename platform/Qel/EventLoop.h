@@ -17,8 +17,8 @@ class EventLoop {
  public:
   virtual ~EventLoop() = default;
 
-  // Calls while `fd` can be read (written) without blocking. Raises RangeException when the loop can
-  // take no more descriptors.
+  // Calls while `fd` can be read (written) without blocking. Raises RangeException when the loop
+  // can take no more descriptors.
   [[nodiscard]] virtual Ptr<EventWatch> readableIs(int fd, std::function<void()> call) = 0;
   [[nodiscard]] virtual Ptr<EventWatch> writableIs(int fd, std::function<void()> call) = 0;
   // Calls once, `seconds` from now (0: as soon as the loop is free).

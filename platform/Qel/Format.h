@@ -25,8 +25,8 @@ auto formatArgument(const T& value) {
 
 }  // namespace detail
 
-// printf-style template filled with typed arguments: %s takes texts, %u and %d integers, %f doubles.
-// A directive that does not fit its argument raises fmt::format_error.
+// printf-style template filled with typed arguments: %s takes texts, %u and %d integers, %f
+// doubles. A directive that does not fit its argument raises fmt::format_error.
 template <class... Args>
 String format(std::string_view text, const Args&... args) {
   return String(fmt::sprintf(text, detail::formatArgument(args)...));

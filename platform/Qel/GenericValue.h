@@ -14,8 +14,8 @@ namespace Qel {
 
 class GenericIf;
 
-// A value as it passes through the reflective interface: nothing, bool, number, text, a reference to
-// an object (constant or not), or a wrapped value of a registered type.
+// A value as it passes through the reflective interface: nothing, bool, number, text, a reference
+// to an object (constant or not), or a wrapped value of a registered type.
 class GenericValue {
  public:
   GenericValue() = default;
@@ -39,7 +39,8 @@ class GenericValue {
   String kind() const;
 
   // Unwrapping. Each raises TypeException when the value is of another type; an object reference
-  // must be of type T or derived, and constant only where T is. Nothing unwraps to a null reference.
+  // must be of type T or derived, and constant only where T is. Nothing unwraps to a null
+  // reference.
   bool toBool() const;
   U32 toU32() const;
   double toDouble() const;

@@ -28,13 +28,13 @@ class HashMap {
   struct ByKey {};
   struct ByNumber {};
   using Entries = boost::multi_index_container<
-      Entry, boost::multi_index::indexed_by<
-                 boost::multi_index::hashed_unique<
-                     boost::multi_index::tag<ByKey>,
-                     boost::multi_index::member<Entry, Key, &Entry::key>>,
-                 boost::multi_index::ordered_unique<
-                     boost::multi_index::tag<ByNumber>,
-                     boost::multi_index::member<Entry, std::uint64_t, &Entry::number>>>>;
+      Entry,
+      boost::multi_index::indexed_by<
+          boost::multi_index::hashed_unique<boost::multi_index::tag<ByKey>,
+                                            boost::multi_index::member<Entry, Key, &Entry::key>>,
+          boost::multi_index::ordered_unique<
+              boost::multi_index::tag<ByNumber>,
+              boost::multi_index::member<Entry, std::uint64_t, &Entry::number>>>>;
 
  public:
   class IteratorConst {

@@ -13,8 +13,8 @@ namespace Qel {
 // owner until the child is let go.
 //
 // Contract of derived classes: qelChildIs(child) when the owner has stored its one reference to a
-// child that holds one reference to the owner; qelChildDel(child) before that reference is released;
-// the child's qelOwner() names the owner. The destructor releases every child.
+// child that holds one reference to the owner; qelChildDel(child) before that reference is
+// released; the child's qelOwner() names the owner. The destructor releases every child.
 class OwnerInterface : public PtrInterface {
  protected:
   void qelChildIs(PtrInterface& child);

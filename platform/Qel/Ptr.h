@@ -24,10 +24,8 @@ class Ptr {
   Ptr(const Ptr& other) noexcept : object_(other.object_) { add(); }
   Ptr(Ptr&& other) noexcept : object_(std::exchange(other.object_, nullptr)) {}
   template <class U>
-    requires std::convertible_to<U*, T*>
-  Ptr(const Ptr<U>& other) noexcept : object_(other.get()) {
-    add();
-  }
+  requires std::convertible_to<U*, T*> Ptr(const Ptr<U>& other)
+  noexcept : object_(other.get()) { add(); }
   ~Ptr() { release(); }
 
   Ptr& operator=(const Ptr& other) noexcept {

@@ -7,7 +7,7 @@ namespace Qel {
 
 namespace {
 
-std::atomic<bool> threadSafe{false};
+std::atomic<bool> threadSafeCounts{false};
 std::atomic<std::size_t> liveCount{0};
 
 }  // namespace
@@ -41,10 +41,12 @@ std::size_t PtrInterface::liveObjects() noexcept {
   return liveCount.load(std::memory_order_relaxed);
 }
 
-void PtrInterface::threadSafePointersIs(bool value) noexcept { threadSafe = value; }
+void PtrInterface::threadSafePointersIs(bool threadSafe) noexcept {
+  threadSafeCounts = threadSafe;
+}
 
 U32 PtrInterface::wordAdd(U32 delta) const noexcept {
-  if (threadSafe.load(std::memory_order_relaxed)) {
+  if (threadSafeCounts.load(std::memory_order_relaxed)) {
     return word_.fetch_add(delta, std::memory_order_acq_rel) + delta;
   }
   const U32 word = word_.load(std::memory_order_relaxed) + delta;

@@ -22,7 +22,8 @@ class TypeNode;
 // reference to itself, so that a destructor, too, may hand out short-lived references. A reference
 // that outlives the object is a programming error and ends the process.
 //
-// Counting is plain unless threadSafePointersIs(true) was called; single-threaded programs never do.
+// Counting is plain unless threadSafePointersIs(true) was called; single-threaded programs never
+// do.
 class PtrInterface {
  public:
   class NotifieeConst;

@@ -10,9 +10,8 @@
 namespace Qel {
 
 // The links by which an ordered map holds a row; zero while the row is in no map.
-class RbTreeMapLinks
-    : public boost::intrusive::set_base_hook<
-          boost::intrusive::link_mode<boost::intrusive::safe_link>> {};
+class RbTreeMapLinks : public boost::intrusive::set_base_hook<
+                           boost::intrusive::link_mode<boost::intrusive::safe_link>> {};
 
 // Ordered map of counted rows, ascending in the key's operator<; at most one row a key.
 //
@@ -90,9 +89,7 @@ class RbTreeMap {
     return IteratorConst(*this, rowAt<Value const>(tree_.begin()));
   }
   // The row under `key`, else the one with the smallest greater key, else the end.
-  Iterator startAt(const Key& key) {
-    return Iterator(*this, rowAt<Value>(tree_.lower_bound(key)));
-  }
+  Iterator startAt(const Key& key) { return Iterator(*this, rowAt<Value>(tree_.lower_bound(key))); }
   IteratorConst startAt(const Key& key) const {
     return IteratorConst(*this, rowAt<Value const>(tree_.lower_bound(key)));
   }

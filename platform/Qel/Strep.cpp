@@ -51,8 +51,8 @@ void needString(String::IteratorConst& pos, const String::IteratorConst& end,
                 std::string_view literal) {
   const std::string_view rest(pos, end);
   if (!rest.starts_with(literal)) {
-    throwParseException(String(fmt::format("expected '{}' but found {}", literal,
-                                           excerpt(pos, end))));
+    throwParseException(
+        String(fmt::format("expected '{}' but found {}", literal, excerpt(pos, end))));
   }
   pos += literal.size();
 }
@@ -63,8 +63,8 @@ U32 deserializeAttr<U32>(String::IteratorConst& pos, const String::IteratorConst
   U32 value = 0;
   const auto [stop, error] = std::from_chars(pos, end, value);
   if (error != std::errc()) {
-    throwParseException(String(fmt::format("attribute {}: {} is not an unsigned 32-bit number",
-                                           name, excerpt(pos, end))));
+    throwParseException(String(
+        fmt::format("attribute {}: {} is not an unsigned 32-bit number", name, excerpt(pos, end))));
   }
   pos = stop;
   return value;

@@ -10,8 +10,8 @@
 
 namespace Qel {
 
-// One emitted trace line. `file`, `position` and `function` are where the statement stands: a source
-// or model file, a line or model position, the function's name.
+// One emitted trace line. `file`, `position` and `function` are where the statement stands: a
+// source or model file, a line or model position, the function's name.
 struct TraceRecord {
   String facility;
   int level;
@@ -63,9 +63,9 @@ class TraceHelper {
   static std::optional<TraceHelper> createIfEnabled(const TraceHandle& handle, int level,
                                                     const char* file, int position,
                                                     const char* function) {
-    return handle.isEnabled(level) ? std::optional<TraceHelper>(std::in_place, handle, level, file,
-                                                                position, function)
-                                   : std::optional<TraceHelper>();
+    return handle.isEnabled(level)
+               ? std::optional<TraceHelper>(std::in_place, handle, level, file, position, function)
+               : std::optional<TraceHelper>();
   }
 
   template <class T>

@@ -46,8 +46,8 @@ struct TypeDescription {
   std::function<Ptr<PtrInterface>(const GenericArgs&)> factory = {};
   // Creates the entity that a directory puts under a name.
   std::function<Ptr<Entity>(Dir&, const Name&)> newEntityForDir = {};
-  // Creates a notifiee that passes the notifications of an object on by attribute name. It is bound,
-  // registered and active.
+  // Creates a notifiee that passes the notifications of an object on by attribute name. It is
+  // bound, registered and active.
   std::function<Ptr<PtrInterface::NotifieeConst>(const Ptr<PtrInterface const>&,
                                                  AttributeNotification)>
       genericNotifiee = {};

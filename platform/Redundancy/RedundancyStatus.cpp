@@ -22,8 +22,8 @@ const auto registration = Qel::typeNodeIs({
                     }},
                    {"switchoverCapable",
                     [](const auto& object) { return statusOf(object).switchoverCapable(); }}},
-    .newEntityForDir =
-        [](Qel::Dir&, const Qel::Name& name) { return Qel::make<RedundancyStatus>(name); },
+    .newEntityForDir = [](Qel::Dir&,
+                          const Qel::Name& name) { return Qel::make<RedundancyStatus>(name); },
     .documentCodec = std::make_shared<const RedundancyStatusCodec>(),
 });
 

@@ -15,8 +15,8 @@ const auto registration = Qel::typeNodeIs({
                     [](const Qel::PtrInterface& object) {
                       return dynamic_cast<const ResetCauseHistory&>(object).name();
                     }}},
-    .newEntityForDir =
-        [](Qel::Dir&, const Qel::Name& name) { return Qel::make<ResetCauseHistory>(name); },
+    .newEntityForDir = [](Qel::Dir&,
+                          const Qel::Name& name) { return Qel::make<ResetCauseHistory>(name); },
     .documentCodec = std::make_shared<const ResetCauseHistoryCodec>(),
 });
 

@@ -32,7 +32,8 @@ ResetCause readCause(const Qel::DocumentReader& cause) {
   cause.needOnly({"description", "time", "recommendedAction", "detail"});
   const Qel::DocumentReader time = cause.member("time");
   const double seconds = time.readFiniteNumber();
-  if (std::abs(seconds) > ResetCauseHistoryCodec::kMostTime) time.fail("outside the range of times");
+  if (std::abs(seconds) > ResetCauseHistoryCodec::kMostTime)
+    time.fail("outside the range of times");
   return {cause.member("description").readText(ResetCauseHistoryCodec::kMostTextBytes), seconds,
           readOptionalText(cause, "recommendedAction"), readOptionalText(cause, "detail")};
 }

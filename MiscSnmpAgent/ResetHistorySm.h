@@ -1,0 +1,184 @@
+#pragma once
+
+#include <initializer_list>
+
+#include "Kavra/EntityManager.h"
+#include "MiscSnmp/GeneralMib.h"
+#include "MiscSnmpAgent/CurCellResetInstanceSm.h"
+#include "MiscSnmpAgent/PeerCellResetHistoryStatusDirMounter.h"
+#include "MiscSnmpAgent/PeerCellResetInstanceSm.h"
+#include "MiscSnmpAgent/Reactor.h"
+#include "Qel/Clock.h"
+#include "Qel/HashMap.h"
+#include "Qel/LiveCount.h"
+#include "Qel/OwnerInterface.h"
+#include "Qel/Ptr.h"
+#include "Qel/String.h"
+#include "Qel/TypeNode.h"
+#include "Redundancy/RedundancyStatus.h"
+#include "System/ResetCauseHistory.h"
+
+namespace MiscSnmp::Agent {
+
+// Keeps GeneralMib::reloadCauseTable equal to the causes of the last reload of the own cell and,
+// under a redundancy protocol with a reachable peer, of the peer cell.
+//
+// The own cell's causes stand under unit 0 and, on a supervisor, again under the cell's id; the
+// peer's under the peer's id. Only reboot index 0 is ever published. Construction empties the table
+// and writes the rows of what stands; from then on each change deletes all rows of its cell and
+// writes them again. Rows stay when the machine goes: its successor empties the table.
+//
+// Holds its reactors, the instance machines and the mounter; the latter two refer back to it by
+// counted references that do not keep it alive (OwnerInterface). Handlers read present state, stop
+// at the first missing piece, and may be re-entered through the mutators.
+class ResetHistorySm final : public Qel::OwnerInterface, public Qel::LiveCount<ResetHistorySm> {
+ public:
+  class QelRedundancyStatus final
+      : public Reactor<Redundancy::RedundancyStatus::NotifieeConst, ResetHistorySm> {
+   public:
+    using Reactor::Reactor;
+    void notifierIs(Qel::Ptr<Qel::PtrInterface const> notifier) override;
+    void onProtocol() override;
+    void onSwitchoverCapable() override;
+  };
+
+  class QelCurCellResetHistory final
+      : public Reactor<System::ResetCauseHistory::NotifieeConst, ResetHistorySm> {
+   public:
+    using Reactor::onRebootHistory;
+    using Reactor::Reactor;
+    void notifierIs(Qel::Ptr<Qel::PtrInterface const> notifier) override;
+    void onRebootHistory(U32 key) override;
+    void onRebootHistoryqelImmediate() override;
+
+   private:
+    void react();
+  };
+
+  class QelPeerCellResetHistory final
+      : public Reactor<System::ResetCauseHistory::NotifieeConst, ResetHistorySm> {
+   public:
+    using Reactor::onRebootHistory;
+    using Reactor::Reactor;
+    void notifierIs(Qel::Ptr<Qel::PtrInterface const> notifier) override;
+    void onRebootHistory(U32 key) override;
+    void onRebootHistoryqelImmediate() override;
+
+   private:
+    void react();
+  };
+
+  // The redundancy status and the own cell's history must not be null.
+  ResetHistorySm(const Qel::Ptr<Redundancy::RedundancyStatus const>& redundancyStatus,
+                 const Qel::Ptr<GeneralMib>& generalMib,
+                 const Qel::Ptr<System::ResetCauseHistory const>& curCellResetHistory,
+                 const Qel::Ptr<Kavra::EntityManager>& entityManager, const Qel::String& cellType);
+  ~ResetHistorySm() override;
+
+  static Qel::Ptr<ResetHistorySm> ResetHistorySmIs(
+      const Qel::Ptr<Redundancy::RedundancyStatus const>& redundancyStatus,
+      const Qel::Ptr<GeneralMib>& generalMib,
+      const Qel::Ptr<System::ResetCauseHistory const>& curCellResetHistory,
+      const Qel::Ptr<Kavra::EntityManager>& entityManager, const Qel::String& cellType);
+
+  // The watched entities, or null.
+  Qel::Ptr<Redundancy::RedundancyStatus const> redundancyStatus() const;
+  Qel::Ptr<System::ResetCauseHistory const> curCellResetHistory() const;
+  Qel::Ptr<System::ResetCauseHistory const> peerCellResetHistory() const;
+  const Qel::Ptr<GeneralMib>& generalMib() const noexcept { return generalMib_; }
+  const Qel::Ptr<Kavra::EntityManager>& entityManager() const noexcept { return entityManager_; }
+  const Qel::String& cellType() const noexcept { return cellType_; }
+  const Qel::HashMap<CurCellResetInstanceSm, U32>& curCellResetInstanceSm() const noexcept {
+    return curCellResetInstanceSm_;
+  }
+  const Qel::HashMap<PeerCellResetInstanceSm, U32>& peerCellResetInstanceSm() const noexcept {
+    return peerCellResetInstanceSm_;
+  }
+  const Qel::Ptr<PeerCellResetHistoryStatusDirMounter>& peerCellResetHistoryStatusDirMounter()
+      const noexcept {
+    return peerCellResetHistoryStatusDirMounter_;
+  }
+
+  // Watch another entity and act on it; the present one changes nothing, null ends the watch. The
+  // Del forms end the watch and return what was watched, or null.
+  void redundancyStatusIs(const Qel::Ptr<Redundancy::RedundancyStatus const>& status);
+  Qel::Ptr<Redundancy::RedundancyStatus const> redundancyStatusDel();
+  void curCellResetHistoryIs(const Qel::Ptr<System::ResetCauseHistory const>& history);
+  Qel::Ptr<System::ResetCauseHistory const> curCellResetHistoryDel();
+  // A change, to null too, also runs handlePeerCellResetHistory().
+  void peerCellResetHistoryIs(const Qel::Ptr<System::ResetCauseHistory const>& history);
+  Qel::Ptr<System::ResetCauseHistory const> peerCellResetHistoryDel();
+
+  // The machine under `key`: a new one, or the present one when it has the same instance and back
+  // pointer. Raises RangeException "null ValidPtr" for a null back pointer, NameInUseException when
+  // the present one differs. Del and DelAll release machines and leave the table alone.
+  Qel::Ptr<CurCellResetInstanceSm> curCellResetInstanceSmIs(
+      U32 key, const Qel::Ptr<System::ResetInstance const>& resetInstance,
+      const Qel::Ptr<ResetHistorySm>& resetHistorySm);
+  Qel::Ptr<CurCellResetInstanceSm> curCellResetInstanceSmDel(U32 key);
+  void curCellResetInstanceSmDelAll();
+  Qel::Ptr<PeerCellResetInstanceSm> peerCellResetInstanceSmIs(
+      U32 key, const Qel::Ptr<System::ResetInstance const>& resetInstance,
+      const Qel::Ptr<ResetHistorySm>& resetHistorySm);
+  Qel::Ptr<PeerCellResetInstanceSm> peerCellResetInstanceSmDel(U32 key);
+  void peerCellResetInstanceSmDelAll();
+
+  // The mounter: a new one with its notifications on, or the present one when both paths are equal.
+  // Raises RangeException "null ValidPtr" for a null back pointer.
+  Qel::Ptr<PeerCellResetHistoryStatusDirMounter> peerCellResetHistoryStatusDirMounterIs(
+      const Qel::String& rootPath, const Qel::String& path,
+      const Qel::Ptr<Kavra::EntityManager>& entityManager, const Qel::Ptr<Qel::Clock const>& clock,
+      const Qel::Ptr<ResetHistorySm>& resetHistorySm);
+  // Switches the mounter's notifications off, releases and returns it, or null.
+  Qel::Ptr<PeerCellResetHistoryStatusDirMounter> peerCellResetHistoryStatusDirMounterDel();
+
+  void handleInitialized();
+  void handleRedundancyProtocol();
+  void deleteAllCellResetHistory();
+  void deleteCurCellResetHistory();
+  void deletePeerCellResetHistory();
+  void deletePeerCellResetInstanceSm();
+
+  // Write the rows of one cell from its latest reload. The own cell's form removes no row first.
+  void handleCurCellResetHistory();
+  void handlePeerCellResetHistory();
+  // Re-examine every reload of a cell's history; the keyed forms keep the machine of key 0 in step.
+  void handleCurCellResetHistoryUpdate();
+  void handleCurCellResetHistoryUpdate(U32 key);
+  void handlePeerCellResetHistoryUpdate();
+  void handlePeerCellResetHistoryUpdate(U32 key);
+
+  void hasNotificationActiveIs(bool active) override;
+  void qelDoZombieReactors(bool zombie) override;
+  const Qel::TypeNode* fwkType() const override;
+  static Qel::TypeDescription typeDescription();
+
+ private:
+  template <class SomeReactor, class Entity>
+  void reactorIs(Qel::Ptr<SomeReactor>& slot, const Qel::Ptr<Entity const>& entity);
+  template <class Sm, class Make>
+  Qel::Ptr<Sm> resetInstanceSmIs(Qel::HashMap<Sm, U32>& machines, U32 key,
+                                 const Qel::Ptr<System::ResetInstance const>& resetInstance,
+                                 const Qel::Ptr<ResetHistorySm>& resetHistorySm, Make make);
+  template <class Sm>
+  Qel::Ptr<Sm> resetInstanceSmDel(Qel::HashMap<Sm, U32>& machines, U32 key);
+
+  // Removes the rows for whose unit `isOf` holds, tracing each under the handler's name.
+  void deleteRows(const char* signature, const char* function, bool (*isOf)(U32 unitIndex));
+  // Writes a row for each cause of `instance` under each of `units`.
+  void writeRows(std::initializer_list<U32> units,
+                 const Qel::Ptr<System::ResetInstance const>& instance);
+  void tearDown();
+
+  Qel::Ptr<QelRedundancyStatus> redundancyStatus_;
+  const Qel::Ptr<GeneralMib> generalMib_;
+  Qel::Ptr<QelCurCellResetHistory> curCellResetHistory_;
+  const Qel::Ptr<Kavra::EntityManager> entityManager_;
+  const Qel::String cellType_;
+  Qel::Ptr<QelPeerCellResetHistory> peerCellResetHistory_;
+  Qel::HashMap<CurCellResetInstanceSm, U32> curCellResetInstanceSm_;
+  Qel::HashMap<PeerCellResetInstanceSm, U32> peerCellResetInstanceSm_;
+  Qel::Ptr<PeerCellResetHistoryStatusDirMounter> peerCellResetHistoryStatusDirMounter_;
+};
+
+}  // namespace MiscSnmp::Agent
