@@ -1,0 +1,97 @@
+#include "Snmp/Converters.h"
+
+#include <array>
+#include <chrono>
+#include <cstdint>
+#include <cstring>
+#include <limits>
+
+#include "Qel/Exception.h"
+#include "Qel/Format.h"
+
+namespace Snmp {
+
+namespace {
+
+constexpr int kFailed = -1;
+constexpr std::int64_t kSecondsADay = 86400;
+
+using DateAndTime = std::array<unsigned char, 11>;
+
+int put(const void* octets, std::size_t count, unsigned char* buffer, std::size_t length) {
+  if (count > length || count > static_cast<std::size_t>(std::numeric_limits<int>::max())) {
+    return kFailed;
+  }
+  if (count > 0) std::memcpy(buffer, octets, count);
+  return static_cast<int>(count);
+}
+
+template <class T>
+unsigned char octet(T value) {
+  return static_cast<unsigned char>(value);
+}
+
+struct Date {
+  std::int64_t year;
+  unsigned month;
+  unsigned day;
+};
+
+// The Gregorian calendar repeats itself every 400 years, which takes dates that the library's
+// calendar does not reach into one that it does.
+Date dateOf(std::int64_t daysSince1970) {
+  constexpr std::int64_t kDaysACycle = 146097;
+  const std::chrono::sys_days day{std::chrono::days{daysSince1970 % kDaysACycle}};
+  const std::chrono::year_month_day date{day};
+  return {int{date.year()} + 400 * (daysSince1970 / kDaysACycle), unsigned{date.month()},
+          unsigned{date.day()}};
+}
+
+}  // namespace
+
+int StringToAsnOctetStringF::operator()(const Qel::String& text, unsigned char* buffer,
+                                        std::size_t length) const {
+  return put(text.begin(), text.bytes(), buffer, length);
+}
+
+int SecondsToAsnDateAndTimeF::operator()(double seconds, unsigned char* buffer,
+                                         std::size_t length) const {
+  constexpr std::int64_t kMostYear = 65535;
+  // Far beyond that year, and small enough for exact integers.
+  constexpr double kEnd = 1.0e13;
+  if (!(seconds >= 0.0 && seconds < kEnd)) return kFailed;
+  const auto whole = static_cast<std::int64_t>(seconds);
+  const auto deciseconds = static_cast<int>((seconds - static_cast<double>(whole)) * 10.0);
+  const Date date = dateOf(whole / kSecondsADay);
+  if (date.year > kMostYear) return kFailed;
+  const std::int64_t ofDay = whole % kSecondsADay;
+  const DateAndTime octets{octet(date.year >> 8),
+                           octet(date.year & 0xff),
+                           octet(date.month),
+                           octet(date.day),
+                           octet(ofDay / 3600),
+                           octet(ofDay / 60 % 60),
+                           octet(ofDay % 60),
+                           octet(deciseconds),
+                           '+',
+                           0,
+                           0};
+  return put(octets.data(), octets.size(), buffer, length);
+}
+
+int U32ToAsnUnsignedF::operator()(U32 value, unsigned char* buffer, std::size_t length) const {
+  const unsigned long kept = value;
+  return put(&kept, sizeof kept, buffer, length);
+}
+
+U32 AsnUnsignedToU32(const void* value) {
+  if (value == nullptr) Qel::throwRangeException("there is no number");
+  long kept = 0;
+  std::memcpy(&kept, value, sizeof kept);
+  if (kept < 0 || kept > static_cast<long>(std::numeric_limits<U32>::max())) {
+    Qel::throwRangeException(Qel::format("%d is not an unsigned 32-bit number", kept));
+  }
+  return static_cast<U32>(kept);
+}
+
+}  // namespace Snmp

@@ -1,0 +1,7 @@
+#include "Snmp/HandlerRegistration.h"
+
+namespace Snmp {
+
+HandlerRegistration::~HandlerRegistration() = default;
+
+}  // namespace Snmp
