@@ -1,0 +1,298 @@
+#include "Qel/RbTreeMap.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <iostream>
+#include <limits>
+#include <map>
+#include <optional>
+#include <utility>
+#include <vector>
+
+#include "Qel/Types.h"
+#include "support/LiveObjects.h"
+#include "support/Random.h"
+
+namespace {
+
+using Qel::make;
+using Qel::Ptr;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+using Key = std::pair<U32, U32>;
+
+class Row : public Qel::PtrInterface, public Qel::RbTreeMapLinks {
+ public:
+  explicit Row(const Key& key) : key_(key) {}
+  const Key& fwkKey() const noexcept { return key_; }
+
+ private:
+  const Key key_;
+};
+
+using Map = Qel::RbTreeMap<Row, Key>;
+
+template <class MapOrConst>
+std::vector<Key> keysFrom(MapOrConst& map, const Key& start) {
+  std::vector<Key> keys;
+  for (auto it = map.startAt(start); it; it.advance()) keys.push_back(it.key());
+  return keys;
+}
+
+class RbTreeMapTest : public support::LiveObjectsTest {
+ protected:
+  Ptr<Row> added(const Key& key) {
+    const auto row = make<Row>(key);
+    map_.rowIs(row);
+    return row;
+  }
+  std::vector<Key> keys() const {
+    std::vector<Key> keys;
+    for (auto it = map_.iteratorConst(); it; ++it) keys.push_back(it.key());
+    return keys;
+  }
+
+  Map map_;
+};
+
+TEST_F(RbTreeMapTest, IsEmptyAtFirst) {
+  EXPECT_TRUE(map_.empty());
+  EXPECT_EQ(map_.members(), 0U);
+  EXPECT_FALSE(map_.iterator());
+  EXPECT_FALSE(map_.startAt({0, 0}));
+  EXPECT_EQ(map_[Key(1, 1)], nullptr);
+}
+
+TEST_F(RbTreeMapTest, FindsARowUnderItsKeyAndKeepsItAlive) {
+  Row* row = added({1, 2}).get();
+  EXPECT_EQ(map_[Key(1, 2)].get(), row);
+  EXPECT_EQ(map_[Key(2, 1)], nullptr);
+  EXPECT_EQ(row->references(), 1U);
+  EXPECT_EQ(map_.members(), 1U);
+}
+
+TEST_F(RbTreeMapTest, WalksInAscendingOrderOfUnsignedKeys) {
+  constexpr U32 kMost = std::numeric_limits<U32>::max();
+  for (const Key& key : {Key(2, 0), Key(0, kMost), Key(1, 9), Key(0, 0), Key(kMost, 0)}) added(key);
+  EXPECT_THAT(keys(), ElementsAre(Key(0, 0), Key(0, kMost), Key(1, 9), Key(2, 0), Key(kMost, 0)));
+}
+
+TEST_F(RbTreeMapTest, StartsAtTheRowOrTheNextGreaterOneOrTheEnd) {
+  added({1, 5});
+  added({2, 1});
+  EXPECT_THAT(keysFrom(map_, {1, 5}), ElementsAre(Key(1, 5), Key(2, 1)));
+  EXPECT_THAT(keysFrom(std::as_const(map_), {2, 0}), ElementsAre(Key(2, 1)));
+  EXPECT_THAT(keysFrom(map_, {9, 9}), IsEmpty());
+}
+
+TEST_F(RbTreeMapTest, TheSameRowAgainChangesNothing) {
+  const Ptr<Row> row = added({1, 1});
+  const auto version = map_.version();
+  map_.rowIs(row);
+  EXPECT_EQ(map_.version(), version);
+  EXPECT_EQ(row->references(), 2U);
+}
+
+TEST_F(RbTreeMapTest, AnotherRowOfTheSameKeyTakesThePlace) {
+  const Ptr<Row> old = added({1, 1});
+  added({0, 0});
+  added({2, 2});
+  const Ptr<Row> now = added({1, 1});
+  EXPECT_EQ(map_[Key(1, 1)], now);
+  EXPECT_EQ(old->references(), 1U);
+  EXPECT_THAT(keys(), ElementsAre(Key(0, 0), Key(1, 1), Key(2, 2)));
+}
+
+TEST_F(RbTreeMapTest, ARowThatWasReplacedMayBeStoredAgain) {
+  const Ptr<Row> old = added({1, 1});
+  added({1, 1});
+  map_.rowIs(old);
+  EXPECT_EQ(map_[Key(1, 1)], old);
+}
+
+TEST_F(RbTreeMapTest, HandsOutTheRowItRemoves) {
+  const Ptr<Row> row = added({1, 1});
+  EXPECT_EQ(map_.rowDel(Key(1, 1)), row);
+  EXPECT_EQ(row->references(), 1U);
+  EXPECT_EQ(map_.rowDel(Key(1, 1)), nullptr);
+  EXPECT_TRUE(map_.empty());
+}
+
+TEST_F(RbTreeMapTest, RemovesThroughAnIteratorOnlyWhatStandsThere) {
+  const Ptr<Row> row = added({1, 1});
+  Map::Iterator it = map_.iterator();
+  Map::Iterator end = map_.startAt({9, 9});
+  EXPECT_EQ(map_.rowDel(end), nullptr);
+  EXPECT_EQ(map_.rowDel(it), row);
+  EXPECT_EQ(map_.rowDel(it), nullptr);
+  const Ptr<Row> other = added({1, 1});
+  EXPECT_EQ(map_.rowDel(it), nullptr) << "another row has the key now";
+  EXPECT_EQ(map_[Key(1, 1)], other);
+}
+
+TEST_F(RbTreeMapTest, AnIteratorKeepsItsRowAndGoesOnBehindItWhenTheRowLeaves) {
+  for (U32 i = 1; i <= 4; ++i) added({i, 0});
+  Map::Iterator it = map_.startAt({2, 0});
+  map_.rowDel(Key(2, 0));
+  map_.rowDel(Key(3, 0));
+  EXPECT_EQ(it.key(), Key(2, 0));
+  it.advance();
+  EXPECT_EQ(it.key(), Key(4, 0));
+}
+
+TEST_F(RbTreeMapTest, AnIteratorVisitsRowsThatJoinAheadAndNoneThatJoinBehind) {
+  added({2, 0});
+  added({9, 0});
+  Map::Iterator it = map_.iterator();
+  added({1, 0});
+  added({5, 0});
+  it.advance();
+  EXPECT_EQ(it.key(), Key(5, 0));
+  it.advance();
+  EXPECT_EQ(it.key(), Key(9, 0));
+  it.advance();
+  EXPECT_FALSE(it);
+}
+
+TEST_F(RbTreeMapTest, AnIteratorDoesNotVisitItsKeyAgainWhenTheRowWasReplaced) {
+  added({1, 0});
+  added({2, 0});
+  Map::Iterator it = map_.iterator();
+  added({1, 0});
+  it.advance();
+  EXPECT_EQ(it.key(), Key(2, 0));
+}
+
+TEST_F(RbTreeMapTest, AnIteratorAtTheEndStaysThere) {
+  added({1, 0});
+  Map::Iterator it = map_.iterator();
+  it.advance();
+  added({2, 0});
+  it.advance();
+  EXPECT_FALSE(it);
+}
+
+TEST_F(RbTreeMapTest, AnIteratorOfNoMapIsAtTheEnd) {
+  Map::Iterator it;
+  it.advance();
+  EXPECT_FALSE(it);
+}
+
+TEST_F(RbTreeMapTest, ClearsWithAnIteratorStandingInIt) {
+  added({1, 0});
+  added({2, 0});
+  Map::IteratorConst it = map_.iteratorConst();
+  map_.clear();
+  EXPECT_TRUE(map_.empty());
+  EXPECT_EQ(it.key(), Key(1, 0));
+  it.advance();
+  EXPECT_FALSE(it);
+}
+
+TEST_F(RbTreeMapTest, RowsOutliveTheMap) {
+  auto map = std::make_unique<Map>();
+  const auto row = make<Row>(Key(1, 1));
+  map->rowIs(row);
+  map.reset();
+  EXPECT_EQ(row->references(), 1U);
+  EXPECT_EQ(row->fwkKey(), Key(1, 1));
+}
+
+// The map beside a std::map of what it must hold, with iterators that stand while both change.
+class RbTreeMapAgainstStdMap : public RbTreeMapTest {
+ protected:
+  // A standing iterator, and the key of the row that it must be at; none at the end.
+  struct Standing {
+    Map::IteratorConst it;
+    std::optional<Key> key;
+  };
+
+  void step() {
+    switch (random_.below(10)) {
+      case 0:
+      case 1:
+      case 2:
+        return add();
+      case 3:
+      case 4:
+        return remove();
+      case 5:
+        return removeAtIterator();
+      case 6:
+        return start();
+      default:
+        return advance();
+    }
+  }
+  void expectEqual() const {
+    std::vector<Key> wanted;
+    for (const auto& [key, row] : model_) wanted.push_back(key);
+    ASSERT_EQ(keys(), wanted);
+    ASSERT_EQ(map_.members(), model_.size());
+  }
+
+  support::Random random_;
+
+ private:
+  Key someKey() { return {random_.below(6), random_.below(30)}; }
+  Standing& someStanding() { return standing_[random_.below(kStanding)]; }
+
+  void add() {
+    const Key key = someKey();
+    model_[key] = added(key);
+  }
+  void remove() {
+    const Key key = someKey();
+    const auto found = model_.find(key);
+    const Ptr<Row> wanted = found == model_.end() ? Ptr<Row>() : found->second;
+    ASSERT_EQ(map_.rowDel(key), wanted);
+    model_.erase(key);
+  }
+  void removeAtIterator() {
+    const Map::Iterator it = map_.startAt(someKey());
+    if (!it) return;
+    const Ptr<Row> wanted = model_.at(it.key());
+    ASSERT_EQ(map_.rowDel(it), wanted);
+    model_.erase(it.key());
+  }
+  void start() {
+    const Key key = someKey();
+    Standing& standing = someStanding();
+    standing.it = std::as_const(map_).startAt(key);
+    standing.key = keyAt(model_.lower_bound(key));
+    expectAt(standing);
+  }
+  void advance() {
+    Standing& standing = someStanding();
+    standing.it.advance();
+    if (standing.key) standing.key = keyAt(model_.upper_bound(*standing.key));
+    expectAt(standing);
+  }
+  void expectAt(const Standing& standing) const {
+    ASSERT_EQ(static_cast<bool>(standing.it), standing.key.has_value());
+    if (!standing.key) return;
+    ASSERT_EQ(standing.it.key(), *standing.key);
+    ASSERT_EQ(standing.it.ptr(), model_.at(*standing.key));
+  }
+  std::optional<Key> keyAt(std::map<Key, Ptr<Row>>::const_iterator place) const {
+    return place == model_.end() ? std::optional<Key>() : place->first;
+  }
+
+  static constexpr unsigned kStanding = 8;
+  std::map<Key, Ptr<Row>> model_;
+  Standing standing_[kStanding];
+};
+
+TEST_F(RbTreeMapAgainstStdMap, HoldsTheSameUnderRandomOperationsAndStandingIterators) {
+  std::cout << random_.replay() << std::endl;  // ahead, lest a crash keep it back
+  const int steps = support::randomSteps(1'000'000);
+  for (int i = 0; i < steps && !HasFatalFailure(); ++i) {
+    step();
+    if (i % 64 == 0) expectEqual();
+  }
+  expectEqual();
+}
+
+}  // namespace
