@@ -1,0 +1,25 @@
+#pragma once
+
+#include <exception>
+
+#include "NorvekGeneralMIB/SnmpTrace.h"
+
+namespace NorvekGeneralMIB {
+
+// Runs what a callback of net-snmp does and returns its result. net-snmp is C: nothing may be
+// thrown through it, so what escapes is traced as an error and `fallback` decides the result.
+template <class Call, class Fallback>
+auto guardedCallback(const char* callback, const Call& call, const Fallback& fallback) noexcept {
+  try {
+    try {
+      return call();
+    } catch (const std::exception& error) {
+      SnmpTrace(0) << callback << " failed: " << error.what();
+    }
+  } catch (...) {
+    // Not even the trace could be written; the result still tells.
+  }
+  return fallback();
+}
+
+}  // namespace NorvekGeneralMIB

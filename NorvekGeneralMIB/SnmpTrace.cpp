@@ -1,0 +1,10 @@
+#include "NorvekGeneralMIB/SnmpTrace.h"
+
+namespace NorvekGeneralMIB {
+
+const Qel::TraceHandle& snmpTraceHandle() {
+  static const Qel::TraceHandle handle("Snmp");
+  return handle;
+}
+
+}  // namespace NorvekGeneralMIB
