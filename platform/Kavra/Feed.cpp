@@ -1,0 +1,115 @@
+#include "Kavra/Feed.h"
+
+#include <fmt/format.h>
+
+#include <utility>
+#include <vector>
+
+#include "Kavra/KavraTrace.h"
+#include "Kavra/Path.h"
+
+namespace Kavra {
+
+Qel::Ptr<Follow> Feed::followIs(const Qel::String& path, Follow::Call call) {
+  needPath(path);
+  return newFollow(Follow::Scope::path, path, std::move(call));
+}
+
+Qel::Ptr<Follow> Feed::followPrefixIs(const Qel::String& prefix, Follow::Call call) {
+  return newFollow(Follow::Scope::prefix, prefix, std::move(call));
+}
+
+Qel::Ptr<Follow> Feed::newFollow(Follow::Scope scope, const Qel::String& text, Follow::Call call) {
+  const Follow::Number number = nextNumber_++;
+  Qel::Ptr<Follow> follow =
+      Qel::make<Follow>(Qel::Ptr<Feed>(this), number, scope, text, std::move(call));
+  follows_.emplace(number, follow.get());
+  return follow;
+}
+
+void Feed::documentIs(const Qel::String& path, const Qel::Document& document) {
+  const Qel::Ptr<Feed> alive(this);
+  if (take(path, document)) tell(path);
+}
+
+void Feed::documentDel(const Qel::String& path) {
+  const Qel::Ptr<Feed> alive(this);
+  if (entries_.erase(path) != 0) tell(path);
+}
+
+void Feed::documentsAre(const Documents& documents) {
+  const Qel::Ptr<Feed> alive(this);
+  std::vector<Qel::String> changed;
+  std::erase_if(entries_, [&](const auto& entry) {
+    if (documents.contains(entry.first)) return false;
+    changed.push_back(entry.first);
+    return true;
+  });
+  for (const auto& [path, document] : documents) {
+    if (take(path, document)) changed.push_back(path);
+  }
+  for (const Qel::String& path : changed) tell(path);
+}
+
+bool Feed::take(const Qel::String& path, const Qel::Document& document) {
+  Entry& entry = entries_[path];
+  if (entry.latest() && entry.latest()->document == document) return false;
+  if (entry.good && entry.good->document == document) {
+    // Back to what is served: there is nothing new to tell.
+    entry.misfit = nullptr;
+    return false;
+  }
+  auto publication = std::make_shared<Publication>(document);
+  if (!isPath(path.view())) publication->misfit = "not a path";
+  if (publication->fits()) {
+    entry = {std::move(publication), nullptr};
+    return true;
+  }
+  trace(0, fmt::format("{}: refused: {}", path.view(), publication->misfit.view()));
+  entry.misfit = std::move(publication);
+  return true;
+}
+
+void Feed::tell(const Qel::String& path) {
+  const auto entry = entries_.find(path);
+  const PublicationPtr publication =
+      entry == entries_.end() ? PublicationPtr() : entry->second.latest();
+  std::vector<Follow::Number> numbers;
+  for (const auto& [number, follow] : follows_) {
+    if (follow->hasBegun() && follow->covers(path)) numbers.push_back(number);
+  }
+  for (const Follow::Number number : numbers) {
+    // An earlier call may have ended it.
+    const auto found = follows_.find(number);
+    if (found == follows_.end()) continue;
+    const Qel::Ptr<Follow> held(found->second);
+    held->deliver(path, publication);
+  }
+}
+
+void Feed::tellAll(Follow::Number number) {
+  std::vector<std::pair<Qel::String, PublicationPtr>> covered;
+  for (const auto& [path, entry] : entries_) {
+    if (follows_.at(number)->covers(path)) covered.emplace_back(path, entry.served());
+  }
+  for (const auto& [path, publication] : covered) {
+    const auto found = follows_.find(number);
+    if (found == follows_.end()) return;
+    const Qel::Ptr<Follow> held(found->second);
+    held->deliver(path, publication);
+  }
+}
+
+Status Feed::status() const {
+  Status status;
+  status.reachable = true;
+  for (const auto& [path, entry] : entries_) {
+    if (entry.misfit) status.quarantined.push_back({path, entry.misfit->misfit});
+  }
+  for (const auto& [number, follow] : follows_) {
+    if (!follow->refusal().path.empty()) status.quarantined.push_back(follow->refusal());
+  }
+  return status;
+}
+
+}  // namespace Kavra

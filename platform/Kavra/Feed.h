@@ -1,0 +1,75 @@
+#pragma once
+
+#include <map>
+#include <memory>
+
+#include "Kavra/Follow.h"
+#include "Kavra/Publication.h"
+#include "Kavra/Status.h"
+#include "Qel/Document.h"
+#include "Qel/Ptr.h"
+#include "Qel/String.h"
+
+namespace Kavra {
+
+// The live side of one state database: its documents as they were last seen to be good, told to
+// whoever follows them.
+//
+// This base knows no database: a store derives from it and hands in what it sees, whole documents
+// at a time, from the event loop. An equal document is silent. A document that does not fit its
+// type is quarantined: its path keeps the last good one, and one trace (level 0) says what is
+// wrong; the same wrong document is not reported again. What is lost with a connection or a file
+// stays.
+//
+// All that changed is taken in before anyone is told of any of it. Followers may follow and let go
+// from inside a call. An exception that escapes one is traced at level 0 with the path and goes no
+// further; the others are still told.
+class Feed : public Qel::PtrInterface {
+ public:
+  using Documents = std::map<Qel::String, Qel::Document>;
+
+  Feed() = default;
+  ~Feed() override = default;
+
+  // Follows one path, or every path whose text begins with `prefix`. What is published already is
+  // told first, through put-off work: never from inside this call. A document that does not fit is
+  // told as well, for its type and its problem; who begins to follow a quarantined path is told of
+  // the last good document if there was one. Raises RangeException for a path that is not well
+  // formed (see Path.h).
+  [[nodiscard]] Qel::Ptr<Follow> followIs(const Qel::String& path, Follow::Call call);
+  [[nodiscard]] Qel::Ptr<Follow> followPrefixIs(const Qel::String& prefix, Follow::Call call);
+
+  // The document at `path` was published or replaced, or is no longer published.
+  void documentIs(const Qel::String& path, const Qel::Document& document);
+  void documentDel(const Qel::String& path);
+  // These are all the documents that there are now.
+  void documentsAre(const Documents& documents);
+
+  virtual Status status() const;
+
+ private:
+  friend class Follow;
+
+  using PublicationPtr = std::shared_ptr<const Publication>;
+  // What is known of a path.
+  struct Entry {
+    PublicationPtr good;    // the last one that fitted, or null
+    PublicationPtr misfit;  // one after it that did not, or null
+    const PublicationPtr& latest() const noexcept { return misfit ? misfit : good; }
+    const PublicationPtr& served() const noexcept { return good ? good : misfit; }
+  };
+
+  Qel::Ptr<Follow> newFollow(Follow::Scope scope, const Qel::String& text, Follow::Call call);
+  void leave(Follow::Number number) noexcept { follows_.erase(number); }
+  // True when followers are to be told.
+  bool take(const Qel::String& path, const Qel::Document& document);
+  void tell(const Qel::String& path);
+  // Tells one follower of everything that it covers.
+  void tellAll(Follow::Number number);
+
+  std::map<Qel::String, Entry> entries_;
+  std::map<Follow::Number, Follow*> follows_;
+  Follow::Number nextNumber_ = 0;
+};
+
+}  // namespace Kavra

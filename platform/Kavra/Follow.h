@@ -1,0 +1,54 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+
+#include "Kavra/Publication.h"
+#include "Kavra/Status.h"
+#include "Qel/ActivityManager.h"
+#include "Qel/Ptr.h"
+#include "Qel/String.h"
+
+namespace Kavra {
+
+class Feed;
+
+// A standing request to a feed. Letting go of it ends it, also from inside its own call. It keeps
+// its feed.
+class Follow final : public Qel::PtrInterface {
+ public:
+  using Number = std::uint64_t;
+  // Called with a publication, or with null when the path was unpublished. Returns why the follower
+  // cannot use what it was told, or an empty text.
+  using Call = std::function<Qel::String(const Qel::String& path, const Publication* publication)>;
+  enum class Scope { path, prefix };
+
+  // Made by Feed::followIs and Feed::followPrefixIs.
+  Follow(const Qel::Ptr<Feed>& feed, Number number, Scope scope, const Qel::String& text,
+         Call call);
+  ~Follow() override;
+
+  bool covers(const Qel::String& path) const noexcept;
+  // Whether it was told of what stood when it came; until then it need not be told of changes.
+  bool hasBegun() const noexcept { return hasBegun_; }
+
+  // Calls the follower. What it raises is traced; a refusal is traced and remembered.
+  void deliver(const Qel::String& path, const std::shared_ptr<const Publication>& publication);
+  // The last refusal, while it holds; its path is empty when there is none.
+  const Quarantine& refusal() const noexcept { return refusal_; }
+
+ private:
+  void begin();
+
+  const Qel::Ptr<Feed> feed_;
+  const Number number_;
+  const Scope scope_;
+  const Qel::String text_;
+  const Call call_;
+  bool hasBegun_ = false;
+  Quarantine refusal_;
+  Qel::Ptr<Qel::Activity> beginning_;
+};
+
+}  // namespace Kavra

@@ -1,0 +1,38 @@
+#include "Kavra/KavraTrace.h"
+
+#include <fmt/format.h>
+
+#include <exception>
+
+#include "Qel/Trace.h"
+
+namespace Kavra {
+
+namespace {
+
+Qel::TraceHandle& traceHandle() {
+  static Qel::TraceHandle handle("Kavra");
+  return handle;
+}
+
+}  // namespace
+
+void trace(int level, std::string_view text, const char* file, int line, const char* function) {
+  if (auto helper = Qel::TraceHelper::createIfEnabled(traceHandle(), level, file, line, function)) {
+    *helper << text;
+  }
+}
+
+bool runGuarded(const Qel::String& path, const std::function<void()>& work) {
+  try {
+    work();
+    return true;
+  } catch (const std::exception& error) {
+    trace(0, fmt::format("{}: a handler failed: {}", path.view(), error.what()));
+  } catch (...) {
+    trace(0, fmt::format("{}: a handler failed", path.view()));
+  }
+  return false;
+}
+
+}  // namespace Kavra

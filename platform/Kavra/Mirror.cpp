@@ -1,0 +1,55 @@
+#include "Kavra/Mirror.h"
+
+#include <fmt/format.h>
+
+#include <utility>
+
+#include "Kavra/Feed.h"
+#include "Kavra/KavraTrace.h"
+
+namespace Kavra {
+
+namespace {
+
+// More steps than any change of a document has that its codec lets through.
+constexpr int kMostAttempts = 1000;
+
+}  // namespace
+
+Mirror::Mirror(const Qel::Ptr<Feed>& feed, const Qel::String& path, const Qel::String& typeName,
+               Call call)
+    : path_(path),
+      typeName_(typeName),
+      call_(std::move(call)),
+      entity_(codecOf(typeName).newEntity(Qel::Name(path))),
+      follow_(feed->followIs(path, [this](const Qel::String&, const Publication* publication) {
+        return handlePublication(publication);
+      })) {}
+
+Qel::String Mirror::handlePublication(const Publication* publication) {
+  if (publication == nullptr || publication->type.empty()) return {};
+  // Handlers may let go of whoever holds this mirror.
+  const Qel::Ptr<Mirror> alive(this);
+  if (publication->type != typeName_) {
+    if (!call_) {
+      return fmt::format("of type '{}' where '{}' is followed", publication->type.view(),
+                         typeName_.view());
+    }
+    std::exchange(call_, nullptr)(nullptr);
+    return {};
+  }
+  if (!publication->fits()) return {};
+  apply(publication->change);
+  if (call_) std::exchange(call_, nullptr)(entity_);
+  return {};
+}
+
+void Mirror::apply(const Qel::DocumentCodec::Change& change) {
+  // A handler that raises cuts a change short after the step that it was told of. The change makes
+  // equal what is not equal yet, so each further attempt gets past at least one more step.
+  for (int attempt = 0; attempt < kMostAttempts; ++attempt) {
+    if (runGuarded(path_, [&] { change(*entity_); })) return;
+  }
+}
+
+}  // namespace Kavra

@@ -1,0 +1,46 @@
+#include "Kavra/Utf8.h"
+
+#include <cstddef>
+
+namespace Kavra {
+
+namespace {
+
+// How a sequence begins, how many octets follow, and the range of the first of those.
+struct Lead {
+  unsigned char first, last;
+  std::size_t following;
+  unsigned char low, high;
+};
+
+constexpr Lead kLeads[] = {
+    {0x00, 0x7f, 0, 0x00, 0x00}, {0xc2, 0xdf, 1, 0x80, 0xbf}, {0xe0, 0xe0, 2, 0xa0, 0xbf},
+    {0xe1, 0xec, 2, 0x80, 0xbf}, {0xed, 0xed, 2, 0x80, 0x9f}, {0xee, 0xef, 2, 0x80, 0xbf},
+    {0xf0, 0xf0, 3, 0x90, 0xbf}, {0xf1, 0xf3, 3, 0x80, 0xbf}, {0xf4, 0xf4, 3, 0x80, 0x8f},
+};
+
+const Lead* leadOf(unsigned char octet) noexcept {
+  for (const Lead& lead : kLeads) {
+    if (octet >= lead.first && octet <= lead.last) return &lead;
+  }
+  return nullptr;
+}
+
+}  // namespace
+
+bool isUtf8(std::string_view text) noexcept {
+  while (!text.empty()) {
+    const Lead* lead = leadOf(static_cast<unsigned char>(text.front()));
+    if (lead == nullptr || text.size() <= lead->following) return false;
+    for (std::size_t i = 1; i <= lead->following; ++i) {
+      const auto octet = static_cast<unsigned char>(text[i]);
+      const unsigned char low = i == 1 ? lead->low : 0x80;
+      const unsigned char high = i == 1 ? lead->high : 0xbf;
+      if (octet < low || octet > high) return false;
+    }
+    text.remove_prefix(lead->following + 1);
+  }
+  return true;
+}
+
+}  // namespace Kavra
