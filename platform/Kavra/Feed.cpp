@@ -59,8 +59,7 @@ bool Feed::take(const Qel::String& path, const Qel::Document& document) {
     entry.misfit = nullptr;
     return false;
   }
-  auto publication = std::make_shared<Publication>(document);
-  if (!isPath(path.view())) publication->misfit = "not a path";
+  auto publication = std::make_shared<Publication>(path, document);
   if (publication->fits()) {
     entry = {std::move(publication), nullptr};
     return true;

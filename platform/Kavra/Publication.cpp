@@ -4,6 +4,7 @@
 #include <string>
 #include <utility>
 
+#include "Kavra/Path.h"
 #include "Qel/Exception.h"
 #include "Qel/Strep.h"
 #include "Qel/TypeNode.h"
@@ -34,8 +35,10 @@ const Qel::DocumentCodec* findCodec(const Qel::String& typeName) {
 
 }  // namespace
 
-Publication::Publication(Qel::Document found) : document(std::move(found)) {
+Publication::Publication(const Qel::String& path, Qel::Document found)
+    : document(std::move(found)) {
   try {
+    if (!isPath(path.view())) throw Qel::DocumentException({}, "this is not a path");
     const Qel::DocumentReader typeReader = Qel::DocumentReader(document).member("type");
     type = typeReader.readText(kAnyLength);
     const Qel::DocumentCodec* codec = findCodec(type);

@@ -5,13 +5,13 @@
 
 namespace Kavra {
 
-// A document as it was found in a state database, checked once against the type that it names.
+// A document as it was found in a state database, checked once: its path, and the whole of it
+// against the type that it names.
 //
 // It fits when `misfit` is empty: then `change` makes any entity of that type equal to it.
 struct Publication {
-  Publication() = default;
   // Never raises: what is wrong with the document ends up in `misfit`.
-  explicit Publication(Qel::Document found);
+  Publication(const Qel::String& path, Qel::Document found);
 
   bool fits() const noexcept { return misfit.empty(); }
 

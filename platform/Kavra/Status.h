@@ -23,7 +23,7 @@ struct Status {
   std::optional<Qel::String> epoch;
   // Names the last change that was seen; absent where the store does not number them.
   std::optional<Qel::String> lastId;
-  // Seconds since what is served was the database's own state; absent when nothing was ever read.
+  // Seconds since what is served was published; absent when nothing ever was read.
   std::optional<double> age;
   std::vector<Quarantine> quarantined;
 };

@@ -1,0 +1,59 @@
+#include "Kavra/FileStore.h"
+
+#include <utility>
+
+#include "Kavra/Publication.h"
+
+namespace Kavra {
+
+namespace {
+
+// Puts what `edited` holds of `paths` in the place of what `documents` holds of them.
+void merge(Store::Documents& documents, const std::vector<Qel::String>& paths,
+           Store::Documents edited) {
+  for (const Qel::String& path : paths) documents.erase(path);
+  documents.merge(edited);
+}
+
+}  // namespace
+
+Store::Documents FileStore::documents(const Qel::String& prefix) {
+  Documents documents = file_.read();
+  std::erase_if(documents, [&prefix](const auto& entry) {
+    return !entry.first.view().starts_with(prefix.view());
+  });
+  return documents;
+}
+
+void FileStore::transact(const std::vector<Qel::String>& paths, const Edit& edit) {
+  const FileDescriptor lock = file_.lock();
+  const Documents before = file_.read();
+  Documents edited;
+  for (const Qel::String& path : paths) {
+    if (const auto found = before.find(path); found != before.end()) edited.insert(*found);
+  }
+  edit(edited);
+  Documents after = before;
+  merge(after, paths, std::move(edited));
+  if (after != before) file_.write(after);
+}
+
+Status FileStore::status() {
+  Status status;
+  try {
+    const auto content = file_.readContent();
+    status.reachable = true;
+    if (!content) return status;
+    status.age = clock_->now() - content->modified;
+    for (const auto& [path, document] : file_.parse(content->text)) {
+      const Publication publication(path, document);
+      if (!publication.fits()) status.quarantined.push_back({path, publication.misfit});
+    }
+  } catch (const StoreException& error) {
+    status.reachable = false;
+    status.problem = error.text();
+  }
+  return status;
+}
+
+}  // namespace Kavra

@@ -1,0 +1,48 @@
+#pragma once
+
+#include <functional>
+#include <map>
+#include <vector>
+
+#include "Kavra/Status.h"
+#include "Qel/Document.h"
+#include "Qel/Exception.h"
+#include "Qel/PtrInterface.h"
+#include "Qel/String.h"
+
+namespace Kavra {
+
+// What went wrong with a state database or with what was to be published there, in one line that
+// names the place.
+class StoreException : public Qel::Exception {
+ public:
+  using Exception::Exception;
+  ~StoreException() override;
+};
+
+// A state database as publishers and the command line use it: whole documents, synchronously. Every
+// operation takes effect completely, or raises StoreException and changes nothing.
+class Store : public Qel::PtrInterface {
+ public:
+  using Documents = std::map<Qel::String, Qel::Document>;
+  using Edit = std::function<void(Documents&)>;
+
+  // The documents whose paths begin with `prefix`, whether they fit their types or not.
+  virtual Documents documents(const Qel::String& prefix) = 0;
+
+  // Reads the documents of `paths` (one that is not published is absent), lets `edit` change, add
+  // and erase among them, and publishes the outcome in one step that no other writer comes between.
+  // `edit` is called again when another writer was faster, and gives up by raising. Raises
+  // StoreException for a changed document that does not fit its type, RangeException for a path
+  // that is not well formed or was not asked for.
+  void update(const std::vector<Qel::String>& paths, const Edit& edit);
+
+  // How the database stands at the moment.
+  virtual Status status() = 0;
+
+ protected:
+  // update(), whose `edit` checks what it leaves.
+  virtual void transact(const std::vector<Qel::String>& paths, const Edit& edit) = 0;
+};
+
+}  // namespace Kavra

@@ -1,0 +1,40 @@
+#pragma once
+
+#include <string>
+
+#include "Kavra/Feed.h"
+#include "Kavra/Store.h"
+#include "Qel/Clock.h"
+#include "Qel/EventLoop.h"
+#include "Qel/Ptr.h"
+
+namespace Kavra {
+
+// The address of a state database: file:PATH, redis://HOST[:PORT] or redis+unix:PATH. The one place
+// that knows which store is behind which scheme.
+class StoreUrl {
+ public:
+  // Raises StoreException for anything else.
+  explicit StoreUrl(const std::string& text);
+
+  const std::string& text() const noexcept { return text_; }
+
+  // Opens the live side; `loop` must outlive it. Raises StoreException when the address cannot be
+  // followed at all.
+  Qel::Ptr<Feed> feed(Qel::EventLoop& loop, const Qel::Ptr<Qel::Clock const>& clock) const;
+  // Opens the database for whole documents. Raises StoreException.
+  Qel::Ptr<Store> store(const Qel::Ptr<Qel::Clock const>& clock) const;
+
+  friend bool operator==(const StoreUrl& a, const StoreUrl& b) = default;
+
+ private:
+  enum class Scheme { file, redis, redisUnix };
+
+  void needFile() const;
+
+  std::string text_;
+  Scheme scheme_ = Scheme::file;
+  std::string place_;  // the path, or HOST[:PORT]
+};
+
+}  // namespace Kavra
