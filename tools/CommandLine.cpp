@@ -1,0 +1,233 @@
+#include "tools/CommandLine.h"
+
+#include <fmt/format.h>
+
+#include <CLI/CLI.hpp>
+#include <cerrno>
+#include <charconv>
+#include <cmath>
+#include <exception>
+#include <fstream>
+#include <iostream>
+#include <optional>
+#include <string>
+#include <system_error>
+#include <vector>
+
+#include "Kavra/StoreUrl.h"
+#include "Qel/ActivityManager.h"
+#include "Qel/Strep.h"
+#include "tools/Commands.h"
+#include "tools/Errors.h"
+#include "tools/Watch.h"
+
+namespace Tools {
+
+namespace {
+
+constexpr std::size_t kMostInputBytes = 64U << 20U;
+
+std::string quoted(const std::string& text) {
+  return Qel::valueToStrep(Qel::String(text)).stdString();
+}
+
+// The whole of `text` as a number, or nothing.
+template <class Number>
+std::optional<Number> numberOf(const std::string& text) {
+  Number number{};
+  const char* const end = text.data() + text.size();
+  const auto [stop, error] = std::from_chars(text.data(), end, number);
+  return error == std::errc() && stop == end ? std::optional<Number>(number) : std::nullopt;
+}
+
+U32 u32Of(const char* option, const std::string& text) {
+  const auto number = numberOf<U32>(text);
+  if (!number) {
+    throw CommandError(std::string(option) + ": " + quoted(text) +
+                       " is not a number from 0 to 4294967295");
+  }
+  return *number;
+}
+
+double secondsOf(const std::string& text) {
+  const auto seconds = numberOf<double>(text);
+  if (!seconds || !std::isfinite(*seconds)) {
+    throw CommandError("--time: " + quoted(text) + " is not a number of seconds since 1970");
+  }
+  return *seconds;
+}
+
+std::vector<double> secondsOf(const std::vector<std::string>& texts) {
+  std::vector<double> times;
+  for (const std::string& text : texts) times.push_back(secondsOf(text));
+  return times;
+}
+
+bool boolOf(const char* option, const std::string& text) {
+  if (text == "true") return true;
+  if (text == "false") return false;
+  throw CommandError(std::string(option) + ": " + quoted(text) + " is not true or false");
+}
+
+std::string readAll(std::istream& in, const std::string& name) {
+  std::string text;
+  char chunk[65536];
+  while (in.read(chunk, sizeof chunk), in.gcount() > 0) {
+    text.append(chunk, static_cast<std::size_t>(in.gcount()));
+    if (text.size() > kMostInputBytes) throw CommandError(name + ": too long");
+  }
+  if (in.bad()) throw CommandError(name + ": cannot be read");
+  return text;
+}
+
+std::string readFile(const std::string& name) {
+  errno = 0;
+  std::ifstream file(name, std::ios::binary);
+  if (!file) throw CommandError(name + ": " + std::generic_category().message(errno));
+  return readAll(file, name);
+}
+
+// Control characters escaped, so that whatever was typed stays one line.
+std::string oneLine(const std::string& text) {
+  std::string line;
+  for (const char c : text) {
+    const auto octet = static_cast<unsigned char>(c);
+    line += octet < 0x20 || octet == 0x7f ? fmt::format("\\x{:02x}", octet) : std::string(1, c);
+  }
+  return line;
+}
+
+// Builds the parser, and binds to each command what it does with the texts that were typed. They
+// are taken as they are: the parser has its own idea of texts like "[]", which a cause may well be.
+class Program {
+ public:
+  Program(std::istream& in, std::ostream& out) : in_(in), out_(out) {
+    app_.require_subcommand(1);
+    app_.fallthrough();
+    db_ = app_.add_option("--db")->type_name("URL");
+    db_->description("file:PATH (default: file:kavra.json), redis://HOST[:PORT], redis+unix:PATH");
+    addReading();
+    addWriting();
+    addCells();
+    addStatus();
+  }
+
+  CLI::App& app() { return app_; }
+
+ private:
+  CLI::App* command(const char* name, const char* description) {
+    return app_.add_subcommand(name, description);
+  }
+  static CLI::Option* option(CLI::App* command, const char* name, const char* type) {
+    return command->add_option(name)->type_name(type);
+  }
+  static CLI::Option* repeated(CLI::App* command, const char* name, const char* type) {
+    return option(command, name, type)->take_all();
+  }
+
+  static std::optional<std::string> typed(const CLI::Option* option) {
+    return option->count() == 0 ? std::optional<std::string>() : option->results().front();
+  }
+  static std::string text(const CLI::Option* option) { return typed(option).value_or(""); }
+  static U32 cellOf(const CLI::Option* option) { return u32Of("--cell", text(option)); }
+
+  Kavra::StoreUrl url() const { return Kavra::StoreUrl(typed(db_).value_or("file:kavra.json")); }
+  Commands commands() const { return {url().store(clock_), clock_, out_}; }
+
+  void addReading() {
+    CLI::App* ls = command("ls", "print the paths that are published");
+    const CLI::Option* lsPrefix = option(ls, "prefix", "PREFIX");
+    ls->callback([=, this] { commands().ls(text(lsPrefix)); });
+
+    CLI::App* get = command("get", "print a document");
+    const CLI::Option* getPath = option(get, "path", "PATH")->required();
+    get->callback([=, this] { commands().get(text(getPath)); });
+
+    CLI::App* watching =
+        command("watch", "print what is published, then each change, as JSON lines");
+    const CLI::Option* watchPrefix = option(watching, "prefix", "PREFIX");
+    watching->callback([=, this] { watch(url(), text(watchPrefix), clock_, out_); });
+  }
+
+  void addWriting() {
+    CLI::App* put = command("put", "publish a document, from standard input without FILE");
+    const CLI::Option* putPath = option(put, "path", "PATH")->required();
+    const CLI::Option* putFile = option(put, "file", "FILE");
+    put->callback([=, this] {
+      const auto file = typed(putFile);
+      const std::string source = file.value_or("standard input");
+      commands().put(text(putPath), file ? readFile(*file) : readAll(in_, source), source);
+    });
+
+    CLI::App* del = command("del", "take back a document");
+    const CLI::Option* delPath = option(del, "path", "PATH")->required();
+    del->callback([=, this] { commands().del(text(delPath)); });
+  }
+
+  void addCells() {
+    CLI::App* record = command("record-reset", "record a new reload of a cell");
+    const CLI::Option* recordCell = option(record, "--cell", "N")->required();
+    const CLI::Option* causes = repeated(record, "--cause", "TEXT")->required();
+    const CLI::Option* times = repeated(record, "--time", "SECONDS");
+    record->callback([=, this] {
+      commands().recordReset(cellOf(recordCell), causes->results(), secondsOf(times->results()));
+    });
+
+    CLI::App* add = command("add-cause", "add a cause to the latest reload of a cell");
+    const CLI::Option* addCell = option(add, "--cell", "N")->required();
+    const CLI::Option* cause = option(add, "--cause", "TEXT")->required();
+    const CLI::Option* time = option(add, "--time", "SECONDS");
+    add->callback([=, this] {
+      const auto seconds = typed(time);
+      commands().addCause(cellOf(addCell), text(cause),
+                          seconds ? std::optional(secondsOf(*seconds)) : std::nullopt);
+    });
+    addRedundancy();
+  }
+
+  void addRedundancy() {
+    CLI::App* set = command("set-redundancy", "set the redundancy status of a cell");
+    const CLI::Option* cell = option(set, "--cell", "N")->required();
+    const CLI::Option* protocol = option(set, "--protocol", "P");
+    const CLI::Option* capable = option(set, "--switchover-capable", "true|false");
+    set->callback([=, this] {
+      const auto number = typed(protocol);
+      const auto flag = typed(capable);
+      commands().setRedundancy(
+          cellOf(cell), number ? std::optional(u32Of("--protocol", *number)) : std::nullopt,
+          flag ? std::optional(boolOf("--switchover-capable", *flag)) : std::nullopt);
+    });
+  }
+
+  void addStatus() {
+    command("status", "print how the database stands")->callback([this] {
+      commands().status(url().text());
+    });
+  }
+
+  std::istream& in_;
+  std::ostream& out_;
+  const Qel::Ptr<Qel::Clock const> clock_ = Qel::activityManager()->clock();
+  CLI::App app_{"The command line of the state database", "kavra"};
+  CLI::Option* db_ = nullptr;
+};
+
+}  // namespace
+
+int runCommandLine(int argc, const char* const* argv, std::istream& in, std::ostream& out,
+                   std::ostream& err) {
+  Program program(in, out);
+  try {
+    program.app().parse(argc, argv);
+    if (!out.flush()) throw CommandError("standard output takes no more");
+    return 0;
+  } catch (const CLI::ParseError& error) {
+    if (error.get_exit_code() == 0) return program.app().exit(error, out, err);
+    err << "kavra: " << oneLine(error.what()) << '\n';
+  } catch (const std::exception& error) {
+    err << "kavra: " << oneLine(error.what()) << '\n';
+  }
+  return 1;
+}
+
+}  // namespace Tools

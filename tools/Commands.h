@@ -1,0 +1,55 @@
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <ostream>
+#include <string>
+#include <vector>
+
+#include "Kavra/Store.h"
+#include "Qel/Clock.h"
+#include "Qel/Document.h"
+#include "Qel/Ptr.h"
+#include "Qel/Types.h"
+
+namespace Tools {
+
+// The commands that read and write a state database as a whole, each in one step. Each raises
+// CommandError, or what the store raises, and has then changed and printed nothing.
+class Commands {
+ public:
+  Commands(const Qel::Ptr<Kavra::Store>& store, const Qel::Ptr<Qel::Clock const>& clock,
+           std::ostream& out)
+      : store_(store), clock_(clock), out_(out) {}
+
+  // Prints the paths that begin with `prefix`, a line each.
+  void ls(const std::string& prefix);
+  // Prints the document at `path`.
+  void get(const std::string& path);
+  // `source` is where the JSON comes from, for messages.
+  void put(const std::string& path, const std::string& json, const std::string& source);
+  void del(const std::string& path);
+
+  // `times` pair up with `causes` in order; causes without one get the present time.
+  void recordReset(U32 cell, const std::vector<std::string>& causes,
+                   const std::vector<double>& times);
+  void addCause(U32 cell, const std::string& cause, const std::optional<double>& time);
+  // What is not given stays as it is published, or else is 0 and false.
+  void setRedundancy(U32 cell, const std::optional<U32>& protocol,
+                     const std::optional<bool>& switchoverCapable);
+
+  // Prints how the database stands.
+  void status(const std::string& url);
+
+ private:
+  // Replaces the document at `path` by what `edit` makes of the present one, or of null. A present
+  // document that is no good one of `type` is an error.
+  void edit(const std::string& path, const char* type,
+            const std::function<Qel::Document(const Qel::Document*)>& edit);
+
+  const Qel::Ptr<Kavra::Store> store_;
+  const Qel::Ptr<Qel::Clock const> clock_;
+  std::ostream& out_;
+};
+
+}  // namespace Tools
