@@ -8,7 +8,7 @@ set(MISCSNMP_CMAKE_DIR "${CMAKE_INSTALL_LIBDIR}/cmake/MiscSnmp")
 install(TARGETS qelplatform MiscSnmpPlugin EXPORT MiscSnmpTargets
         LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}"
         INCLUDES DESTINATION "${MISCSNMP_INCLUDE_DIR}")
-install(TARGETS norvek-snmpd kavra RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}")
+install(TARGETS kavra RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}")
 foreach(room IN ITEMS Qel System Redundancy Cell Kavra Snmp)
   install(DIRECTORY "${PROJECT_SOURCE_DIR}/platform/${room}"
           DESTINATION "${MISCSNMP_INCLUDE_DIR}" FILES_MATCHING PATTERN "*.h")
