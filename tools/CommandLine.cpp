@@ -114,6 +114,13 @@ class Program {
 
   CLI::App& app() { return app_; }
 
+  // The parser asks for a command even where there is a word that is none.
+  std::string problemOf(const CLI::ParseError& error) const {
+    const auto words = app_.remaining();
+    if (!app_.get_subcommands().empty() || words.empty()) return error.what();
+    return "there is no command " + quoted(words.front());
+  }
+
  private:
   CLI::App* command(const char* name, const char* description) {
     return app_.add_subcommand(name, description);
@@ -223,7 +230,7 @@ int runCommandLine(int argc, const char* const* argv, std::istream& in, std::ost
     return 0;
   } catch (const CLI::ParseError& error) {
     if (error.get_exit_code() == 0) return program.app().exit(error, out, err);
-    err << "kavra: " << oneLine(error.what()) << '\n';
+    err << "kavra: " << oneLine(program.problemOf(error)) << '\n';
   } catch (const std::exception& error) {
     err << "kavra: " << oneLine(error.what()) << '\n';
   }

@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <cmath>
 #include <utility>
 
 #include "Kavra/JsonText.h"
@@ -28,9 +29,11 @@ std::string redundancyPath(U32 cell) { return fmt::format("cell/{}/redundancy/st
   throw CommandError(path + " is not published");
 }
 
-template <class T>
-Document documentOf(const std::optional<T>& value) {
-  return value ? Document(*value) : Document();
+Document textOrNull(const Qel::String& text) { return text.empty() ? Document() : Document(text); }
+
+// Whole milliseconds are as much as anybody reads.
+Document secondsOrNull(const std::optional<double>& seconds) {
+  return seconds ? Document(std::round(*seconds * 1000) / 1000) : Document();
 }
 
 Document documentOf(const Kavra::Status& status, const std::string& url) {
@@ -40,10 +43,10 @@ Document documentOf(const Kavra::Status& status, const std::string& url) {
   }
   return Document::Map{{"url", Qel::String(url)},
                        {"reachable", status.reachable},
-                       {"problem", status.problem},
-                       {"epoch", documentOf(status.epoch)},
-                       {"lastId", documentOf(status.lastId)},
-                       {"age", documentOf(status.age)},
+                       {"problem", textOrNull(status.problem)},
+                       {"epoch", textOrNull(status.epoch)},
+                       {"lastId", textOrNull(status.lastId)},
+                       {"age", secondsOrNull(status.age)},
                        {"quarantined", std::move(quarantined)}};
 }
 
@@ -105,7 +108,8 @@ void Commands::edit(const std::string& path, const char* type,
 void Commands::recordReset(U32 cell, const std::vector<std::string>& causes,
                            const std::vector<double>& times) {
   if (times.size() > causes.size()) {
-    throw CommandError(fmt::format("{} times for {} causes", times.size(), causes.size()));
+    throw CommandError(
+        fmt::format("more times than causes: {} for {}", times.size(), causes.size()));
   }
   const double now = clock_->now();
   std::vector<Cause> recorded;

@@ -58,7 +58,7 @@ double secondsOf(const struct stat& facts) {
 
 }  // namespace
 
-DatabaseFile::DatabaseFile(const std::string& path) : shownPath_(path), path_(path) {
+DatabaseFile::DatabaseFile(const std::string& path) : url_("file:" + path), path_(path) {
   std::error_code error;
   const std::filesystem::path resolved = std::filesystem::weakly_canonical(path, error);
   if (!error) path_ = resolved.string();
@@ -73,7 +73,7 @@ DatabaseFile::DatabaseFile(const std::string& path) : shownPath_(path), path_(pa
 }
 
 void DatabaseFile::fail(const std::string& problem) const {
-  throw StoreException(fmt::format("file:{}: {}", shownPath_, problem));
+  throw StoreException(fmt::format("{}: {}", url_, problem));
 }
 
 void DatabaseFile::failWithErrno(const std::string& what) const {

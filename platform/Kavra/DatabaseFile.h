@@ -22,6 +22,8 @@ class DatabaseFile {
   // Raises when the directory does not exist. The file need not.
   explicit DatabaseFile(const std::string& path);
 
+  // The address as it was given, for messages: "file:PATH".
+  const std::string& url() const noexcept { return url_; }
   const std::string& path() const noexcept { return path_; }
   const std::string& directory() const noexcept { return directory_; }
   const std::string& name() const noexcept { return name_; }
@@ -51,7 +53,7 @@ class DatabaseFile {
   void writeNew(const std::string& newPath, const std::string& text) const;
   void syncDirectory() const;
 
-  const std::string shownPath_;  // as it was given, for messages
+  const std::string url_;
   std::string path_;
   std::string directory_;
   std::string name_;

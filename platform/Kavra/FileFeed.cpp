@@ -2,6 +2,8 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+
 #include "Kavra/KavraTrace.h"
 #include "Kavra/Store.h"
 
@@ -34,7 +36,7 @@ void FileFeed::takeIn(const DatabaseFile::Content& content) {
   const Documents documents = file_.parse(content.text);
   lastPublished_ = content.modified;
   if (!problem_.empty()) {
-    trace(0, fmt::format("file:{}: is good again", file_.path()));
+    trace(0, file_.url() + ": is good again");
     problem_.clear();
   }
   documentsAre(documents);
@@ -48,7 +50,10 @@ void FileFeed::problemIs(const std::string& problem) {
                : problem);
 }
 
-double FileFeed::age() const { return clock_->now() - lastPublished_.value_or(clock_->now()); }
+double FileFeed::age() const {
+  const double now = clock_->now();
+  return std::max(0.0, now - lastPublished_.value_or(now));
+}
 
 Status FileFeed::status() const {
   Status status = Feed::status();

@@ -1,5 +1,6 @@
 #include "Kavra/FileStore.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "Kavra/Publication.h"
@@ -44,7 +45,7 @@ Status FileStore::status() {
     const auto content = file_.readContent();
     status.reachable = true;
     if (!content) return status;
-    status.age = clock_->now() - content->modified;
+    status.age = std::max(0.0, clock_->now() - content->modified);
     for (const auto& [path, document] : file_.parse(content->text)) {
       const Publication publication(path, document);
       if (!publication.fits()) status.quarantined.push_back({path, publication.misfit});

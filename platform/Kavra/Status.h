@@ -19,10 +19,10 @@ struct Quarantine {
 struct Status {
   bool reachable = false;
   Qel::String problem;  // why not; empty when all is well
-  // Changes when the database lost what it held; absent where the store has no such thing.
-  std::optional<Qel::String> epoch;
-  // Names the last change that was seen; absent where the store does not number them.
-  std::optional<Qel::String> lastId;
+  // Changes when the database lost what it held; empty where the store has no such thing.
+  Qel::String epoch;
+  // Names the last change that was seen; empty where the store does not number them.
+  Qel::String lastId;
   // Seconds since what is served was published; absent when nothing ever was read.
   std::optional<double> age;
   std::vector<Quarantine> quarantined;

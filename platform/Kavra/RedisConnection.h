@@ -1,0 +1,46 @@
+#pragma once
+
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "Kavra/FileDescriptor.h"
+#include "Kavra/RedisAddress.h"
+#include "Kavra/RedisReply.h"
+#include "Kavra/RedisReplyReader.h"
+
+namespace Kavra {
+
+// A command and its arguments, any octets each.
+using RedisCommand = std::vector<std::string>;
+
+// A connection to a Redis server that never blocks and never raises a signal: whoever owns it waits
+// for its descriptor. Every error raises StoreException, after which it is of no more use.
+class RedisConnection {
+ public:
+  static constexpr std::size_t kMostReplyOctets = std::size_t{64} << 20;
+
+  // Begins to connect.
+  explicit RedisConnection(const SocketAddress& address);
+
+  int fd() const noexcept { return socket_.fd(); }
+
+  // Puts a command behind those that wait to be sent.
+  void commandIs(const RedisCommand& command);
+  // Sends as much as the socket takes. True when something is left: call again once it is writable.
+  bool send();
+  // Takes in what has come, a bounded piece of it. Replies that came before the server closed the
+  // connection can be taken before this raises.
+  void receive();
+  // The next whole reply, if there is one.
+  std::optional<RedisReply> takeReply() { return reader_.take(); }
+
+ private:
+  const FileDescriptor socket_;
+  std::string unsent_;
+  RedisReplyReader reader_{kMostReplyOctets};
+};
+
+}  // namespace Kavra
