@@ -1,0 +1,137 @@
+#include "host/Options.h"
+
+#include <fmt/format.h>
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <filesystem>
+#include <limits>
+
+#include "host/Errors.h"
+#include "host/ListenAddress.h"
+
+namespace Host {
+namespace {
+
+constexpr auto kDefaultListenAddress = "udp:127.0.0.1:1161";
+constexpr auto kDefaultPlugin = "libMiscSnmp.so";
+constexpr int kHighestTraceLevel = 9;
+constexpr std::size_t kLongestContext = 32;  // SnmpAdminString of a context name (RFC 3411)
+
+TraceOption traceOption(const std::string& text) {
+  const auto equals = text.rfind('=');
+  const auto level = equals == std::string::npos ? std::string() : text.substr(equals + 1);
+  if (equals == 0 || level.size() != 1 || level[0] < '0' || level[0] > '0' + kHighestTraceLevel) {
+    throw UsageError(fmt::format("--trace {}: expected FACILITY=LEVEL with a level of 0 to {}",
+                                 text, kHighestTraceLevel));
+  }
+  return {text.substr(0, equals), level[0] - '0'};
+}
+
+// Adds an option that takes one value, or one value each time when it may be repeated.
+template <class Value>
+CLI::Option* add(CLI::App& app, const char* name, Value& value, const char* type,
+                 const std::string& text) {
+  return app.add_option(name, value, text)
+      ->type_name(type)
+      ->option_text(type)  // without the remarks that CLI11 derives from checks
+      ->allow_extra_args(false);
+}
+
+void describe(CLI::App& app, Options& options, std::vector<std::string>& traces) {
+  app.set_version_flag("--version", NORVEK_SNMPD_VERSION, "Print the version and exit");
+  add(app, "--cell-id", options.cellId, "N",
+      fmt::format("The cell this process runs on, a number from 1 [{}]", options.cellId))
+      ->check(CLI::Range(U32{1}, std::numeric_limits<U32>::max()));
+  add(app, "--cell-type", options.cellType, "TEXT",
+      fmt::format("Cell type, handed to the agent root [{}]", options.cellType));
+  add(app, "--db", options.db, "URL",
+      fmt::format("State database: file:PATH, redis://HOST[:PORT] or redis+unix:PATH [{}]",
+                  options.db));
+  add(app, "--peer-db", options.peerDb, "URL",
+      "State database of the peer cell's paths [the same as --db]");
+  add(app, "--listen", options.listenAddresses, "ADDRESS",
+      fmt::format("Listen there, in net-snmp's transport notation; repeatable [{}]",
+                  kDefaultListenAddress));
+  add(app, "--agentx", options.agentxAddress, "ADDRESS",
+      "Be a subagent of the AgentX master there, instead of listening [off]");
+  add(app, "--config", options.configurationFile, "FILE",
+      "net-snmp configuration: users, views, communities [built in: read-only, community public, "
+      "loopback addresses]");
+  add(app, "--plugin", options.plugins, "FILE",
+      fmt::format("Plug-in library; repeatable [{} beside the program]", kDefaultPlugin));
+  add(app, "--context", options.contexts, "NAME",
+      fmt::format("A further SNMP context to offer the plug-ins, 1 to {} octets; repeatable "
+                  "[the default context alone]",
+                  kLongestContext));
+  add(app, "--trace", traces, "FACILITY=LEVEL",
+      fmt::format("Trace a facility's levels 0 to LEVEL, of 0 to {}; repeatable [level 0 of each]",
+                  kHighestTraceLevel));
+}
+
+void parse(CLI::App& app, std::vector<std::string> arguments) {
+  std::reverse(arguments.begin(), arguments.end());  // as CLI11 takes a vector
+  try {
+    app.parse(arguments);
+  } catch (const CLI::CallForHelp&) {
+    throw Answer{app.help()};
+  } catch (const CLI::CallForVersion&) {
+    throw Answer{fmt::format("norvek-snmpd {}\n", NORVEK_SNMPD_VERSION)};
+  } catch (const CLI::ParseError& error) {
+    throw UsageError(error.what());
+  }
+}
+
+void checkContexts(const std::vector<std::string>& contexts) {
+  for (auto context = contexts.begin(); context != contexts.end(); ++context) {
+    if (context->empty() || context->size() > kLongestContext) {
+      throw UsageError(fmt::format("--context {}: expected a name of 1 to {} octets", *context,
+                                   kLongestContext));
+    }
+    if (std::find(contexts.begin(), context, *context) != context) {
+      throw UsageError(fmt::format("--context {}: given twice", *context));
+    }
+  }
+}
+
+void checkListening(const Options& options) {
+  if (options.agentxAddress && !options.listenAddresses.empty()) {
+    throw UsageError("--agentx and --listen exclude each other: the master agent listens");
+  }
+  for (const auto& address : options.listenAddresses) {
+    if (!options.configurationFile && !isLoopbackAddress(address)) {
+      throw UsageError(
+          fmt::format("--listen {}: not a loopback address; the built-in access is for "
+                      "loopback alone, name a configuration with --config",
+                      address));
+    }
+  }
+}
+
+void complete(Options& options) {
+  for (auto& plugin : options.plugins) plugin = std::filesystem::absolute(plugin).string();
+  if (options.peerDb.empty()) options.peerDb = options.db;
+  if (options.listenAddresses.empty() && !options.agentxAddress) {
+    options.listenAddresses = {kDefaultListenAddress};
+  }
+  options.contexts.insert(options.contexts.begin(), std::string());
+}
+
+}  // namespace
+
+Options readOptions(const std::vector<std::string>& arguments) {
+  Options options;
+  std::vector<std::string> traces;
+  CLI::App app{"SNMP agent of a supervisor: serves the causes of the last reloads.",
+               "norvek-snmpd"};
+  app.get_formatter()->column_width(28);
+  describe(app, options, traces);
+  parse(app, arguments);
+  std::transform(traces.begin(), traces.end(), std::back_inserter(options.traces), traceOption);
+  checkContexts(options.contexts);
+  checkListening(options);
+  complete(options);
+  return options;
+}
+
+}  // namespace Host

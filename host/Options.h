@@ -1,0 +1,43 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "Qel/Types.h"
+
+namespace Host {
+
+// The levels 0 to `level` of a trace facility are on.
+struct TraceOption {
+  std::string facility;
+  int level;
+
+  friend bool operator==(const TraceOption& a, const TraceOption& b) = default;
+};
+
+// What the command line asks of the process. Built by readOptions only, so that every value has
+// been checked.
+struct Options {
+  U32 cellId = 1;
+  std::string cellType = "supervisor";
+  std::string db = "file:kavra.json";
+  std::string peerDb;                            // never empty: the same as `db` by default
+  std::vector<std::string> listenAddresses;      // empty for a subagent
+  std::optional<std::string> agentxAddress;      // of the master agent
+  std::optional<std::string> configurationFile;  // in place of the built-in access
+  std::vector<std::string> plugins;              // files; empty for the one beside the program
+  std::vector<std::string> contexts;             // the default context, "", comes first
+  std::vector<TraceOption> traces;
+};
+
+// --help or --version: the text goes to standard output and the process ends with status 0.
+struct Answer {
+  std::string text;
+};
+
+// Reads the command line (without the program's name). Raises UsageError for an unknown option, a
+// value outside its range, or options that exclude each other; Answer when the user asks for one.
+Options readOptions(const std::vector<std::string>& arguments);
+
+}  // namespace Host
