@@ -1,0 +1,38 @@
+#pragma once
+
+#include <functional>
+
+#include "Qel/EventLoop.h"
+
+namespace Host {
+
+// The event loop of the process: net-snmp's own, with descriptors and timers of ours beside the
+// agent's sockets.
+//
+// Descriptors go in with register_readfd and register_writefd (32 of each at most, one watch for a
+// descriptor and direction), timers with snmp_alarm_register_hr. All state is net-snmp's: watches
+// outlive neither the loop nor net-snmp's shutdown. An exception that escapes a call is logged and
+// goes no further, since net-snmp's frames cannot pass it on.
+class NetSnmpEventLoop final : public Qel::EventLoop {
+ public:
+  // Keeps net-snmp from running timers out of a signal handler.
+  NetSnmpEventLoop();
+  NetSnmpEventLoop(const NetSnmpEventLoop&) = delete;
+  NetSnmpEventLoop& operator=(const NetSnmpEventLoop&) = delete;
+
+  [[nodiscard]] Qel::Ptr<Qel::EventWatch> readableIs(int fd, std::function<void()> call) override;
+  [[nodiscard]] Qel::Ptr<Qel::EventWatch> writableIs(int fd, std::function<void()> call) override;
+  [[nodiscard]] Qel::Ptr<Qel::EventWatch> timerIs(double seconds,
+                                                  std::function<void()> call) override;
+
+  // Serves requests, descriptors and timers until stop() was called. Raises std::system_error when
+  // the loop cannot wait for events, as after somebody closed a descriptor under its watch.
+  void run();
+  // Makes run() return after the present round.
+  void stop() noexcept { running_ = false; }
+
+ private:
+  bool running_ = true;
+};
+
+}  // namespace Host
