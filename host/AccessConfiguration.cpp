@@ -1,0 +1,102 @@
+#include "host/AccessConfiguration.h"
+
+#include <fmt/format.h>
+
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <system_error>
+
+#include "host/Errors.h"
+#include "host/NetSnmp.h"
+#include "host/NetSnmpLog.h"
+
+namespace Host {
+namespace {
+
+constexpr const char* kBuiltInLines[] = {
+    "com2sec norvekLoopback 127.0.0.0/8 public",
+    "com2sec6 norvekLoopback ::1/128 public",
+    "group norvekReaders v1 norvekLoopback",
+    "group norvekReaders v2c norvekLoopback",
+    "view norvekView included .1.3.6.1.4.1.32473",
+    "view norvekView included .1.3.6.1.2.1.1",
+    "access norvekReaders \"\" any noauth exact norvekView none none",
+};
+
+bool isSubagent() {
+  return netsnmp_ds_get_boolean(NETSNMP_DS_APPLICATION_ID, NETSNMP_DS_AGENT_ROLE) != 0;
+}
+
+// Why the file cannot be read, or "".
+std::string obstacle(const std::string& file) {
+  std::error_code error;
+  if (std::filesystem::is_directory(file, error)) return std::strerror(EISDIR);
+  errno = 0;
+  return std::ifstream(file) ? std::string() : std::strerror(errno);
+}
+
+}  // namespace
+
+AccessConfiguration* AccessConfiguration::present_ = nullptr;
+
+AccessConfiguration::AccessConfiguration(const std::optional<std::string>& file) : file_(file) {
+  present_ = this;
+  // net-snmp reads in two passes, and registers the directives of each shortly before it.
+  for (const int pass : {SNMP_CALLBACK_PRE_PREMIB_READ_CONFIG, SNMP_CALLBACK_PRE_READ_CONFIG}) {
+    snmp_register_callback(SNMP_CALLBACK_LIBRARY, pass, &AccessConfiguration::readNow, nullptr);
+  }
+}
+
+AccessConfiguration::~AccessConfiguration() { present_ = nullptr; }
+
+int AccessConfiguration::readNow(int /*major*/, int minor, void* /*serverArgument*/,
+                                 void* /*unused*/) {
+  if (present_ != nullptr) {
+    present_->read(minor == SNMP_CALLBACK_PRE_READ_CONFIG ? NORMAL_CONFIG : PREMIB_CONFIG);
+  }
+  return SNMPERR_SUCCESS;
+}
+
+void AccessConfiguration::read(int when) {
+  if (file_) {
+    readFile(when);
+  } else if (when == NORMAL_CONFIG && !isSubagent()) {
+    for (const char* line : kBuiltInLines) netsnmp_config_remember(std::string(line).data());
+  }
+}
+
+void AccessConfiguration::readFile(int when) {
+  if (const std::string reason = obstacle(*file_); !reason.empty()) {
+    return note(fmt::format("{}: {}", *file_, reason));
+  }
+  const NetSnmpLog::Capture capture;
+  const char* type = netsnmp_ds_get_string(NETSNMP_DS_LIBRARY_ID, NETSNMP_DS_LIB_APPTYPE);
+  if (auto* handlers = read_config_get_handlers(type)) {
+    read_config(file_->c_str(), handlers, when);
+  }
+  // Most of net-snmp's messages name the file and the line, not all.
+  const std::string& error = capture.first();
+  note(error.empty() || error.starts_with(*file_) ? error : fmt::format("{}: {}", *file_, error));
+}
+
+void AccessConfiguration::note(const std::string& error) {
+  if (firstError_.empty()) firstError_ = error;
+}
+
+void AccessConfiguration::check() const {
+  if (!firstError_.empty()) throw StartError(firstError_);
+  if (!file_ || isSubagent()) return;
+  if (netsnmp_ds_get_string(NETSNMP_DS_APPLICATION_ID, NETSNMP_DS_AGENT_PORTS) != nullptr) {
+    throw StartError(fmt::format("{}: agentaddress: addresses are given with --listen", *file_));
+  }
+  if (netsnmp_ds_get_boolean(NETSNMP_DS_APPLICATION_ID, NETSNMP_DS_AGENT_AGENTX_MASTER) != 0) {
+    throw StartError(fmt::format("{}: master agentx: this agent takes no subagents", *file_));
+  }
+  if (vacm_is_configured() == 0) {
+    throw StartError(fmt::format("{}: lets nobody in: no community or user may read", *file_));
+  }
+}
+
+}  // namespace Host

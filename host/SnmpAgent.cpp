@@ -1,0 +1,132 @@
+#include "host/SnmpAgent.h"
+
+#include <fmt/format.h>
+
+#include <cerrno>
+#include <chrono>
+#include <cstdlib>
+#include <cstring>
+#include <utility>
+
+#include "host/Errors.h"
+#include "host/NetSnmp.h"
+#include "host/NetSnmpLog.h"
+
+namespace Host {
+namespace {
+
+constexpr auto kName = "norvek-snmpd";
+
+// MIB files are for those who print names; the agent answers in numbers.
+void loadNoMibs() {
+  ::setenv("MIBS", "", 1);
+  ::unsetenv("MIBDIRS");
+  ::unsetenv("MIBFILES");
+  netsnmp_set_mib_directory("");
+}
+
+// The directory for state is where none can be made: net-snmp's certificate index ignores the
+// switches.
+void keepNoState() {
+  for (const int flag :
+       {NETSNMP_DS_LIB_DONT_PERSIST_STATE, NETSNMP_DS_LIB_DISABLE_CONFIG_LOAD,
+        NETSNMP_DS_LIB_DISABLE_PERSISTENT_LOAD, NETSNMP_DS_LIB_DISABLE_PERSISTENT_SAVE}) {
+    netsnmp_ds_set_boolean(NETSNMP_DS_LIBRARY_ID, flag, 1);
+  }
+  set_persistent_directory("/dev/null");
+}
+
+// The modules that init_agent would start beside ours: a listener on port 199, and a client of the
+// agent's own tables.
+void leaveOutModules() {
+  static bool leftOut = false;  // the list is net-snmp's and outlives its shutdown
+  if (!std::exchange(leftOut, true)) add_to_init_list(std::string("-smux,iquery").data());
+}
+
+void roleIs(const Options& options) {
+  const bool subagent = options.agentxAddress.has_value();
+  netsnmp_ds_set_boolean(NETSNMP_DS_APPLICATION_ID, NETSNMP_DS_AGENT_ROLE, subagent ? 1 : 0);
+  if (subagent) {
+    netsnmp_ds_set_string(NETSNMP_DS_APPLICATION_ID, NETSNMP_DS_AGENT_X_SOCKET,
+                          options.agentxAddress->c_str());
+  }
+}
+
+// Managers of SNMPv3 refuse an engine whose boots fall back, and nothing on disk counts them. So
+// the seconds since 2020 count: they grow from start to start, and last until 2088.
+void engineBootsFromClock() {
+  constexpr std::chrono::sys_seconds kFirst =
+      std::chrono::sys_days(std::chrono::year(2020) / std::chrono::January / 1);
+  const auto now = std::chrono::system_clock::now();
+  const auto boots = std::chrono::duration_cast<std::chrono::seconds>(now - kFirst).count();
+  engineBoots_conf("engineBoots", std::to_string(std::max<std::int64_t>(boots, 1)).data());
+  std::size_t length = 0;
+  u_char* engine = snmpv3_generate_engineID(&length);
+  if (engine != nullptr) {
+    set_enginetime(engine, static_cast<u_int>(length),
+                   static_cast<u_int>(snmpv3_local_snmpEngineBoots()),
+                   static_cast<u_int>(snmpv3_local_snmpEngineTime()), 1);
+  }
+  std::free(engine);
+}
+
+}  // namespace
+
+SnmpAgent::Library::Library(const Options& options) {
+  NetSnmpLog::start();
+  loadNoMibs();
+  keepNoState();
+  leaveOutModules();
+  roleIs(options);
+  // Access is by configuration; a line for each request would drown the log.
+  netsnmp_ds_set_boolean(NETSNMP_DS_APPLICATION_ID, NETSNMP_DS_AGENT_DONT_LOG_TCPWRAPPERS_CONNECTS,
+                         1);
+  if (init_agent(kName) != 0) throw StartError("net-snmp's agent did not start");
+}
+
+SnmpAgent::Library::~Library() {
+  snmp_shutdown(kName);
+  shutdown_master_agent();
+  shutdown_agent();
+}
+
+SnmpAgent::SnmpAgent(const Options& options, const std::string& description) : library_(options) {
+  const bool subagent = options.agentxAddress.has_value();
+  if (!subagent) systemGroup_ = std::make_unique<SystemGroup>(description);
+  access_ = std::make_unique<AccessConfiguration>(options.configurationFile);
+  if (subagent) {
+    init_snmp(kName);
+    access_->check();
+  } else {
+    startMaster(options.configurationFile.value_or("built-in configuration"));
+  }
+}
+
+SnmpAgent::~SnmpAgent() = default;
+
+void SnmpAgent::startMaster(const std::string& configurationName) {
+  const NetSnmpLog::Capture capture;
+  init_snmp(kName);
+  access_->check();
+  if (!capture.first().empty()) {
+    throw StartError(fmt::format("{}: {}", configurationName, capture.first()));
+  }
+  // The addresses come later, one by one.
+  netsnmp_ds_set_string(NETSNMP_DS_APPLICATION_ID, NETSNMP_DS_AGENT_PORTS, "none");
+  if (init_master_agent() != 0) throw StartError("net-snmp's agent did not start");
+  engineBootsFromClock();
+  systemGroup_->registerScalars();
+}
+
+void SnmpAgent::listenAt(const std::vector<std::string>& addresses) {
+  for (const std::string& address : addresses) {
+    const NetSnmpLog::Capture capture;
+    errno = 0;
+    if (netsnmp_agent_listen_on(address.c_str()) < 0) {
+      const std::string reason = errno != 0 ? std::strerror(errno) : "not an address";
+      throw StartError(fmt::format("cannot listen on {}: {}", address, reason));
+    }
+  }
+}
+
+}  // namespace Host

@@ -1,0 +1,46 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "host/AccessConfiguration.h"
+#include "host/Options.h"
+#include "host/SystemGroup.h"
+
+namespace Host {
+
+// The SNMP agent of the process: net-snmp's libraries from init_agent to shutdown_agent.
+//
+// It reads no configuration but the one named, keeps no state on disk, loads no MIB and refuses
+// every SET. net-snmp does not start a second time without leaks: one a process.
+class SnmpAgent {
+ public:
+  // Starts the agent; `description` is what sysDescr says. A subagent keeps trying to reach its
+  // master. Raises StartError for a configuration that cannot be obeyed.
+  SnmpAgent(const Options& options, const std::string& description);
+  SnmpAgent(const SnmpAgent&) = delete;
+  SnmpAgent& operator=(const SnmpAgent&) = delete;
+  // Whatever was registered with net-snmp, descriptors and timers included, has to be gone.
+  ~SnmpAgent();
+
+  // Takes requests at the addresses, from when all plug-ins are in place. Raises StartError naming
+  // the address that cannot be had.
+  void listenAt(const std::vector<std::string>& addresses);
+
+ private:
+  struct Library {
+    explicit Library(const Options& options);
+    Library(const Library&) = delete;
+    Library& operator=(const Library&) = delete;
+    ~Library();
+  };
+
+  void startMaster(const std::string& configurationName);
+
+  const Library library_;
+  std::unique_ptr<SystemGroup> systemGroup_;
+  std::unique_ptr<AccessConfiguration> access_;
+};
+
+}  // namespace Host

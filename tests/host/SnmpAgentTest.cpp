@@ -1,0 +1,157 @@
+#include "host/SnmpAgent.h"
+
+#include <arpa/inet.h>
+#include <gmock/gmock.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+
+#include "host/Errors.h"
+#include "host/Log.h"
+
+namespace Host {
+namespace {
+
+// A file name that belongs to the running test.
+std::string fileOfTest() {
+  const auto* test = testing::UnitTest::GetInstance()->current_test_info();
+  std::string name = std::string(test->test_suite_name()) + "-" + test->name() + ".conf";
+  std::replace(name.begin(), name.end(), '/', '-');
+  return name;
+}
+
+// net-snmp starts once a process: each agent lives in a child that runs nothing else, and whose
+// last words are its standard error and exit status.
+class SnmpAgentTest : public testing::Test {
+ protected:
+  SnmpAgentTest() { testing::GTEST_FLAG(death_test_style) = "threadsafe"; }
+  ~SnmpAgentTest() override { std::filesystem::remove(file_); }
+
+  void configuration(const std::string& text) {
+    std::ofstream(file_) << text;
+    options_.configurationFile = file_;
+  }
+  // Starts an agent and ends it again; exit status 0 when nothing stood in the way.
+  [[noreturn]] void startAndExit() {
+    int status = 0;
+    try {
+      SnmpAgent agent(options_, "test");
+      agent.listenAt(options_.listenAddresses);
+    } catch (const StartError& error) {
+      logLine(error.what());
+      status = 1;
+    }
+    std::exit(status);
+  }
+
+  const std::string file_ = fileOfTest();
+  Options options_ = readOptions({"--listen", "unix:" + file_ + ".sock"});
+};
+
+// A UDP port of 127.0.0.1 that somebody has taken.
+class TakenPort {
+ public:
+  TakenPort() : socket_(::socket(AF_INET, SOCK_DGRAM, 0)) {
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    auto* generic = reinterpret_cast<sockaddr*>(&address);
+    socklen_t size = sizeof address;
+    EXPECT_EQ(::bind(socket_, generic, size), 0);
+    EXPECT_EQ(::getsockname(socket_, generic, &size), 0);
+    port_ = ntohs(address.sin_port);
+  }
+  TakenPort(const TakenPort&) = delete;
+  TakenPort& operator=(const TakenPort&) = delete;
+  ~TakenPort() { ::close(socket_); }
+
+  std::string address() const { return "udp:127.0.0.1:" + std::to_string(port_); }
+
+ private:
+  int socket_;
+  int port_ = 0;
+};
+
+TEST_F(SnmpAgentTest, StartsAndEndsWithoutAWord) {
+  EXPECT_EXIT(startAndExit(), testing::ExitedWithCode(0), "^$");
+}
+
+TEST_F(SnmpAgentTest, NamesAnAddressThatIsTaken) {
+  const TakenPort port;
+  options_.listenAddresses = {port.address()};
+  EXPECT_EXIT(startAndExit(), testing::ExitedWithCode(1),
+              "^norvek-snmpd: cannot listen on udp:127.0.0.1:[0-9]+: Address already in use\n$");
+}
+
+TEST_F(SnmpAgentTest, NamesAnAddressThatIsNone) {
+  options_.listenAddresses = {"udp:127.0.0.1:99999"};
+  EXPECT_EXIT(startAndExit(), testing::ExitedWithCode(1),
+              "^norvek-snmpd: cannot listen on udp:127.0.0.1:99999: not an address\n$");
+}
+
+TEST_F(SnmpAgentTest, TakesUsersViewsAndCommunitiesFromAFile) {
+  configuration(
+      "createUser reader SHA-256 \"a long passphrase\"\n"
+      "rouser reader auth -V all\n"
+      "view all included .1\n"
+      "rocommunity secret 127.0.0.1\n"
+      "sysLocation rack 3\n");
+  EXPECT_EXIT(startAndExit(), testing::ExitedWithCode(0), "^$");
+}
+
+TEST_F(SnmpAgentTest, NamesAFileThatItCannotRead) {
+  options_.configurationFile = "/nonexistent/access.conf";
+  EXPECT_EXIT(startAndExit(), testing::ExitedWithCode(1),
+              "^norvek-snmpd: /nonexistent/access.conf: No such file or directory\n$");
+  options_.configurationFile = "/";
+  EXPECT_EXIT(startAndExit(), testing::ExitedWithCode(1), "^norvek-snmpd: /: Is a directory\n$");
+}
+
+struct BadLine {
+  const char* text;
+  const char* complaint;
+};
+
+class BadConfigurationTest : public SnmpAgentTest, public testing::WithParamInterface<BadLine> {};
+
+TEST_P(BadConfigurationTest, EndsTheStartWithOneLineThatNamesThePlace) {
+  configuration(std::string("rocommunity secret 127.0.0.1\n") + GetParam().text + "\n");
+  EXPECT_EXIT(startAndExit(), testing::ExitedWithCode(1),
+              "^norvek-snmpd: " + file_ + ": " + GetParam().complaint + "[^\n]*\n$");
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Lines, BadConfigurationTest,
+    testing::Values(BadLine{"rocomunity secret", "line 2: Warning: Unknown token: rocomunity"},
+                    BadLine{"view all", "line 2: Error: "},
+                    BadLine{"rocommunity", "line 2: Error: "},
+                    BadLine{"createUser u MD17 \"long enough\"", "line 2: Error: "},
+                    BadLine{"createUser u SHA short", "Error: passphrase chosen is below"},
+                    BadLine{"sysServices many", "line 2: Error: sysServices is not a number"},
+                    BadLine{"sysServices 128", "line 2: Error: sysServices is not a number"},
+                    BadLine{"agentaddress udp:161", "agentaddress: .*--listen"},
+                    BadLine{"master agentx", "master agentx: "}));
+
+TEST_F(SnmpAgentTest, RefusesAFileThatLetsNobodyIn) {
+  configuration("sysLocation rack 3\n");
+  EXPECT_EXIT(startAndExit(), testing::ExitedWithCode(1),
+              "^norvek-snmpd: " + file_ + ": lets nobody in[^\n]*\n$");
+}
+
+TEST_F(SnmpAgentTest, RefusesATextThatIsTooLongForItsScalar) {
+  configuration("rocommunity secret 127.0.0.1\nsysLocation " + std::string(256, 'x') + "\n");
+  EXPECT_EXIT(startAndExit(), testing::ExitedWithCode(1), "line 2: Error: sysLocation is longer");
+}
+
+TEST_F(SnmpAgentTest, GoesOnTryingToReachItsMaster) {
+  options_ = readOptions({"--agentx", "unix:/nonexistent/master"});
+  EXPECT_EXIT(startAndExit(), testing::ExitedWithCode(0), "Failed to connect to the agentx master");
+}
+
+}  // namespace
+}  // namespace Host
