@@ -1,0 +1,57 @@
+#include "host/StateDatabase.h"
+
+#include <fmt/format.h>
+
+#include "Kavra/Store.h"
+#include "Kavra/StoreUrl.h"
+#include "Qel/ActivityManager.h"
+#include "host/Errors.h"
+
+namespace Host {
+namespace {
+
+Kavra::StoreUrl urlOf(const char* option, const std::string& text) {
+  try {
+    return Kavra::StoreUrl(text);
+  } catch (const Kavra::StoreException& error) {
+    throw UsageError(fmt::format("{} {}: {}", option, text, error.what()));
+  }
+}
+
+Qel::Ptr<Kavra::Feed> feedOf(const Kavra::StoreUrl& url, Qel::EventLoop& loop) {
+  try {
+    return url.feed(loop, Qel::activityManager()->clock());
+  } catch (const Kavra::StoreException& error) {
+    throw StartError(error.what());
+  }
+}
+
+Qel::Ptr<Kavra::EntityManager> entityManagerOf(const Options& options, Qel::EventLoop& loop) {
+  const Kavra::StoreUrl own = urlOf("--db", options.db);
+  const Kavra::StoreUrl peer = urlOf("--peer-db", options.peerDb);
+  const auto ownFeed = feedOf(own, loop);
+  if (peer == own) return Qel::make<Kavra::EntityManager>(ownFeed);
+  // Supervisors are cells 1 and 2, and each is the other's peer.
+  const U32 peerCell = 3 - options.cellId;
+  return Qel::make<Kavra::EntityManager>(ownFeed, feedOf(peer, loop),
+                                         fmt::format("cell/{}/", peerCell));
+}
+
+template <class Entity>
+Qel::Ptr<Entity> entityOf(Kavra::EntityManager& manager, const std::string& path,
+                          const char* typeName) {
+  return Qel::ptrCast<Entity>(manager.entityIs(path, typeName));
+}
+
+}  // namespace
+
+StateDatabase::StateDatabase(const Options& options, Qel::EventLoop& loop)
+    : entityManager_(entityManagerOf(options, loop)),
+      resetHistory_(entityOf<System::ResetCauseHistory>(
+          *entityManager_, fmt::format("cell/{}/sys/reset/history", options.cellId),
+          "System::ResetCauseHistory")),
+      redundancyStatus_(entityOf<Redundancy::RedundancyStatus>(
+          *entityManager_, fmt::format("cell/{}/redundancy/status", options.cellId),
+          "Redundancy::RedundancyStatus")) {}
+
+}  // namespace Host

@@ -1,0 +1,135 @@
+#include "host/PluginHost.h"
+
+#include <dlfcn.h>
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <fstream>
+#include <iostream>
+#include <string>
+#include <vector>
+
+#include "Qel/ActivityManager.h"
+#include "Qel/Trace.h"
+#include "Qel/TypeNode.h"
+#include "Snmp/MibContext.h"
+#include "Snmp/SnmpUtil.h"
+#include "host/ActivityPump.h"
+#include "host/Errors.h"
+#include "host/NetSnmpEventLoop.h"
+#include "host/SnmpAgent.h"
+
+namespace Host {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+constexpr int kCycles = 50;
+
+std::vector<std::string> registeredTypes() {
+  std::vector<std::string> names;
+  for (const auto* type : Qel::typeNodes()) names.push_back(type->name().stdString());
+  return names;
+}
+
+bool isLoaded() {
+  void* const handle = ::dlopen(PLUGIN_FILE, RTLD_NOW | RTLD_NOLOAD);
+  if (handle != nullptr) ::dlclose(handle);
+  return handle != nullptr;
+}
+
+// A process with the real plug-in and a state database of its own. net-snmp starts once a process:
+// each test runs in a child and tells its parent, by its exit status, whether it failed.
+class Process {
+ public:
+  Process() : pump_(loop_), database_(options_, loop_) {}
+
+  StateDatabase& database() { return database_; }
+  std::unique_ptr<PluginHost> newPlugins(const std::vector<std::string>& contexts) {
+    auto plugins = std::make_unique<PluginHost>(std::vector<std::string>{PLUGIN_FILE}, database_,
+                                                "supervisor", contexts);
+    Qel::activityManager()->run();
+    return plugins;
+  }
+
+ private:
+  const Options options_ = readOptions({"--db", "file:PluginHostTest.json"});
+  const SnmpAgent agent_{options_, "test"};
+  NetSnmpEventLoop loop_;
+  const ActivityPump pump_;
+  StateDatabase database_;
+};
+
+class PluginHostTest : public testing::Test {
+ protected:
+  PluginHostTest() { testing::GTEST_FLAG(death_test_style) = "threadsafe"; }
+};
+
+[[noreturn]] void end() { std::exit(testing::Test::HasFailure() ? 1 : 0); }
+
+[[noreturn]] void loadAndUnload() {
+  {
+    Process process;
+    const auto typesBefore = registeredTypes();
+    const auto objectsBefore = Qel::PtrInterface::liveObjects();
+    for (int cycle = 0; cycle < kCycles; ++cycle) {
+      const auto plugins = process.newPlugins({"", "blue"});
+      EXPECT_THAT(Snmp::mibContexts(), ElementsAre(Snmp::MibContext{"", "NorvekGeneralMIB"},
+                                                   Snmp::MibContext{"blue", "NorvekGeneralMIB"}));
+      EXPECT_TRUE(isLoaded());
+    }
+    EXPECT_THAT(Snmp::mibContexts(), IsEmpty());
+    EXPECT_EQ(registeredTypes(), typesBefore);
+    EXPECT_EQ(Qel::PtrInterface::liveObjects(), objectsBefore);
+    EXPECT_FALSE(isLoaded());
+  }
+  end();
+}
+
+TEST_F(PluginHostTest, LeavesNothingAfterFiftyLoadsAndUnloads) {
+  EXPECT_EXIT(loadAndUnload(), testing::ExitedWithCode(0), "^$");
+}
+
+[[noreturn]] void lookUpTheModel() {
+  {
+    Process process;
+    EXPECT_FALSE(SnmpUtil::getEntityRelative("snmp/misc/generalMib"));
+    const auto plugins = process.newPlugins({""});
+    const auto model = SnmpUtil::getEntityRelative("snmp/misc/generalMib");
+    EXPECT_TRUE(model);
+    EXPECT_EQ(model ? model->fwkType() : nullptr, Qel::typeNode("MiscSnmp::GeneralMib"));
+  }
+  EXPECT_FALSE(SnmpUtil::getEntityRelative("snmp/misc/generalMib"));
+  end();
+}
+
+TEST_F(PluginHostTest, ShowsTheModelWhereModulesLookForIt) {
+  EXPECT_EXIT(lookUpTheModel(), testing::ExitedWithCode(0), "^$");
+}
+
+[[noreturn]] void loadSomethingElse(const std::string& file) {
+  {
+    Process process;
+    try {
+      const PluginHost plugins({file}, process.database(), "supervisor", {""});
+    } catch (const StartError& error) {
+      std::cerr << error.what() << std::endl;
+    }
+  }
+  end();
+}
+
+TEST_F(PluginHostTest, NamesAFileThatIsNoLibrary) {
+  EXPECT_EXIT(loadSomethingElse("/nonexistent.so"), testing::ExitedWithCode(0),
+              "^cannot load the plug-in: /nonexistent.so: [^\n]*\n$");
+}
+
+TEST_F(PluginHostTest, RefusesALibraryThatBringsNoModel) {
+  EXPECT_EXIT(loadSomethingElse("libm.so.6"), testing::ExitedWithCode(0),
+              "^no plug-in brings the type MiscSnmp::GeneralMib\n$");
+}
+
+}  // namespace
+}  // namespace Host
