@@ -4,14 +4,21 @@
 
 namespace Qel {
 
-PtrInterface::NotifieeConst::~NotifieeConst() { leave(); }
+PtrInterface::NotifieeConst::~NotifieeConst() {
+  leave();
+  if (reference_ == NotifierReference::plain) plainBindingIs(nullptr);
+}
 
 void PtrInterface::NotifieeConst::notifierIs(Ptr<PtrInterface const> notifier) {
   if (notifier.get() == notifier_) return;
   leave();
+  if (reference_ == NotifierReference::plain) {
+    plainBindingIs(notifier.get());
+    return;
+  }
   notifier_ = notifier.get();
   // The swap releases the old notifier last, when nothing here refers to it any more.
-  if (reference_ == NotifierReference::counted) counted_.swap(notifier);
+  counted_.swap(notifier);
 }
 
 void PtrInterface::NotifieeConst::isRegisteredNotifieeIs(bool registered) {
@@ -36,6 +43,13 @@ void PtrInterface::NotifieeConst::leave() noexcept {
   if (list_ == nullptr) return;
   list_->leave(*this);
   list_ = nullptr;
+}
+
+void PtrInterface::NotifieeConst::plainBindingIs(const PtrInterface* notifier) {
+  if (notifier_ != nullptr) notifier_->notifieeList()->plainBindingDel(*this);
+  NotifieeList* const list = notifier != nullptr ? notifier->notifieeList() : nullptr;
+  if (list != nullptr) list->plainBindingIs(*this);
+  notifier_ = list != nullptr ? notifier : nullptr;
 }
 
 void PtrInterface::NotifieeConst::notifierGone() noexcept {

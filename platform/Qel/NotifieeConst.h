@@ -8,15 +8,15 @@ namespace Qel {
 // How a notifiee refers to what it watches.
 enum class NotifierReference {
   counted,  // keeps the notifier alive; what reactors use
-  plain,    // does not; the binding ends when the notifier is destroyed
+  plain,    // does not; the binding ends when the notifier is destroyed or clears its list
 };
 
 // Base of everything that watches an object.
 //
 // Binding (notifierIs) and joining the notifier's list (isRegisteredNotifieeIs) are two steps; a
 // rebinding leaves the old list and does not join the new one. Only a registered notifiee whose
-// notifications are active is called. The destructor leaves the list. A notifiee may be destroyed,
-// rebound or deregistered from inside any notification.
+// notifications are active and that is no zombie is called. The destructor leaves the list. A
+// notifiee may be destroyed, rebound or deregistered from inside any notification.
 class PtrInterface::NotifieeConst : public PtrInterface {
  public:
   explicit NotifieeConst(NotifierReference reference = NotifierReference::counted) noexcept
@@ -26,7 +26,8 @@ class PtrInterface::NotifieeConst : public PtrInterface {
   // The watched object, or null.
   Ptr<PtrInterface const> notifier() const { return Ptr<PtrInterface const>(notifier_); }
   // Binds to `notifier`; null, or an object of a type that this notifiee cannot watch, unbinds.
-  // Binding to the present notifier changes nothing.
+  // A plain reference cannot watch what has no notifiee list. Binding to the present notifier
+  // changes nothing.
   virtual void notifierIs(Ptr<PtrInterface const> notifier);
 
   bool isRegisteredNotifiee() const noexcept { return list_ != nullptr; }
@@ -40,9 +41,12 @@ class PtrInterface::NotifieeConst : public PtrInterface {
 
  private:
   friend class NotifieeList;
+  bool hears() const noexcept { return hasNotificationActive() && !isMarkedForDeletion(); }
   void leave() noexcept;
   // Called by the list when the notifier is destroyed.
   void notifierGone() noexcept;
+  // For a plain reference: has the notifier's list end the binding, in whatever state it is.
+  void plainBindingIs(const PtrInterface* notifier);
 
   const NotifierReference reference_;
   const PtrInterface* notifier_ = nullptr;

@@ -13,6 +13,9 @@ void NotifieeList::clear() noexcept {
   for (PtrInterface::NotifieeConst* notifiee : leaving) {
     if (notifiee != nullptr) notifiee->notifierGone();
   }
+  std::vector<PtrInterface::NotifieeConst*> unbinding;
+  unbinding.swap(plainBindings_);
+  for (PtrInterface::NotifieeConst* notifiee : unbinding) notifiee->notifierGone();
 }
 
 void NotifieeList::join(PtrInterface::NotifieeConst& notifiee) {

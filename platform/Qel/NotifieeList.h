@@ -23,16 +23,25 @@ class NotifieeList {
   bool empty() const noexcept { return size_ == 0; }
   std::size_t size() const noexcept { return size_; }
 
-  // Deregisters every notifiee.
+  // Deregisters every notifiee and ends the plain bindings.
   void clear() noexcept;
 
   void join(PtrInterface::NotifieeConst& notifiee);
   void leave(PtrInterface::NotifieeConst& notifiee) noexcept;
 
+  // Bindings that do not keep the notifier alive, registered or not: they end with the list.
+  void plainBindingIs(PtrInterface::NotifieeConst& notifiee) {
+    plainBindings_.push_back(&notifiee);
+  }
+  void plainBindingDel(const PtrInterface::NotifieeConst& notifiee) noexcept {
+    std::erase(plainBindings_, &notifiee);
+  }
+
   // Tells every active notifiee that its notifier has no references left.
   void zeroReferences();
 
-  // Calls `call` on every notifiee that was registered at the start, still is, and is active.
+  // Calls `call` on every notifiee that was registered at the start, still is, is active and is no
+  // zombie.
   template <class Call>
   void visit(const Call& call);
 
@@ -63,6 +72,7 @@ class NotifieeList {
 
   // Holes keep running walks valid; the outermost walk closes them when it ends.
   std::vector<PtrInterface::NotifieeConst*> notifiees_;
+  std::vector<PtrInterface::NotifieeConst*> plainBindings_;
   std::size_t size_ = 0;
   Walk* walks_ = nullptr;
 };
@@ -74,7 +84,7 @@ void NotifieeList::visit(const Call& call) {
   const std::size_t end = notifiees_.size();
   for (std::size_t i = 0; walk.list != nullptr && i < end; ++i) {
     PtrInterface::NotifieeConst* notifiee = notifiees_[i];
-    if (notifiee == nullptr || !notifiee->hasNotificationActive()) continue;
+    if (notifiee == nullptr || !notifiee->hears()) continue;
     // The notifiee may let go of itself while it runs.
     const Ptr<PtrInterface::NotifieeConst> held(notifiee);
     call(*notifiee);
