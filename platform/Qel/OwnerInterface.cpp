@@ -2,9 +2,13 @@
 
 #include <algorithm>
 
+#include "Qel/Assert.h"
+
 namespace Qel {
 
 void OwnerInterface::qelChildIs(PtrInterface& child) {
+  QEL_ASSERT(child.qelOwner() == this);
+  QEL_ASSERT(!child.flag(kWatchesReferences));
   children_.push_back(&child);
   child.watchesReferencesIs(true);
   watchesReferencesIs(true);
@@ -17,6 +21,9 @@ void OwnerInterface::qelChildDel(PtrInterface& child) noexcept {
 }
 
 void OwnerInterface::qelReferenceReleased() {
+  // While it is being built or destroyed, somebody else sees to its end, and its list of children
+  // may name some that have gone already.
+  if (flag(kUnderConstruction | kDestroying)) return;
   if (onlyChildrenRefer()) destroy();
 }
 

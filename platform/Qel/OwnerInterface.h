@@ -14,7 +14,8 @@ namespace Qel {
 //
 // Contract of derived classes: qelChildIs(child) when the owner has stored its one reference to a
 // child that holds one reference to the owner; qelChildDel(child) before that reference is
-// released; the child's qelOwner() names the owner. The destructor releases every child.
+// released; the child's qelOwner() names the owner. The destructor releases every child. Families
+// do not nest: a child has no children, and one owner.
 class OwnerInterface : public PtrInterface {
  protected:
   void qelChildIs(PtrInterface& child);

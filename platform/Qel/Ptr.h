@@ -41,6 +41,7 @@ class Ptr {
   static Ptr adopt(T* object) noexcept {
     Ptr ptr;
     ptr.object_ = object;
+    object->constructionEnds();
     return ptr;
   }
 

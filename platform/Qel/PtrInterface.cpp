@@ -41,9 +41,7 @@ std::size_t PtrInterface::liveObjects() noexcept {
   return liveCount.load(std::memory_order_relaxed);
 }
 
-void PtrInterface::threadSafePointersIs(bool threadSafe) noexcept {
-  threadSafeCounts = threadSafe;
-}
+void PtrInterface::threadSafePointersIs(bool threadSafe) noexcept { threadSafeCounts = threadSafe; }
 
 U32 PtrInterface::wordAdd(U32 delta) const noexcept {
   if (threadSafeCounts.load(std::memory_order_relaxed)) {
@@ -69,7 +67,7 @@ void PtrInterface::referenceDel() const noexcept {
   // The count of a const object is shared by whoever may end it, so const ends here.
   if ((word & kCountMask) == 0) {
     const_cast<PtrInterface*>(this)->destroy();
-  } else if ((word & kWatchesReferences) != 0 && (word & kDestroying) == 0) {
+  } else if ((word & kWatchesReferences) != 0) {
     const_cast<PtrInterface*>(this)->qelReferenceReleased();
   }
 }

@@ -10,6 +10,8 @@ namespace Qel {
 class NotifieeList;
 class OwnerInterface;
 class TypeNode;
+template <class T>
+class Ptr;
 
 // Base of every counted object.
 //
@@ -17,10 +19,11 @@ class TypeNode;
 // deletion (zombie) and "watches its references" (see OwnerInterface). All flags start off.
 //
 // An object is born with one reference, which Qel::make hands to the first Ptr. A constructor may
-// therefore hand out references to the object it is building: they neither end it early nor end it
-// twice when the constructor throws. The last reference destroys the object; meanwhile it holds one
-// reference to itself, so that a destructor, too, may hand out short-lived references. A reference
-// that outlives the object is a programming error and ends the process.
+// therefore hand out references to the object it is building, and make children that hold some:
+// they neither end it early nor end it twice when the constructor throws. The last reference
+// destroys the object; meanwhile it holds one reference to itself, so that a destructor, too, may
+// hand out short-lived references. A reference that outlives the object is a programming error and
+// ends the process.
 //
 // Counting is plain unless threadSafePointersIs(true) was called; single-threaded programs never
 // do.
@@ -78,18 +81,25 @@ class PtrInterface {
 
  private:
   friend class OwnerInterface;
+  template <class T>
+  friend class Ptr;
 
   static constexpr U32 kNotificationActive = 1U << 31;
   static constexpr U32 kMarkedForDeletion = 1U << 30;
   static constexpr U32 kWatchesReferences = 1U << 29;
   static constexpr U32 kDestroying = 1U << 28;
-  static constexpr U32 kCountMask = kDestroying - 1;
+  static constexpr U32 kUnderConstruction = 1U << 27;
+  static constexpr U32 kCountMask = kUnderConstruction - 1;
 
   bool flag(U32 mask) const noexcept { return (word_.load(std::memory_order_relaxed) & mask) != 0; }
   void flagIs(U32 mask, bool value) const noexcept;
   U32 wordAdd(U32 delta) const noexcept;
+  // Called when somebody holds the reference that the object was born with.
+  void constructionEnds() const noexcept {
+    if (flag(kUnderConstruction)) flagIs(kUnderConstruction, false);
+  }
 
-  mutable std::atomic<U32> word_{1};
+  mutable std::atomic<U32> word_{kUnderConstruction | 1};
 };
 
 }  // namespace Qel
