@@ -14,6 +14,12 @@ TraceHandle& traceHandle() {
   return handle;
 }
 
+void traceFailure(const char* error) {
+  if (auto trace = TraceHelper::createIfEnabled(traceHandle(), 0, __FILE__, __LINE__, __func__)) {
+    *trace << "put-off work failed: " << error;
+  }
+}
+
 }  // namespace
 
 Activity::Activity(Work work) : work_(std::move(work)) {}
@@ -43,6 +49,7 @@ Ptr<Activity> ActivityManager::activityIs(Activity::Work work) {
 }
 
 std::size_t ActivityManager::run() {
+  if (running_) return 0;
   std::size_t count = 0;
   running_ = true;
   for (std::size_t left = pending_.size(); left > 0; --left) {
@@ -64,9 +71,9 @@ void ActivityManager::runOne(Activity& activity) {
     const Activity::Work work = std::move(activity.work_);
     work();
   } catch (const std::exception& error) {
-    if (auto trace = TraceHelper::createIfEnabled(traceHandle(), 0, __FILE__, __LINE__, __func__)) {
-      *trace << "put-off work failed: " << error.what();
-    }
+    traceFailure(error.what());
+  } catch (...) {
+    traceFailure("unknown error");
   }
 }
 

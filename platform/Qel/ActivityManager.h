@@ -40,7 +40,7 @@ class ActivityManager final : public PtrInterface {
   [[nodiscard]] Ptr<Activity> activityIs(Activity::Work work);
 
   // Runs what was put off before the call; returns how much that was. An exception from work is
-  // traced ("Qel", level 0) and goes no further.
+  // traced ("Qel", level 0) and goes no further. From inside work it does nothing.
   std::size_t run();
   bool hasWork() const noexcept { return !pending_.empty(); }
 
