@@ -34,7 +34,7 @@ class ObjectIf final : public GenericIfImpl {
   }
   GenericValue operation(const String& name, const GenericArgs& args) override {
     const GenericOperation* found = type().operation(name);
-    if (found == nullptr) throwNotSupported(type().name(), name, "call");
+    if (found == nullptr || !found->call) throwNotSupported(type().name(), name, "call");
     return found->call(*object_, args);
   }
   // Objects are compared by identity.

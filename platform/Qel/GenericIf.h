@@ -58,7 +58,7 @@ class GenericIfImpl : public GenericIf {
                                              const char* access);
 
  protected:
-  // Raises TypeException unless `type` is the wrapped type or a base of it.
+  // Raises TypeException unless `type` is the wrapped type.
   void needType(const TypeNode& type) const;
 
  private:

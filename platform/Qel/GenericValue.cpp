@@ -24,7 +24,9 @@ String GenericValue::kind() const {
   if (const auto* object = as<ObjectConst>()) {
     return format("constant %s", typeNameOf(object->get()));
   }
-  if (const auto* wrapped = as<Wrapped>()) return (*wrapped)->type().name();
+  if (const auto* wrapped = as<Wrapped>()) {
+    return *wrapped ? (*wrapped)->type().name() : typeNameOf(nullptr);
+  }
   constexpr const char* kKinds[] = {"nothing", "a bool", "an unsigned number", "a number",
                                     "a text"};
   return kKinds[value_.index()];

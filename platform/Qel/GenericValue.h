@@ -26,6 +26,8 @@ class GenericValue {
   GenericValue(String value) : value_(std::move(value)) {}
   GenericValue(const Name& value) : value_(value.string()) {}
   GenericValue(Ptr<GenericIf> value);
+  // An address is none of these, least of all a bool.
+  GenericValue(const void* value) = delete;
   template <class T>
   GenericValue(const Ptr<T>& object) : value_(objectOf(object)) {}
 
@@ -59,7 +61,9 @@ class GenericValue {
   static Object objectOf(const Ptr<PtrInterface>& object) { return object; }
   template <class T>
   static auto objectOf(const Ptr<T>& object) {
-    if constexpr (std::is_const_v<T>) {
+    if constexpr (std::is_convertible_v<T*, GenericIf*>) {
+      return Wrapped(object);
+    } else if constexpr (std::is_const_v<T>) {
       return ObjectConst(object);
     } else {
       return Object(object);

@@ -19,6 +19,8 @@ String valueToStrep(bool value);
 String valueToStrep(double value);
 // The text in single quotes; quotes, backslashes and octets outside printable ASCII are escaped.
 String valueToStrep(const String& value);
+// An address would otherwise pass for a bool, a literal text too.
+String valueToStrep(const void* value) = delete;
 
 // "Ptr('TYPE', 0xADDRESS)", or "Ptr('TYPE', null)".
 String valueToStrepOfRawPtr(const void* pointer, std::string_view type);

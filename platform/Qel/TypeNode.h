@@ -28,7 +28,7 @@ struct GenericAttribute {
   Del del = {};
 };
 
-// One operation of a registered object type.
+// One operation of a registered object type; refused when it has no call.
 struct GenericOperation {
   String name;
   std::function<GenericValue(PtrInterface&, const GenericArgs&)> call;
