@@ -48,6 +48,9 @@ void Dir::entityIs(const Ptr<Entity>& entity) {
   if (!entity) throwRangeException("null ValidPtr");
   const Name name = entity->name();
   needValidName(name);
+  if (entity->parent() != nullptr && entity->parent() != this) {
+    throwRangeException(format("'%s' stands under another parent", name));
+  }
   const auto [place, added] = entities_.emplace(name, entity);
   if (!added) {
     if (place->second == entity) return;

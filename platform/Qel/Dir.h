@@ -30,7 +30,8 @@ class Dir : public Entity {
   std::vector<Name> names() const;
 
   // Puts `entity` under its own name. Raises NameInUseException when another object has that name,
-  // RangeException for a null entity ("null ValidPtr") or an empty name or one with a '/'.
+  // RangeException for a null entity ("null ValidPtr"), an empty name or one with a '/', or an
+  // entity that stands under another parent.
   void entityIs(const Ptr<Entity>& entity);
   // Removes and returns what stands under `name`, or null.
   Ptr<Entity> entityDel(const Name& name);
@@ -39,7 +40,8 @@ class Dir : public Entity {
   // another kind of entity stands in the way.
   Ptr<Dir> dirIs(std::string_view path);
   // Makes an entity of a registered type under `name` through the type's new-entity-for-directory
-  // hook. Raises RangeException for an unknown type or one that cannot be made this way.
+  // hook. Raises RangeException for an unknown type, OperationNotSupportedException for one that
+  // cannot be made this way.
   Ptr<Entity> newEntityIs(std::string_view typeName, const Name& name);
 
  private:
