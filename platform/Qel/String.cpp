@@ -2,6 +2,8 @@
 
 namespace Qel {
 
+const char String::kEmpty[1] = "";
+
 String::String(std::string_view text)
     : text_(text.empty() ? nullptr : std::make_shared<const std::string>(text)) {}
 

@@ -27,7 +27,7 @@ class String {
   operator std::string_view() const noexcept { return view(); }
   std::string stdString() const { return std::string(view()); }
   // NUL-terminated; a NUL inside the text ends it early for readers of C strings.
-  const char* charPtr() const noexcept { return text_ ? text_->c_str() : ""; }
+  const char* charPtr() const noexcept { return text_ ? text_->c_str() : kEmpty; }
 
   std::size_t bytes() const noexcept { return view().size(); }
   bool empty() const noexcept { return bytes() == 0; }
@@ -44,6 +44,9 @@ class String {
   friend std::ostream& operator<<(std::ostream& out, const String& text);
 
  private:
+  // One for the whole process, so that all empty texts begin and end at the same place.
+  static const char kEmpty[1];
+
   std::shared_ptr<const std::string> text_;
 };
 
