@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <utility>
 
+#include "Qel/Assert.h"
 #include "Qel/Ptr.h"
 
 namespace Qel {
@@ -87,7 +88,8 @@ class HashMap {
 
   // Stores a non-null `value` under `key`, which must be free.
   void valueIs(const Key& key, const Ptr<Value>& value) {
-    entries_.insert(Entry{key, nextNumber_++, value});
+    const bool inserted = entries_.insert(Entry{key, nextNumber_++, value}).second;
+    QEL_ASSERT(inserted && value);
   }
   // Removes and returns the value under `key`, or null.
   Ptr<Value> valueDel(const Key& key) {

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <type_traits>
 
+#include "Qel/Assert.h"
 #include "Qel/Ptr.h"
 
 namespace Qel {
@@ -94,11 +95,14 @@ class RbTreeMap {
     return IteratorConst(*this, rowAt<Value const>(tree_.lower_bound(key)));
   }
 
-  // Stores `row` under its own key, in the place of a row that has the same key.
+  // Stores `row`, which is in no other map, under its own key, in the place of a row that has the
+  // same key.
   void rowIs(const Ptr<Value>& row) {
-    const auto [place, inserted] = tree_.insert(node(*row));
-    if (!inserted) {
-      if (&*place == &node(*row)) return;
+    typename Tree::insert_commit_data commitData;
+    const auto [place, absent] = tree_.insert_check(row->fwkKey(), commitData);
+    if (!absent && &*place == &node(*row)) return;
+    QEL_ASSERT(!node(*row).RbTreeMapLinks::is_linked());
+    if (!absent) {
       Node& replaced = *place;
       tree_.replace_node(place, node(*row));
       row->referenceNew();
@@ -106,6 +110,7 @@ class RbTreeMap {
       static_cast<Value&>(replaced).referenceDel();
       return;
     }
+    tree_.insert_commit(node(*row), commitData);
     row->referenceNew();
     ++version_;
   }

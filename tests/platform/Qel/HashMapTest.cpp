@@ -109,6 +109,15 @@ TEST_F(HashMapTest, AWalkMeetsAtItsEndWhatJoinsMeanwhile) {
   EXPECT_FALSE(it);
 }
 
+TEST_F(HashMapTest, AKeyThatIsTakenEndsTheProcess) {
+  added(7);
+  EXPECT_DEATH(map_.valueIs(7, make<Value>()), "assertion failed: inserted");
+}
+
+TEST_F(HashMapTest, ANullValueEndsTheProcess) {
+  EXPECT_DEATH(map_.valueIs(7, nullptr), "assertion failed: inserted && value");
+}
+
 // The map beside two std::maps of what it must hold: by key, and by the number of the insertion.
 class HashMapAgainstStdMap : public HashMapTest {
  protected:

@@ -200,6 +200,15 @@ TEST_F(RbTreeMapTest, RowsOutliveTheMap) {
   EXPECT_EQ(row->fwkKey(), Key(1, 1));
 }
 
+TEST_F(RbTreeMapTest, ARowThatIsInAnotherMapEndsTheProcess) {
+  const Ptr<Row> row = added({1, 1});
+  Map other;
+  EXPECT_DEATH(other.rowIs(row), "assertion failed: .*is_linked");
+  const auto twin = make<Row>(Key(1, 1));
+  other.rowIs(twin);
+  EXPECT_DEATH(other.rowIs(row), "assertion failed: .*is_linked") << "in the place of another";
+}
+
 // The map beside a std::map of what it must hold, with iterators that stand while both change.
 class RbTreeMapAgainstStdMap : public RbTreeMapTest {
  protected:
