@@ -62,9 +62,9 @@ TraceHelper::TraceHelper(const TraceHandle& handle, int level, const char* file,
     : handle_(handle), level_(level), file_(file), position_(position), function_(function) {}
 
 TraceHelper::~TraceHelper() {
-  const TraceRecord record{handle_.facility(), level_,    file_,
-                           position_,          function_, String(stream_.str())};
   try {
+    const TraceRecord record{handle_.facility(), level_,    file_,
+                             position_,          function_, String(stream_.str())};
     if (state().sink) {
       state().sink(record);
     } else {

@@ -1,0 +1,61 @@
+#include "Qel/FieldReader.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+namespace {
+
+using Fields = Qel::DocumentCodec::Fields;
+using Qel::FieldReader;
+
+template <class Read>
+std::string refusal(Read read) {
+  try {
+    read();
+  } catch (const Qel::DocumentException& error) {
+    return error.what();
+  }
+  return "no refusal";
+}
+
+TEST(FieldReaderTest, TakesEachFieldOnce) {
+  FieldReader reader({{"n", "4294967295"}, {"on", "true"}, {"t", "-1.5e3"}, {"d", ""}});
+  EXPECT_TRUE(reader.has("n"));
+  EXPECT_EQ(reader.takeU32("n"), 4294967295U);
+  EXPECT_FALSE(reader.has("n"));
+  EXPECT_TRUE(reader.takeBool("on"));
+  EXPECT_EQ(reader.takeFiniteNumber("t"), -1500.0);
+  EXPECT_EQ(refusal([&] { reader.needNoMore(); }), "d: unknown field");
+  EXPECT_EQ(reader.takeText("d"), "");
+  EXPECT_NO_THROW(reader.needNoMore());
+  EXPECT_EQ(refusal([&] { reader.takeText("d"); }), "d: field is missing");
+}
+
+TEST(FieldReaderTest, RefusesANameThatStandsTwice) {
+  EXPECT_EQ(refusal([] { FieldReader({{"a", "1"}, {"a", "1"}}); }), "a: stands twice");
+}
+
+TEST(FieldReaderTest, RefusesWhatIsNoUnsignedNumber) {
+  for (const char* text : {"", "-1", "+1", " 1", "1 ", "1.0", "0x1", "4294967296"}) {
+    FieldReader reader(Fields{{"n", text}});
+    EXPECT_EQ(refusal([&] { reader.takeU32("n"); }), "n: not an unsigned 32-bit number") << text;
+  }
+}
+
+TEST(FieldReaderTest, RefusesWhatIsNeitherTrueNorFalse) {
+  for (const char* text : {"", "True", "1", "false "}) {
+    FieldReader reader(Fields{{"on", text}});
+    EXPECT_EQ(refusal([&] { reader.takeBool("on"); }), "on: not true or false") << text;
+  }
+  EXPECT_FALSE(FieldReader(Fields{{"on", "false"}}).takeBool("on"));
+}
+
+TEST(FieldReaderTest, RefusesWhatIsNoFiniteNumber) {
+  for (const char* text : {"", "nan", "inf", "-inf", "1e999", "1,5", "1.5 ", "noon"}) {
+    FieldReader reader(Fields{{"t", text}});
+    EXPECT_EQ(refusal([&] { reader.takeFiniteNumber("t"); }), "t: not a finite number") << text;
+  }
+}
+
+}  // namespace
