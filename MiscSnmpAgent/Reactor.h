@@ -9,14 +9,17 @@ namespace MiscSnmp::Agent {
 // What the nested reactors of the state machines share: a plain back pointer to the owner, cleared
 // when the owner lets the reactor go, and liveness.
 //
-// A reactor is live while it is not marked for deletion and has an owner. Construction binds and
-// registers without running any reaction. Reactions hold their owner by a counted reference, so an
-// owner that is let go inside a reaction ends when the reaction does.
+// A reactor is live while it is not marked for deletion and has an owner. Construction binds, takes
+// the owner's notification flag and registers, without running any reaction. Reactions hold their
+// owner by a counted reference, so an owner that is let go inside a reaction ends when the reaction
+// does.
 template <class NotifieeBase, class Owner>
 class Reactor : public NotifieeBase {
  public:
   Reactor(const Qel::Ptr<Qel::PtrInterface const>& notifier, Owner* owner) : owner_(owner) {
     NotifieeBase::notifierIs(notifier);
+    // Before it is registered: what stands already is no news to a new reactor.
+    NotifieeBase::hasNotificationActiveIs(owner->hasNotificationActive());
     NotifieeBase::isRegisteredNotifieeIs(true);
   }
 

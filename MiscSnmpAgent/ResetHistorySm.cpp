@@ -58,6 +58,9 @@ void ResetHistorySm::tearDown() {
   curCellResetInstanceSmDelAll();
   peerCellResetInstanceSmDelAll();
   peerCellResetHistoryStatusDirMounterDel();
+  // The histories go before the entity manager and the model; the members' order sees to the rest.
+  peerCellResetHistory_ = nullptr;
+  curCellResetHistory_ = nullptr;
 }
 
 Qel::Ptr<ResetHistorySm> ResetHistorySm::ResetHistorySmIs(
@@ -86,7 +89,6 @@ void ResetHistorySm::reactorIs(Qel::Ptr<SomeReactor>& slot, const Qel::Ptr<Entit
   if (!slot) slot = Qel::make<SomeReactor>(entity, this);
   // Held, because each reaction may let go of the reactor again.
   const Qel::Ptr<SomeReactor> reactor = slot;
-  reactor->hasNotificationActiveIs(hasNotificationActive());
   // Runs the reaction for a new reactor, too, which its construction did not.
   reactor->notifierIs(entity);
 }
@@ -138,7 +140,7 @@ void ResetHistorySm::peerCellResetHistoryIs(
 
 Qel::Ptr<System::ResetCauseHistory const> ResetHistorySm::peerCellResetHistoryDel() {
   const auto watched = peerCellResetHistory();
-  peerCellResetHistoryIs(nullptr);
+  reactorDel(peerCellResetHistory_);
   return watched;
 }
 

@@ -105,7 +105,7 @@ class ResetHistorySm final : public Qel::OwnerInterface, public Qel::LiveCount<R
   Qel::Ptr<Redundancy::RedundancyStatus const> redundancyStatusDel();
   void curCellResetHistoryIs(const Qel::Ptr<System::ResetCauseHistory const>& history);
   Qel::Ptr<System::ResetCauseHistory const> curCellResetHistoryDel();
-  // A change, to null too, also runs handlePeerCellResetHistory().
+  // A change, to null too, then also runs handlePeerCellResetHistory(). The Del form does not.
   void peerCellResetHistoryIs(const Qel::Ptr<System::ResetCauseHistory const>& history);
   Qel::Ptr<System::ResetCauseHistory const> peerCellResetHistoryDel();
 

@@ -47,7 +47,7 @@ void ResetHistorySm::handlePeerCellResetHistory() {
     }
     return;
   }
-  const auto history = peerCellResetHistory();
+  auto history = peerCellResetHistory();
   if (!history) {
     if (auto trace = agentTrace(1, kFunction)) {
       *trace << kSignature << " peerCellResetHistory : " << history;
@@ -61,8 +61,9 @@ void ResetHistorySm::handlePeerCellResetHistory() {
     return;
   }
   deletePeerCellResetHistory();
-  // Whoever heard of the removed rows may have changed the history.
-  const Qel::Ptr<System::ResetInstance> resetInstance = history->rebootHistory(kLatestReload);
+  // Whoever heard of the removed rows may have changed or replaced the history.
+  history = peerCellResetHistory();
+  const auto resetInstance = history ? history->rebootHistory(kLatestReload) : nullptr;
   if (auto trace = agentTrace(1, kFunction)) {
     *trace << kSignature << " resetInstance : " << resetInstance
            << ", peerCellResetHistory :" << history;

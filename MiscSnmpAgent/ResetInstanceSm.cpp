@@ -62,10 +62,7 @@ void ResetInstanceSm::resetInstanceIs(const Qel::Ptr<System::ResetInstance const
     reactorDel(resetInstance_);
     return;
   }
-  if (!resetInstance_) {
-    resetInstance_ = Qel::make<QelResetInstance>(instance, this);
-    resetInstance_->hasNotificationActiveIs(hasNotificationActive());
-  }
+  if (!resetInstance_) resetInstance_ = Qel::make<QelResetInstance>(instance, this);
   // A new reactor finds itself bound already and does nothing: only a replacement rebuilds.
   const Qel::Ptr<QelResetInstance> reactor = resetInstance_;
   reactor->notifierIs(instance);

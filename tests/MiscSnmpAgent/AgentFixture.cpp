@@ -81,7 +81,8 @@ void AgentFixture::publish(U32 id) {
   for (const auto& [index, causes] : recorded_[id]) {
     Qel::Document::List queue;
     for (const auto& cause : causes) queue.push_back(causeDocument(cause));
-    reloads.emplace_back(Qel::format("%u", index), Qel::Document::Map{{"causeQ", std::move(queue)}});
+    reloads.emplace_back(Qel::format("%u", index),
+                         Qel::Document::Map{{"causeQ", std::move(queue)}});
   }
   const Qel::Document document = Qel::Document::Map{{"type", "System::ResetCauseHistory"},
                                                     {"rebootHistory", std::move(reloads)}};
@@ -97,6 +98,10 @@ void AgentFixture::peerPublishesAnotherType() {
                     Qel::Document::Map{{"type", "Redundancy::RedundancyStatus"},
                                        {"protocol", U32{0}},
                                        {"switchoverCapable", false}});
+}
+
+bool AgentFixture::isOn(const Qel::Ptr<Qel::PtrInterface const>& object) {
+  return object && object->hasNotificationActive();
 }
 
 std::vector<std::string> AgentFixture::rows() const {

@@ -47,13 +47,13 @@ class TableHook final : public GeneralMib::NotifieeConst {
   const Call call_;
 };
 
-// The own cell of a supervisor pair in the words of its platform: what is recorded of the two cells,
-// the redundancy status, and what the table then shows. This process runs on cell 1, a supervisor,
-// unless told otherwise. The own cell's history is an entity at hand; the peer's is a document of
-// the state database, and is seen when the event loop gets its turn (settle()).
+// The own cell of a supervisor pair in the words of its platform: what is recorded of the two
+// cells, the redundancy status, and what the table then shows. This process runs on cell 1, a
+// supervisor, unless told otherwise. The own cell's history is an entity at hand; the peer's is a
+// document of the state database, and is seen when the event loop gets its turn (settle()).
 //
-// Every trace line of the agent goes into log(), with "+ 0.0.1" and "- 0.0.1" for each row that came
-// and went.
+// Every trace line of the agent goes into log(), with "+ 0.0.1" and "- 0.0.1" for each row that
+// came and went.
 class AgentFixture : public support::LiveObjects, public testing::Test {
  protected:
   static constexpr auto kProtocolWithPeer = Redundancy::RedundancyProtocol{3};
@@ -94,6 +94,9 @@ class AgentFixture : public support::LiveObjects, public testing::Test {
 
   // A document of another type than a history stands under the peer's path.
   void peerPublishesAnotherType();
+
+  // Whether an object, or none, hears notifications.
+  static bool isOn(const Qel::Ptr<Qel::PtrInterface const>& object);
 
   // "0.0.1 Power loss @1700000000" for each row.
   std::vector<std::string> rows() const;
