@@ -37,11 +37,12 @@ class Ptr {
     return *this;
   }
 
-  // Takes over the reference that a new object is born with.
+  // Takes over the reference that a new object is born with; null, as an allocation that may fail
+  // gives it, makes a null reference.
   static Ptr adopt(T* object) noexcept {
     Ptr ptr;
     ptr.object_ = object;
-    object->constructionEnds();
+    if (object != nullptr) object->constructionEnds();
     return ptr;
   }
 
