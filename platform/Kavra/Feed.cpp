@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <utility>
 #include <vector>
 
@@ -37,16 +38,19 @@ void Feed::documentDel(const Qel::String& path) {
   if (entries_.erase(path) != 0) tell(path);
 }
 
-void Feed::documentsAre(const Documents& documents) {
+void Feed::documentsAre(const Documents& documents, const Problems& unreadable) {
   const Qel::Ptr<Feed> alive(this);
   std::vector<Qel::String> changed;
   std::erase_if(entries_, [&](const auto& entry) {
-    if (documents.contains(entry.first)) return false;
+    if (documents.contains(entry.first) || unreadable.contains(entry.first)) return false;
     changed.push_back(entry.first);
     return true;
   });
   for (const auto& [path, document] : documents) {
     if (take(path, document)) changed.push_back(path);
+  }
+  for (const auto& [path, why] : unreadable) {
+    if (takeUnreadable(path, why)) changed.push_back(path);
   }
   for (const Qel::String& path : changed) tell(path);
 }
@@ -59,14 +63,27 @@ bool Feed::take(const Qel::String& path, const Qel::Document& document) {
     entry.misfit = nullptr;
     return false;
   }
-  auto publication = std::make_shared<Publication>(path, document);
-  if (publication->fits()) {
-    entry = {std::move(publication), nullptr};
-    return true;
+  Publication publication(path, document);
+  if (publication.fits()) {
+    entry = {std::make_shared<const Publication>(std::move(publication)), nullptr};
+  } else {
+    quarantine(entry, path, std::move(publication));
   }
-  trace(0, fmt::format("{}: refused: {}", path.view(), publication->misfit.view()));
-  entry.misfit = std::move(publication);
   return true;
+}
+
+bool Feed::takeUnreadable(const Qel::String& path, const Qel::String& why) {
+  Entry& entry = entries_[path];
+  if (entry.misfit && entry.misfit->misfit == why) return false;
+  Publication publication(path, {});
+  publication.misfit = why;
+  quarantine(entry, path, std::move(publication));
+  return true;
+}
+
+void Feed::quarantine(Entry& entry, const Qel::String& path, Publication misfit) {
+  trace(0, fmt::format("{}: refused: {}", path.view(), misfit.misfit.view()));
+  entry.misfit = std::make_shared<const Publication>(std::move(misfit));
 }
 
 void Feed::tell(const Qel::String& path) {
@@ -97,6 +114,20 @@ void Feed::tellAll(Follow::Number number) {
     const Qel::Ptr<Follow> held(found->second);
     held->deliver(path, publication);
   }
+}
+
+std::set<Qel::String> Feed::followedPaths() const {
+  std::set<Qel::String> paths;
+  for (const auto& [number, follow] : follows_) {
+    if (follow->scope() == Follow::Scope::path) paths.insert(follow->text());
+  }
+  return paths;
+}
+
+bool Feed::followsPrefixes() const {
+  return std::any_of(follows_.begin(), follows_.end(), [](const auto& follow) {
+    return follow.second->scope() == Follow::Scope::prefix;
+  });
 }
 
 Status Feed::status() const {

@@ -2,6 +2,7 @@
 
 #include <map>
 #include <memory>
+#include <set>
 
 #include "Kavra/Follow.h"
 #include "Kavra/Publication.h"
@@ -27,6 +28,8 @@ namespace Kavra {
 class Feed : public Qel::PtrInterface {
  public:
   using Documents = std::map<Qel::String, Qel::Document>;
+  // Paths whose documents could not be read at all, and why.
+  using Problems = std::map<Qel::String, Qel::String>;
 
   Feed() = default;
   ~Feed() override = default;
@@ -42,10 +45,17 @@ class Feed : public Qel::PtrInterface {
   // The document at `path` was published or replaced, or is no longer published.
   void documentIs(const Qel::String& path, const Qel::Document& document);
   void documentDel(const Qel::String& path);
-  // These are all the documents that there are now.
-  void documentsAre(const Documents& documents);
+  // These are all the documents that there are now. One that could not be read is quarantined like
+  // one that does not fit.
+  void documentsAre(const Documents& documents, const Problems& unreadable = {});
 
   virtual Status status() const;
+
+ protected:
+  // For a store that looks only at what is followed: the paths of those who follow one, and whether
+  // somebody follows a prefix.
+  std::set<Qel::String> followedPaths() const;
+  bool followsPrefixes() const;
 
  private:
   friend class Follow;
@@ -63,6 +73,8 @@ class Feed : public Qel::PtrInterface {
   void leave(Follow::Number number) noexcept { follows_.erase(number); }
   // True when followers are to be told.
   bool take(const Qel::String& path, const Qel::Document& document);
+  bool takeUnreadable(const Qel::String& path, const Qel::String& why);
+  void quarantine(Entry& entry, const Qel::String& path, Publication misfit);
   void tell(const Qel::String& path);
   // Tells one follower of everything that it covers.
   void tellAll(Follow::Number number);

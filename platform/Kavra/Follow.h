@@ -29,6 +29,9 @@ class Follow final : public Qel::PtrInterface {
          Call call);
   ~Follow() override;
 
+  Scope scope() const noexcept { return scope_; }
+  // The path or the prefix.
+  const Qel::String& text() const noexcept { return text_; }
   bool covers(const Qel::String& path) const noexcept;
   // Whether it was told of what stood when it came; until then it need not be told of changes.
   bool hasBegun() const noexcept { return hasBegun_; }

@@ -48,6 +48,13 @@ bool isForNow(int error) noexcept {
 RedisConnection::RedisConnection(const SocketAddress& address)
     : socket_(connectedSocket(address)) {}
 
+void RedisConnection::needConnected() {
+  int error = 0;
+  socklen_t size = sizeof(error);
+  if (::getsockopt(fd(), SOL_SOCKET, SO_ERROR, &error, &size) != 0) error = errno;
+  if (error != 0) failWith("cannot connect", error);
+}
+
 void RedisConnection::commandIs(const RedisCommand& command) {
   std::vector<const char*> texts;
   std::vector<std::size_t> sizes;

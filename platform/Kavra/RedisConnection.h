@@ -27,6 +27,8 @@ class RedisConnection {
 
   int fd() const noexcept { return socket_.fd(); }
 
+  // Raises when the connection failed, once the socket is writable for the first time.
+  void needConnected();
   // Puts a command behind those that wait to be sent.
   void commandIs(const RedisCommand& command);
   // Sends as much as the socket takes. True when something is left: call again once it is writable.

@@ -27,6 +27,15 @@ void needAllowed(const Store::Documents& before, const Store::Documents& after,
 
 StoreException::~StoreException() = default;
 
+bool Store::documentsAre(const std::vector<Qel::String>& paths, const Documents& documents) {
+  bool published = false;
+  update(paths, [&](Documents& present) {
+    published = present != documents;
+    present = documents;
+  });
+  return published;
+}
+
 void Store::update(const std::vector<Qel::String>& paths, const Edit& edit) {
   for (const Qel::String& path : paths) needPath(path);
   transact(paths, [&](Documents& documents) {

@@ -37,6 +37,11 @@ class Store : public Qel::PtrInterface {
   // that is not well formed or was not asked for.
   void update(const std::vector<Qel::String>& paths, const Edit& edit);
 
+  // Makes the database hold `documents`, which fit their types, and nothing else at `paths`, where
+  // it does not already; a store that lost what it held before is made good. Returns whether
+  // anything had to be published. For the one who publishes these paths, again and again.
+  virtual bool documentsAre(const std::vector<Qel::String>& paths, const Documents& documents);
+
   // How the database stands at the moment.
   virtual Status status() = 0;
 

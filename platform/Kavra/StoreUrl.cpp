@@ -2,10 +2,13 @@
 
 #include "Kavra/FileFeed.h"
 #include "Kavra/FileStore.h"
+#include "Kavra/RedisFeed.h"
+#include "Kavra/RedisStore.h"
 
 namespace Kavra {
 
-StoreUrl::StoreUrl(const std::string& text) : text_(text) {
+StoreUrl::StoreUrl(const std::string& text, const std::string& credentialsFile)
+    : text_(text), credentialsFile_(credentialsFile) {
   struct Prefix {
     std::string_view text;
     Scheme scheme;
@@ -23,20 +26,21 @@ StoreUrl::StoreUrl(const std::string& text) : text_(text) {
                        "or redis+unix:PATH");
 }
 
-void StoreUrl::needFile() const {
-  if (scheme_ != Scheme::file) {
-    throw StoreException(text_ + ": the Redis store is not built yet, only file:PATH is");
-  }
+RedisServer StoreUrl::server() const {
+  RedisServer server{
+      scheme_ == Scheme::redis ? RedisAddress::ofHost(place_) : RedisAddress::ofPath(place_), {}};
+  if (!credentialsFile_.empty()) server.credentials = RedisCredentials::ofFile(credentialsFile_);
+  return server;
 }
 
 Qel::Ptr<Feed> StoreUrl::feed(Qel::EventLoop& loop, const Qel::Ptr<Qel::Clock const>& clock) const {
-  needFile();
-  return Qel::make<FileFeed>(place_, loop, clock);
+  if (scheme_ == Scheme::file) return Qel::make<FileFeed>(place_, loop, clock);
+  return Qel::make<RedisFeed>(server(), loop, clock);
 }
 
 Qel::Ptr<Store> StoreUrl::store(const Qel::Ptr<Qel::Clock const>& clock) const {
-  needFile();
-  return Qel::make<FileStore>(place_, clock);
+  if (scheme_ == Scheme::file) return Qel::make<FileStore>(place_, clock);
+  return Qel::make<RedisStore>(server(), clock);
 }
 
 }  // namespace Kavra

@@ -10,12 +10,15 @@
 
 namespace Kavra {
 
+struct RedisServer;
+
 // The address of a state database: file:PATH, redis://HOST[:PORT] or redis+unix:PATH. The one place
 // that knows which store is behind which scheme.
 class StoreUrl {
  public:
-  // Raises StoreException for anything else.
-  explicit StoreUrl(const std::string& text);
+  // `credentialsFile` names the file with the user and the password of a Redis server that wants to
+  // know them (see RedisServer.h); empty for none. Raises StoreException for any other address.
+  explicit StoreUrl(const std::string& text, const std::string& credentialsFile = {});
 
   const std::string& text() const noexcept { return text_; }
 
@@ -30,11 +33,12 @@ class StoreUrl {
  private:
   enum class Scheme { file, redis, redisUnix };
 
-  void needFile() const;
+  RedisServer server() const;
 
   std::string text_;
   Scheme scheme_ = Scheme::file;
   std::string place_;  // the path, or HOST[:PORT]
+  std::string credentialsFile_;
 };
 
 }  // namespace Kavra

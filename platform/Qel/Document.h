@@ -101,6 +101,9 @@ class DocumentCodec {
 
   virtual ~DocumentCodec() = default;
 
+  // Where documents of the type stand by convention: the end of their paths, whole names, or empty.
+  // A store that keeps no type with the fields goes by it.
+  virtual std::string_view pathEnd() const { return {}; }
   // An entity of the type, empty: what stands before anything is published.
   virtual Ptr<Entity> newEntity(const Name& name) const = 0;
   // Checks the whole document before anything changes. Raises DocumentException.

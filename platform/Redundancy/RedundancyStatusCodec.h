@@ -1,5 +1,7 @@
 #pragma once
 
+#include <string_view>
+
 #include "Qel/Document.h"
 
 namespace Redundancy {
@@ -10,6 +12,7 @@ namespace Redundancy {
 // required.
 class RedundancyStatusCodec final : public Qel::DocumentCodec {
  public:
+  std::string_view pathEnd() const override { return "redundancy/status"; }
   Qel::Ptr<Qel::Entity> newEntity(const Qel::Name& name) const override;
   Change decode(const Qel::Document& document) const override;
   Fields fieldsOf(const Qel::Document& document) const override;

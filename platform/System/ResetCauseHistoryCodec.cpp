@@ -94,11 +94,18 @@ void apply(ResetCauseHistory& history, const Reloads& reloads) {
   }
 }
 
+// A text that may be left out is left out when it is empty, as publishers do.
+void addOptionalText(Qel::Document::Map& cause, const char* name, const std::string& text) {
+  if (!text.empty()) cause.emplace_back(name, Qel::String(text));
+}
+
 Qel::Document causeDocument(Qel::FieldReader& fields, const std::string& prefix) {
-  return Qel::Document::Map{{"description", Qel::String(fields.takeText(prefix + "d"))},
-                            {"time", fields.takeFiniteNumber(prefix + "t")},
-                            {"recommendedAction", Qel::String(fields.takeText(prefix + "a"))},
-                            {"detail", Qel::String(fields.takeText(prefix + "b"))}};
+  Qel::Document::Map cause;
+  cause.emplace_back("description", Qel::String(fields.takeText(prefix + "d")));
+  cause.emplace_back("time", fields.takeFiniteNumber(prefix + "t"));
+  addOptionalText(cause, "recommendedAction", fields.takeText(prefix + "a"));
+  addOptionalText(cause, "detail", fields.takeText(prefix + "b"));
+  return cause;
 }
 
 Qel::Document reloadDocument(Qel::FieldReader& fields, U32 index) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <string_view>
 
 #include "Qel/Document.h"
 
@@ -24,6 +25,7 @@ class ResetCauseHistoryCodec final : public Qel::DocumentCodec {
   // Times beyond it, either way, are no seconds of any calendar.
   static constexpr double kMostTime = 9.0e15;
 
+  std::string_view pathEnd() const override { return "sys/reset/history"; }
   Qel::Ptr<Qel::Entity> newEntity(const Qel::Name& name) const override;
   Change decode(const Qel::Document& document) const override;
   Fields fieldsOf(const Qel::Document& document) const override;

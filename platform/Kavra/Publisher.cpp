@@ -1,0 +1,50 @@
+#include "Kavra/Publisher.h"
+
+#include <algorithm>
+
+#include "Kavra/KavraTrace.h"
+
+namespace Kavra {
+
+Publisher::Publisher(const Qel::Ptr<Feed>& source, const Qel::Ptr<Store>& target,
+                     Qel::EventLoop& loop)
+    : target_(target),
+      loop_(loop),
+      follow_(source->followPrefixIs(
+          {}, [this](const Qel::String& path, const Publication* publication) {
+            return handlePublication(path, publication);
+          })) {
+  publishIn(kLookEvery);
+}
+
+Qel::String Publisher::handlePublication(const Qel::String& path, const Publication* publication) {
+  if (publication == nullptr) {
+    documents_.erase(path);
+  } else if (publication->fits()) {
+    paths_.insert(path);
+    documents_.insert_or_assign(path, publication->document);
+  }
+  // Several may change at once; they are published together.
+  publishIn(0.0);
+  return {};
+}
+
+void Publisher::publishIn(double seconds) {
+  timer_ = loop_.timerIs(seconds, [this] { publish(); });
+}
+
+void Publisher::publish() {
+  try {
+    if (target_->documentsAre({paths_.begin(), paths_.end()}, documents_)) ++publications_;
+    if (!problem_.empty()) trace(0, "publishing again");
+    problem_.clear();
+    backOff_.reset();
+    publishIn(kLookEvery);
+  } catch (const StoreException& error) {
+    if (problem_.empty()) trace(0, "cannot publish: " + error.text().stdString());
+    problem_ = error.what();
+    publishIn(std::min(backOff_.next(), kLookEvery));
+  }
+}
+
+}  // namespace Kavra

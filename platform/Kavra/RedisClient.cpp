@@ -1,0 +1,106 @@
+#include "Kavra/RedisClient.h"
+
+#include <poll.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <system_error>
+#include <utility>
+
+#include "Kavra/RedisTransaction.h"
+#include "Kavra/Store.h"
+
+namespace Kavra {
+
+namespace {
+
+using std::chrono::duration;
+using std::chrono::duration_cast;
+using std::chrono::milliseconds;
+using std::chrono::steady_clock;
+
+steady_clock::time_point patience() {
+  return steady_clock::now() +
+         duration_cast<steady_clock::duration>(duration<double>(RedisClient::kPatience));
+}
+
+}  // namespace
+
+RedisClient::RedisClient(const RedisServer& server) : name_(server.address.text()) {
+  connect(server.address);
+  for (const RedisReply& reply : request(server.loginCommands())) {
+    if (reply.isError()) fail(reply.text);
+  }
+}
+
+void RedisClient::fail(const std::string& problem) const {
+  throw StoreException(name_ + ": " + problem);
+}
+
+void RedisClient::connect(const RedisAddress& address) {
+  std::string problem;
+  try {
+    for (const SocketAddress& socketAddress : address.resolve()) {
+      if (tryToConnect(socketAddress, problem)) return;
+    }
+  } catch (const StoreException& error) {
+    problem = error.what();
+  }
+  fail(problem);
+}
+
+bool RedisClient::tryToConnect(const SocketAddress& address, std::string& problem) {
+  try {
+    connection_ = std::make_unique<RedisConnection>(address);
+    wait(POLLOUT, patience());
+    connection_->needConnected();
+    return true;
+  } catch (const StoreException& error) {
+    problem = error.what();
+    return false;
+  }
+}
+
+std::vector<RedisReply> RedisClient::request(const std::vector<RedisCommand>& commands) {
+  std::vector<RedisReply> replies;
+  const Time deadline = patience();
+  try {
+    for (const RedisCommand& command : commands) connection_->commandIs(command);
+    while (connection_->send()) wait(POLLOUT, deadline);
+    while (replies.size() < commands.size()) {
+      if (auto reply = connection_->takeReply()) {
+        replies.push_back(std::move(*reply));
+      } else {
+        wait(POLLIN, deadline);
+        connection_->receive();
+      }
+    }
+  } catch (const StoreException& error) {
+    // A server that has no use for the connection says so before it closes it.
+    const bool told = !replies.empty() && replies.back().isError();
+    fail(told ? replies.back().text : error.what());
+  }
+  return replies;
+}
+
+RedisReply RedisClient::transaction(const std::vector<RedisCommand>& commands) {
+  const std::vector<RedisReply> replies = request(redisTransactionOf(commands));
+  try {
+    return redisOutcomeOf(replies, commands.size());
+  } catch (const StoreException& error) {
+    fail(error.what());
+  }
+}
+
+void RedisClient::wait(short events, Time deadline) const {
+  for (;;) {
+    const auto left = duration_cast<milliseconds>(deadline - steady_clock::now()).count();
+    pollfd entry{connection_->fd(), events, 0};
+    const int ready = ::poll(&entry, 1, static_cast<int>(std::max<long>(left, 0)));
+    if (ready > 0) return;
+    if (ready == 0) throw StoreException("no answer within 3 s");
+    if (errno != EINTR) throw StoreException(std::generic_category().message(errno));
+  }
+}
+
+}  // namespace Kavra

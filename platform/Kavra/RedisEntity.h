@@ -1,0 +1,41 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "Kavra/RedisReply.h"
+#include "Qel/Document.h"
+#include "Qel/String.h"
+
+// How a document is kept in a Redis server: a hash under "kavra:e:" and its path, with the flat
+// fields of its type beside these:
+//
+//   _v  the version of this form, "1"; always there, so that an empty document has a field, too
+//   _t  the type, where the end of the path does not tell it (see DocumentCodec::pathEnd)
+//   _c  a check over all other fields, where there are any but _v: 16 hexadecimal digits
+//
+// A hash without _c is taken as it is, so that one can be written by hand.
+namespace Kavra {
+
+// The key of the document at `path`, and the path of a key; nothing for a key of another kind.
+std::string redisKeyOf(const Qel::String& path);
+std::optional<Qel::String> pathOfRedisKey(std::string_view key);
+
+// The hash of a document that fits its type.
+Qel::DocumentCodec::Fields redisFieldsOf(const Qel::String& path, const Qel::Document& document);
+// The document as it is read from its hash: what may be left out is there, in a fixed order.
+Qel::Document redisFormOf(const Qel::String& path, const Qel::Document& document);
+
+// What a server holds of a document.
+struct RedisEntity {
+  // Reads the reply to HGETALL. Never raises.
+  RedisEntity(const Qel::String& path, const RedisReply& hash);
+
+  bool isPublished() const noexcept { return document || !problem.empty(); }
+
+  std::optional<Qel::Document> document;
+  Qel::String problem;  // why it cannot be read: key, field and what is wrong there
+};
+
+}  // namespace Kavra

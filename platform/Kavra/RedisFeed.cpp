@@ -1,0 +1,182 @@
+#include "Kavra/RedisFeed.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <utility>
+
+#include "Kavra/KavraTrace.h"
+#include "Kavra/RedisTransaction.h"
+#include "Kavra/Store.h"
+#include "Qel/Exception.h"
+
+namespace Kavra {
+
+namespace {
+
+const RedisCommand kXread = {"XREAD", "COUNT", "128", "BLOCK", "1000", "STREAMS", kRedisLogKey};
+constexpr int kMostBadRings = 2;
+
+}  // namespace
+
+RedisFeed::RedisFeed(RedisServer server, Qel::EventLoop& loop,
+                     const Qel::Ptr<Qel::Clock const>& clock)
+    : server_(std::move(server)), loop_(loop), clock_(clock), problem_("not reached yet") {
+  connectLater(0.0);
+}
+
+void RedisFeed::connectLater(double seconds) {
+  retry_ = loop_.timerIs(seconds, [this] {
+    const Qel::Ptr<RedisFeed> alive(this);
+    connect();
+  });
+}
+
+void RedisFeed::connect() {
+  retry_ = nullptr;
+  guarded([this] {
+    const std::vector<SocketAddress> addresses = server_.address.resolve();
+    // A name may have addresses that do not work: each gets its turn.
+    link_ = Qel::make<RedisLink>(loop_, addresses[attempts_++ % addresses.size()],
+                                 [this](const std::string& why) { handleLoss(why); });
+    askSnapshot(server_.loginCommands());
+  });
+}
+
+void RedisFeed::handleLoss(const std::string& why) {
+  const Qel::Ptr<RedisFeed> alive(this);
+  link_ = nullptr;
+  badRings_ = 0;
+  connectLater(backOff_.next());
+  problemIs(why);
+}
+
+void RedisFeed::problemIs(const std::string& why) {
+  problem_ = why;
+  const char* what = lastConfirmed_ ? "lost" : "not reached";
+  trace(lostSince_ ? 1 : 0,
+        fmt::format("{}: {}: {}; {}", server_.address.text(), what, why, served()));
+  if (!lostSince_) lostSince_ = clock_->now();
+}
+
+std::string RedisFeed::served() const {
+  if (!lastConfirmed_) return "nothing to serve yet";
+  const double age = std::max(0.0, clock_->now() - *lastConfirmed_);
+  return fmt::format("serving what was there {:.1f} s ago", age);
+}
+
+RedisQuestion RedisFeed::question() const {
+  RedisQuestion question;
+  question.names = followsPrefixes();
+  std::set<Qel::String> paths = followedPaths();
+  if (question.names) paths.insert(names_.begin(), names_.end());
+  question.paths.assign(paths.begin(), paths.end());
+  return question;
+}
+
+bool RedisFeed::questionCoversAll() const {
+  const RedisQuestion now = question();
+  return (asked_.names || !now.names) && std::includes(asked_.paths.begin(), asked_.paths.end(),
+                                                       now.paths.begin(), now.paths.end());
+}
+
+void RedisFeed::askSnapshot(const std::vector<RedisCommand>& login) {
+  asked_ = question();
+  std::vector<RedisCommand> commands = login;
+  const auto transaction = redisTransactionOf(asked_.commands());
+  commands.insert(commands.end(), transaction.begin(), transaction.end());
+  link_->requestIs(commands, [this](const Replies& replies) {
+    guarded([this, &replies] { handleSnapshot(replies); });
+  });
+}
+
+void RedisFeed::handleSnapshot(const Replies& replies) {
+  const RedisSnapshot snapshot(asked_, redisOutcomeOf(replies, asked_.commands().size()));
+  if (asked_.names) names_ = snapshot.names;
+  // What was named only now must not be missing from a snapshot that is taken in as a whole.
+  if (!questionCoversAll()) return askSnapshot({});
+  takeSnapshot(snapshot);
+  // Followers may have begun to follow something else.
+  if (!questionCoversAll()) return askSnapshot({});
+  askForRing();
+}
+
+void RedisFeed::takeSnapshot(const RedisSnapshot& snapshot) {
+  present_ = snapshot.state;
+  if (accepted_ && present_.isBefore(*accepted_)) {
+    return problemIs(fmt::format("the server went back from {} to {} in epoch {}",
+                                 accepted_->lastId.text(), present_.lastId.text(),
+                                 *present_.epoch));
+  }
+  accepted_ = present_;
+  lastConfirmed_ = clock_->now();
+  documentsAre(snapshot.documents, snapshot.unreadable);
+  if (!present_.problem.empty()) throw StoreException(present_.problem);
+  beReached();
+}
+
+void RedisFeed::beReached() {
+  problem_.clear();
+  backOff_.reset();
+  if (!lostSince_) return;
+  const double seconds = std::max(0.0, clock_->now() - *std::exchange(lostSince_, std::nullopt));
+  trace(0, fmt::format("{}: back after {:.1f} s; serving what is there", server_.address.text(),
+                       seconds));
+}
+
+void RedisFeed::askForRing() {
+  RedisCommand xread = kXread;
+  xread.push_back(present_.lastId.text());
+  link_->requestIs({xread}, [this](const Replies& replies) {
+    guarded([this, &replies] { handleRing(replies.front()); });
+  });
+}
+
+void RedisFeed::handleRing(const RedisReply& reply) {
+  if (reply.isNil() && questionCoversAll()) return askState();
+  const bool good = reply.isNil() || reply.isArray();
+  badRings_ = good ? 0 : badRings_ + 1;
+  if (badRings_ == kMostBadRings) throw StoreException(reply.description());
+  askSnapshot({});
+}
+
+void RedisFeed::askState() {
+  const auto commands = redisTransactionOf({RedisState::epochCommand(), RedisState::logCommand()});
+  link_->requestIs(commands, [this](const Replies& replies) {
+    guarded([this, &replies] { handleState(replies); });
+  });
+}
+
+void RedisFeed::handleState(const Replies& replies) {
+  const RedisReply& outcome = redisOutcomeOf(replies, 2);
+  const RedisState state(outcome.elements[0], outcome.elements[1]);
+  if (state != present_) return askSnapshot({});
+  if (accepted_ == present_) lastConfirmed_ = clock_->now();
+  askForRing();
+}
+
+void RedisFeed::guarded(const std::function<void()>& step) {
+  const Qel::Ptr<RedisFeed> alive(this);
+  try {
+    step();
+  } catch (const StoreException& error) {
+    handleLoss(error.what());
+  } catch (const Qel::RangeException& error) {
+    // The loop has no room.
+    handleLoss(error.what());
+  }
+}
+
+Status RedisFeed::status() const {
+  Status status = Feed::status();
+  status.reachable = link_ && !lostSince_ && lastConfirmed_;
+  status.problem = problem_;
+  if (accepted_) {
+    status.epoch = accepted_->epoch.value_or("");
+    status.lastId = accepted_->lastId.text();
+  }
+  if (lastConfirmed_) status.age = std::max(0.0, clock_->now() - *lastConfirmed_);
+  return status;
+}
+
+}  // namespace Kavra

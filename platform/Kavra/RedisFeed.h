@@ -1,0 +1,87 @@
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "Kavra/Feed.h"
+#include "Kavra/RedisBackOff.h"
+#include "Kavra/RedisLink.h"
+#include "Kavra/RedisServer.h"
+#include "Kavra/RedisSnapshot.h"
+#include "Kavra/RedisState.h"
+#include "Qel/Clock.h"
+#include "Qel/EventLoop.h"
+#include "Qel/Ptr.h"
+
+namespace Kavra {
+
+// The live side of a state database on a Redis server.
+//
+// The truth is the snapshot: the state of the server and every followed document, read in one
+// transaction. The server's log only rings the doorbell; whatever it says, the next snapshot
+// follows. Once a second without a ring the state is compared, since a log that was trimmed or
+// replaced rings no more.
+//
+// A connection that is lost takes nothing away: what was last seen goes on being served, the age of
+// it grows, and the server is asked again after a growing pause. Each loss and each recovery is
+// traced once (level 0). A server that went back to an older state (the same epoch, a log with
+// fewer entries) is not believed until it has caught up or begun a new epoch.
+//
+// A document that is followed while a tail is under way is read when that ends, a second at most.
+class RedisFeed final : public Feed {
+ public:
+  // Connects from the loop, never from here. `loop` must outlive the feed.
+  RedisFeed(RedisServer server, Qel::EventLoop& loop, const Qel::Ptr<Qel::Clock const>& clock);
+
+  Status status() const override;
+
+ private:
+  using Replies = RedisLink::Replies;
+
+  void connectLater(double seconds);
+  void connect();
+  void handleLoss(const std::string& why);
+  // What is served is not the state of the server any more.
+  void problemIs(const std::string& why);
+
+  // Each asks, and its handler decides what comes next.
+  void askSnapshot(const std::vector<RedisCommand>& login);
+  void askForRing();
+  void askState();
+  void handleSnapshot(const Replies& replies);
+  void handleRing(const RedisReply& reply);
+  void handleState(const Replies& replies);
+
+  void takeSnapshot(const RedisSnapshot& snapshot);
+  void beReached();
+  // Runs a step of a handler; a problem costs the connection.
+  void guarded(const std::function<void()>& step);
+
+  RedisQuestion question() const;
+  // Whether the last question left nothing out of what is followed now.
+  bool questionCoversAll() const;
+  std::string served() const;
+
+  const RedisServer server_;
+  Qel::EventLoop& loop_;
+  const Qel::Ptr<Qel::Clock const> clock_;
+
+  RedisBackOff backOff_;
+  std::size_t attempts_ = 0;
+  Qel::Ptr<RedisLink> link_;         // null while waiting for the next attempt
+  Qel::Ptr<Qel::EventWatch> retry_;  // that attempt
+
+  RedisQuestion asked_;                  // the last question
+  std::set<Qel::String> names_;          // the paths that the server has, if somebody wants to know
+  RedisState present_;                   // of the server at the last snapshot
+  std::optional<RedisState> accepted_;   // of the server when it held what is served
+  std::optional<double> lastConfirmed_;  // when that was found to hold
+  std::optional<double> lostSince_;      // while the server is away
+  std::string problem_;                  // empty when all is well
+  int badRings_ = 0;                     // in a row
+};
+
+}  // namespace Kavra

@@ -1,0 +1,97 @@
+#include "Kavra/RedisLink.h"
+
+#include <utility>
+
+#include "Kavra/Store.h"
+#include "Qel/Assert.h"
+#include "Qel/Exception.h"
+
+namespace Kavra {
+
+RedisLink::RedisLink(Qel::EventLoop& loop, const SocketAddress& address, LostCall lost)
+    : loop_(loop), connection_(std::in_place, address), lost_(std::move(lost)) {
+  readable_ = loop_.readableIs(connection_->fd(), [this] { handleReadable(); });
+  // Writable for the first time: connected, or not to be.
+  writable_ = loop_.writableIs(connection_->fd(), [this] { handleWritable(); });
+  armAlarm();
+}
+
+void RedisLink::requestIs(const std::vector<RedisCommand>& commands, AnswerCall answered) {
+  QEL_ASSERT(!answered_);
+  if (!connection_) return;
+  for (const RedisCommand& command : commands) connection_->commandIs(command);
+  expected_ = commands.size();
+  answered_ = std::move(answered);
+  armAlarm();
+  // While the connection is being made, the loop says when to begin.
+  if (!writable_) guarded([this] { send(); });
+}
+
+void RedisLink::handleWritable() {
+  const Qel::Ptr<RedisLink> alive(this);
+  guarded([this] {
+    connection_->needConnected();
+    send();
+  });
+}
+
+void RedisLink::send() {
+  if (!connection_->send()) {
+    writable_ = nullptr;
+  } else if (!writable_) {
+    writable_ = loop_.writableIs(connection_->fd(), [this] { handleWritable(); });
+  }
+}
+
+void RedisLink::handleReadable() {
+  const Qel::Ptr<RedisLink> alive(this);
+  bool complete = false;
+  guarded([this, &complete] {
+    connection_->receive();
+    complete = takeReplies();
+  });
+  if (!complete) return;
+  alarm_ = nullptr;
+  // The next request may be made from inside the call.
+  std::exchange(answered_, nullptr)(std::exchange(replies_, {}));
+}
+
+bool RedisLink::takeReplies() {
+  while (auto reply = connection_->takeReply()) {
+    if (!answered_ || replies_.size() == expected_) {
+      throw StoreException("an answer that nobody asked for");
+    }
+    replies_.push_back(std::move(*reply));
+  }
+  return answered_ && replies_.size() == expected_;
+}
+
+void RedisLink::armAlarm() {
+  alarm_ = loop_.timerIs(kPatience, [this] {
+    const Qel::Ptr<RedisLink> alive(this);
+    lose("no answer within 3 s");
+  });
+}
+
+void RedisLink::guarded(const std::function<void()>& step) {
+  try {
+    step();
+  } catch (const StoreException& error) {
+    lose(error.what());
+  } catch (const Qel::RangeException& error) {
+    lose(error.what());
+  }
+}
+
+void RedisLink::lose(const std::string& why) {
+  readable_ = nullptr;
+  writable_ = nullptr;
+  alarm_ = nullptr;
+  connection_.reset();
+  answered_ = nullptr;
+  // A server that has no use for the connection says so before it closes it.
+  const bool told = !replies_.empty() && replies_.back().isError();
+  std::exchange(lost_, nullptr)(told ? replies_.back().text : why);
+}
+
+}  // namespace Kavra

@@ -1,0 +1,66 @@
+#include "Kavra/RedisSnapshot.h"
+
+#include "Kavra/Path.h"
+#include "Kavra/RedisEntity.h"
+#include "Qel/Assert.h"
+
+namespace Kavra {
+
+namespace {
+
+void addName(std::set<Qel::String>& names, const Qel::String& path) {
+  if (isPath(path.view())) names.insert(path);
+}
+
+void addIndex(std::set<Qel::String>& names, const RedisReply& index) {
+  for (std::size_t i = 0; i < index.elements.size(); i += 2) addName(names, index.elements[i].text);
+}
+
+// One entry of a stream: its id, and an array of names and values.
+void addDoorbell(std::set<Qel::String>& names, const RedisReply& entry) {
+  if (entry.elements.size() != 2) return;
+  for (const RedisReply& text : entry.elements[1].elements) {
+    if (const auto path = pathOfRedisKey(text.text)) addName(names, *path);
+  }
+}
+
+// The reply to XREAD for one stream: nil, or an array of one pair, the key and the entries.
+void addDoorbells(std::set<Qel::String>& names, const RedisReply& log) {
+  if (log.elements.size() != 1 || log.elements[0].elements.size() != 2) return;
+  for (const RedisReply& entry : log.elements[0].elements[1].elements) addDoorbell(names, entry);
+}
+
+}  // namespace
+
+std::vector<RedisCommand> RedisQuestion::commands() const {
+  std::vector<RedisCommand> commands{RedisState::epochCommand(), RedisState::logCommand()};
+  if (names) {
+    commands.push_back({"HGETALL", kRedisIndexKey});
+    commands.push_back({"XREAD", "STREAMS", kRedisLogKey, "0-0"});
+  }
+  for (const Qel::String& path : paths) commands.push_back({"HGETALL", redisKeyOf(path)});
+  return commands;
+}
+
+RedisSnapshot::RedisSnapshot(const RedisQuestion& question, const RedisReply& outcome) {
+  std::span<const RedisReply> replies(outcome.elements);
+  QEL_ASSERT(replies.size() == question.commands().size());
+  state = RedisState(replies[0], replies[1]);
+  replies = replies.subspan(2);
+  if (question.names) {
+    addIndex(names, replies[0]);
+    addDoorbells(names, replies[1]);
+    replies = replies.subspan(2);
+  }
+  for (std::size_t i = 0; i < question.paths.size(); ++i) {
+    const Qel::String& path = question.paths[i];
+    RedisEntity entity(path, replies[i]);
+    if (entity.document) {
+      documents.emplace(path, std::move(*entity.document));
+    } else if (entity.isPublished()) {
+      unreadable.emplace(path, std::move(entity.problem));
+    }
+  }
+}
+
+}  // namespace Kavra

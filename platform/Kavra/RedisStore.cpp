@@ -1,0 +1,238 @@
+#include "Kavra/RedisStore.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <random>
+#include <utility>
+
+#include "Kavra/Path.h"
+#include "Kavra/RedisEntity.h"
+#include "Kavra/RedisTransaction.h"
+
+namespace Kavra {
+
+namespace {
+
+constexpr int kMostAttempts = 100;
+constexpr char kMostLogEntries[] = "1024";
+constexpr double kMillisecond = 1e-3;
+
+// What goes when followers are to read everything anew.
+const std::vector<std::string> kNewEpoch = {kRedisLogKey, kRedisEpochKey};
+
+std::string newEpoch() {
+  std::random_device random;
+  return fmt::format("{:08x}{:08x}{:08x}{:08x}", random(), random(), random(), random());
+}
+
+RedisCommand hashCommand(const Qel::String& path, const Qel::Document& document) {
+  RedisCommand command{"HSET", redisKeyOf(path)};
+  std::size_t octets = 0;
+  for (auto& [name, value] : redisFieldsOf(path, document)) {
+    octets += name.size() + value.size();
+    command.push_back(std::move(name));
+    command.push_back(std::move(value));
+  }
+  if (octets > RedisStore::kMostDocumentOctets) {
+    throw StoreException(fmt::format("{}: its fields take {} octets, {} are allowed", path.view(),
+                                     octets, RedisStore::kMostDocumentOctets));
+  }
+  return command;
+}
+
+// What makes the server hold `document` (nothing, where it is null) at `path`.
+void addChange(std::vector<RedisCommand>& commands, const Qel::String& path,
+               const Qel::Document* document) {
+  commands.push_back({"DEL", redisKeyOf(path)});
+  if (document != nullptr) {
+    commands.push_back(hashCommand(path, *document));
+    commands.push_back({"HSET", kRedisIndexKey, path.stdString(), "1"});
+  } else {
+    commands.push_back({"HDEL", kRedisIndexKey, path.stdString()});
+  }
+}
+
+// Ends in the doorbell and the epoch, whose replies tell the state of the server afterwards.
+template <class Changes>
+std::vector<RedisCommand> publishingCommands(const Changes& changes,
+                                             const std::vector<std::string>& forgotten) {
+  std::vector<RedisCommand> commands;
+  for (const std::string& key : forgotten) commands.push_back({"DEL", key});
+  commands.push_back({"SET", kRedisEpochKey, newEpoch(), "NX"});
+  RedisCommand ring{"XADD", kRedisLogKey, "MAXLEN", "~", kMostLogEntries, "*"};
+  for (const auto& [path, document] : changes) {
+    addChange(commands, path, document);
+    ring.insert(ring.end(), {"k", redisKeyOf(path)});
+  }
+  commands.push_back(std::move(ring));
+  commands.push_back({"GET", kRedisEpochKey});
+  return commands;
+}
+
+// The outcome of a publication. Whether it took effect is not known when the answer is lost.
+RedisReply outcomeOf(RedisClient& client, const std::vector<RedisCommand>& commands) {
+  std::vector<RedisReply> replies;
+  try {
+    replies = client.request(redisTransactionOf(commands));
+  } catch (const StoreException& error) {
+    throw StoreException(error.text() + "; it is not known whether it was published");
+  }
+  try {
+    return redisOutcomeOf(replies, commands.size());
+  } catch (const StoreException& error) {
+    client.fail(error.what());
+  }
+}
+
+// The place of the first element that is an error, or the number of elements.
+std::size_t errorIn(const RedisReply& outcome) {
+  const auto& elements = outcome.elements;
+  const auto error = std::find_if(elements.begin(), elements.end(),
+                                  [](const RedisReply& element) { return element.isError(); });
+  return static_cast<std::size_t>(error - elements.begin());
+}
+
+std::vector<Qel::String> matching(const std::set<Qel::String>& names, const Qel::String& prefix) {
+  std::vector<Qel::String> paths;
+  std::copy_if(names.begin(), names.end(), std::back_inserter(paths),
+               [&](const Qel::String& path) { return path.view().starts_with(prefix.view()); });
+  return paths;
+}
+
+RedisSnapshot read(RedisClient& client, const RedisQuestion& question) {
+  return {question, client.transaction(question.commands())};
+}
+
+Store::Documents allOf(const RedisSnapshot& snapshot) {
+  Store::Documents documents = snapshot.documents;
+  for (const auto& [path, why] : snapshot.unreadable) {
+    documents.emplace(path, Qel::Document::Map{{"unreadable", why}});
+  }
+  return documents;
+}
+
+}  // namespace
+
+RedisStore::RedisStore(RedisServer server, const Qel::Ptr<Qel::Clock const>& clock)
+    : server_(std::move(server)), clock_(clock) {}
+
+RedisSnapshot RedisStore::readAll(RedisClient& client, const Qel::String& prefix) {
+  RedisQuestion question{{}, true};
+  for (int attempt = 0; attempt < kMostAttempts; ++attempt) {
+    RedisSnapshot snapshot = read(client, question);
+    std::set<Qel::String> names = std::move(snapshot.names);
+    // Whoever published it may not have put it into the index.
+    if (isPath(prefix.view())) names.insert(prefix);
+    std::vector<Qel::String> paths = matching(names, prefix);
+    if (paths == question.paths) return snapshot;
+    question.paths = std::move(paths);
+  }
+  client.fail("paths come and go faster than they can be read");
+}
+
+Store::Documents RedisStore::documents(const Qel::String& prefix) {
+  RedisClient client(server_);
+  return allOf(readAll(client, prefix));
+}
+
+bool RedisStore::documentsAre(const std::vector<Qel::String>& paths, const Documents& documents) {
+  RedisClient client(server_);
+  const RedisSnapshot snapshot = read(client, {paths, false});
+  const RedisState& state = snapshot.state;
+  // Followers do not believe an older state of the epoch that they know.
+  const bool older = !state.problem.empty() || (published_ && state.isBefore(*published_));
+  const bool lost = older || !published_ || state.epoch != published_->epoch;
+  Documents wanted;
+  for (const auto& [path, document] : documents) wanted.emplace(path, redisFormOf(path, document));
+  const Changes changes = changesOf(allOf(snapshot), wanted, lost);
+  return !changes.empty() && publish(client, changes, older ? kNewEpoch : Keys());
+}
+
+void RedisStore::transact(const std::vector<Qel::String>& paths, const Edit& edit) {
+  RedisClient client(server_);
+  for (int attempt = 0; attempt < kMostAttempts; ++attempt) {
+    const Documents before = readWatched(client, paths);
+    Documents after = before;
+    edit(after);
+    const Changes changes = changesOf(before, after, false);
+    if (changes.empty() || publish(client, changes, {})) return;
+  }
+  client.fail("other writers are faster, again and again");
+}
+
+Store::Documents RedisStore::readWatched(RedisClient& client,
+                                         const std::vector<Qel::String>& paths) {
+  const RedisQuestion question{paths, false};
+  std::vector<RedisCommand> commands = question.commands();
+  RedisCommand watch{"WATCH", kRedisEpochKey};
+  for (const Qel::String& path : paths) watch.push_back(redisKeyOf(path));
+  commands.insert(commands.begin(), std::move(watch));
+  // Not in a transaction, since the end of one ends the watch, too.
+  RedisReply outcome{RedisReply::Kind::array, 0, {}, client.request(commands)};
+  if (!outcome.elements.front().isStatus("OK")) {
+    client.fail("WATCH: " + outcome.elements.front().description());
+  }
+  outcome.elements.erase(outcome.elements.begin());
+  return allOf({question, outcome});
+}
+
+RedisStore::Changes RedisStore::changesOf(const Documents& present, const Documents& wanted,
+                                          bool lost) {
+  Changes changes;
+  for (const auto& [path, document] : present) {
+    if (!wanted.contains(path)) changes.emplace(path, nullptr);
+  }
+  for (const auto& [path, document] : wanted) {
+    const auto found = present.find(path);
+    if (lost || found == present.end() || found->second != document) {
+      changes.emplace(path, &document);
+    }
+  }
+  return changes;
+}
+
+bool RedisStore::publish(RedisClient& client, const Changes& changes, const Keys& forgotten) {
+  const std::vector<RedisCommand> commands = publishingCommands(changes, forgotten);
+  const RedisReply outcome = outcomeOf(client, commands);
+  if (outcome.isNil()) return false;
+  if (const std::size_t error = errorIn(outcome); error != outcome.elements.size()) {
+    return publishAgain(client, changes, forgotten,
+                        {commands[error][1], outcome.elements[error].text});
+  }
+  published_.emplace();
+  const auto end = outcome.elements.end();
+  published_->epoch = end[-1].text;
+  published_->lastId = RedisStreamId::of(end[-2].text).value_or(RedisStreamId());
+  return true;
+}
+
+bool RedisStore::publishAgain(RedisClient& client, const Changes& changes, const Keys& forgotten,
+                              const Refusal& refusal) {
+  Keys more = forgotten;
+  for (const std::string& key : {kNewEpoch[0], kNewEpoch[1], refusal.key}) {
+    if (std::find(more.begin(), more.end(), key) == more.end()) more.push_back(key);
+  }
+  if (more == forgotten) client.fail(fmt::format("key {}: {}", refusal.key, refusal.why));
+  return publish(client, changes, more);
+}
+
+Status RedisStore::status() {
+  Status status;
+  try {
+    RedisClient client(server_);
+    const RedisSnapshot snapshot = readAll(client, {});
+    status.reachable = true;
+    status.problem = snapshot.state.problem;
+    status.epoch = snapshot.state.epoch.value_or("");
+    status.lastId = snapshot.state.lastId.text();
+    for (const auto& [path, why] : snapshot.unreadable) status.quarantined.push_back({path, why});
+    const double seconds = static_cast<double>(snapshot.state.lastId.milliseconds) * kMillisecond;
+    if (seconds > 0) status.age = std::max(0.0, clock_->now() - seconds);
+  } catch (const StoreException& error) {
+    status.problem = error.text();
+  }
+  return status;
+}
+
+}  // namespace Kavra

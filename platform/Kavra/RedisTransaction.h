@@ -1,0 +1,20 @@
+#pragma once
+
+#include <span>
+#include <vector>
+
+#include "Kavra/RedisConnection.h"
+#include "Kavra/RedisReply.h"
+
+namespace Kavra {
+
+// The commands as one transaction: nothing comes between them.
+std::vector<RedisCommand> redisTransactionOf(const std::vector<RedisCommand>& commands);
+
+// The outcome of a transaction of `count` commands, one element for each (or nil, when a watched
+// key was changed), from the replies to all that was sent for it, and before it on the same
+// connection for its sake. Raises StoreException with the text of the first error among the
+// replies. Elements may be errors.
+const RedisReply& redisOutcomeOf(std::span<const RedisReply> replies, std::size_t count);
+
+}  // namespace Kavra

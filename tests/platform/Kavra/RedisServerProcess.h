@@ -1,0 +1,96 @@
+#pragma once
+
+#include <signal.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <filesystem>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "DatabaseDirectory.h"
+#include "Kavra/RedisClient.h"
+#include "Kavra/RedisServer.h"
+#include "Kavra/Store.h"
+
+namespace kavratest {
+
+// A real redis-server of the test's own, on a Unix socket in a temporary directory, ended with it.
+class RedisServerProcess {
+ public:
+  // `arguments` are further ones for the server's command line.
+  explicit RedisServerProcess(std::vector<std::string> arguments = {})
+      : arguments_(std::move(arguments)) {
+    start();
+  }
+  RedisServerProcess(const RedisServerProcess&) = delete;
+  RedisServerProcess& operator=(const RedisServerProcess&) = delete;
+  ~RedisServerProcess() { kill(); }
+
+  std::string socket() const { return (directory_.path() / "redis.sock").string(); }
+  std::string url() const { return "redis+unix:" + socket(); }
+  Kavra::RedisServer server() const { return {Kavra::RedisAddress::ofPath(socket()), {}}; }
+  const DatabaseDirectory& directory() const { return directory_; }
+
+  // Sends one command as the default user, and returns the reply.
+  Kavra::RedisReply command(const Kavra::RedisCommand& command) const {
+    return Kavra::RedisClient(server()).request({command}).front();
+  }
+
+  void kill() {
+    if (pid_ < 0) return;
+    signal(SIGKILL);
+    int status = 0;
+    ::waitpid(pid_, &status, 0);
+    pid_ = -1;
+  }
+  void signal(int number) const { ::kill(pid_, number); }
+
+  // Starts it, and waits until it answers.
+  void start() {
+    std::vector<std::string> texts{"redis-server",
+                                   "--port",
+                                   "0",
+                                   "--save",
+                                   "",
+                                   "--appendonly",
+                                   "no",
+                                   "--unixsocket",
+                                   socket(),
+                                   "--dir",
+                                   directory_.path().string(),
+                                   "--logfile",
+                                   (directory_.path() / "redis.log").string()};
+    texts.insert(texts.end(), arguments_.begin(), arguments_.end());
+    std::vector<char*> argv;
+    for (std::string& text : texts) argv.push_back(text.data());
+    argv.push_back(nullptr);
+    if (::posix_spawnp(&pid_, "redis-server", nullptr, nullptr, argv.data(), environ) != 0) {
+      throw std::runtime_error("cannot start redis-server");
+    }
+    waitUntilItAnswers();
+  }
+
+ private:
+  void waitUntilItAnswers() const {
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+    for (;;) {
+      try {
+        if (!command({"PING"}).isError()) return;
+      } catch (const Kavra::StoreException&) {
+        if (std::chrono::steady_clock::now() > deadline) throw;
+      }
+      std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    }
+  }
+
+  const DatabaseDirectory directory_;
+  const std::vector<std::string> arguments_;
+  pid_t pid_ = -1;
+};
+
+}  // namespace kavratest

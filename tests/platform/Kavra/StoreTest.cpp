@@ -1,0 +1,270 @@
+#include "Kavra/Store.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "DatabaseDirectory.h"
+#include "Documents.h"
+#include "Kavra/EntityManager.h"
+#include "Kavra/StoreUrl.h"
+#include "Qel/Clock.h"
+#include "Qel/PollEventLoop.h"
+#include "RedisServerProcess.h"
+#include "RunUntil.h"
+#include "StoreContract.h"
+#include "support/LiveObjects.h"
+#include "support/TraceRecorder.h"
+
+namespace Kavra {
+namespace {
+
+using kavratest::history;
+using kavratest::kHistoryPath;
+using kavratest::misfitHistory;
+using kavratest::redundancy;
+using kavratest::Reloads;
+using testing::AllOf;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Key;
+
+class FileDatabase final : public kavratest::Database {
+ public:
+  Qel::Ptr<Store> store() override { return StoreUrl(directory_.url()).store(clock_); }
+  Qel::Ptr<Feed> feed(Qel::EventLoop& loop) override {
+    return StoreUrl(directory_.url()).feed(loop, clock_);
+  }
+
+ private:
+  const kavratest::DatabaseDirectory directory_;
+  const Qel::Ptr<Qel::Clock const> clock_ = Qel::make<Qel::SystemClock>();
+};
+
+class RedisDatabase final : public kavratest::Database {
+ public:
+  Qel::Ptr<Store> store() override { return StoreUrl(server_.url()).store(clock_); }
+  Qel::Ptr<Feed> feed(Qel::EventLoop& loop) override {
+    return StoreUrl(server_.url()).feed(loop, clock_);
+  }
+
+ private:
+  const kavratest::RedisServerProcess server_;
+  const Qel::Ptr<Qel::Clock const> clock_ = Qel::make<Qel::SystemClock>();
+};
+
+class StoreTest : public support::LiveObjects,
+                  public testing::TestWithParam<kavratest::DatabaseKind> {
+ protected:
+  void put(const Qel::String& path, const Qel::Document& document) {
+    store_->update(
+        {path}, [&](Store::Documents& documents) { documents.insert_or_assign(path, document); });
+  }
+  void del(const Qel::String& path) {
+    store_->update({path}, [&](Store::Documents& documents) { documents.erase(path); });
+  }
+  static std::uint64_t protocolOf(const Qel::Document& document) {
+    return *document.member("protocol")->as<std::uint64_t>();
+  }
+  // Adds 1 to the protocol at "a" that many times, as a process of its own does.
+  bool countUp(U32 edits) const {
+    try {
+      const auto store = database_->store();
+      for (U32 edit = 0; edit < edits; ++edit) {
+        store->update({"a"}, [](Store::Documents& documents) {
+          Qel::Document& document = documents.at("a");
+          document = redundancy(static_cast<U32>(protocolOf(document)) + 1, false);
+        });
+      }
+      return true;
+    } catch (const std::exception&) {
+      return false;
+    }
+  }
+  template <class Error>
+  std::string problemOf(const std::function<void()>& work) {
+    try {
+      work();
+      return "nothing";
+    } catch (const Error& error) {
+      return error.what();
+    }
+  }
+
+  support::TraceRecorder log_;
+  Qel::PollEventLoop loop_;
+  const std::unique_ptr<kavratest::Database> database_ = GetParam().make();
+  const Qel::Ptr<Store> store_ = database_->store();
+};
+
+TEST_P(StoreTest, IsEmptyAndReachableAtFirst) {
+  EXPECT_THAT(store_->documents(""), IsEmpty());
+  EXPECT_TRUE(store_->status().reachable);
+  EXPECT_THAT(store_->status().quarantined, IsEmpty());
+}
+
+TEST_P(StoreTest, GivesBackWhatWasPublished) {
+  put("cell/1/a", history({"one", "\xff\n", ""}));
+  put("cell/2/b", redundancy(3, true));
+  const Store::Documents expected{{"cell/1/a", history({"one", "\xff\n", ""})},
+                                  {"cell/2/b", redundancy(3, true)}};
+  EXPECT_EQ(store_->documents(""), expected);
+  EXPECT_THAT(store_->documents("cell/1"), ElementsAre(Key("cell/1/a")));
+  EXPECT_THAT(store_->documents("nothing"), IsEmpty());
+}
+
+TEST_P(StoreTest, ReplacesAndUnpublishesWholeDocuments) {
+  put("a", history({"one"}));
+  put("a", history({"two"}));
+  EXPECT_EQ(store_->documents("").at("a"), history({"two"}));
+  del("a");
+  EXPECT_THAT(store_->documents(""), IsEmpty());
+}
+
+TEST_P(StoreTest, ShowsAnEditOnlyThePathsThatItAsksFor) {
+  put("a", history({"one"}));
+  put("b", history({"two"}));
+  Store::Documents seen;
+  store_->update({"a", "c"}, [&](Store::Documents& documents) { seen = documents; });
+  EXPECT_EQ(seen, (Store::Documents{{"a", history({"one"})}}));
+}
+
+TEST_P(StoreTest, ChangesSeveralDocumentsInOneStep) {
+  put("a", history({"one"}));
+  store_->update({"a", "b", "c"}, [](Store::Documents& documents) {
+    documents.erase("a");
+    documents.emplace("b", history({"two"}));
+    documents.emplace("c", redundancy(0, false));
+  });
+  EXPECT_THAT(store_->documents(""), ElementsAre(Key("b"), Key("c")));
+}
+
+TEST_P(StoreTest, ChangesNothingWhenAnEditGivesUp) {
+  put("a", history({"one"}));
+  const auto giveUp = [&] {
+    store_->update({"a"}, [](Store::Documents& documents) {
+      documents.clear();
+      throw std::runtime_error("given up");
+    });
+  };
+  EXPECT_EQ(problemOf<std::runtime_error>(giveUp), "given up");
+  EXPECT_EQ(store_->documents("").at("a"), history({"one"}));
+}
+
+TEST_P(StoreTest, ChangesNothingWhenOneDocumentDoesNotFit) {
+  const auto publish = [&] {
+    store_->update({"a", "b"}, [](Store::Documents& documents) {
+      documents.emplace("a", history({"one"}));
+      documents.emplace("b", misfitHistory());
+    });
+  };
+  EXPECT_EQ(problemOf<StoreException>(publish), std::string("b: ") + kavratest::kMisfitProblem);
+  EXPECT_THAT(store_->documents(""), IsEmpty());
+}
+
+TEST_P(StoreTest, NamesTheKnownTypesToWhoeverPublishesAnother) {
+  const std::string problem = problemOf<StoreException>([&] {
+    put("a", Qel::Document::Map{{"type", "Nonsense"}});
+  });
+  EXPECT_THAT(problem, AllOf(HasSubstr("a: /type: unknown type 'Nonsense'"),
+                             HasSubstr(kavratest::kHistoryType)));
+}
+
+TEST_P(StoreTest, RefusesPathsThatAreNoneOrWereNotAskedFor) {
+  EXPECT_THAT(problemOf<Qel::RangeException>([&] { put("/a", history({"x"})); }),
+              HasSubstr("'/a' is not a path"));
+  const auto stray = [&] {
+    store_->update({"a"},
+                   [](Store::Documents& documents) { documents.emplace("b", history({"x"})); });
+  };
+  EXPECT_THAT(problemOf<Qel::RangeException>(stray), HasSubstr("'b' is not among the paths"));
+  EXPECT_THAT(store_->documents(""), IsEmpty());
+}
+
+TEST_P(StoreTest, LosesNoneOfTheEditsOfManyProcesses) {
+  constexpr U32 kWriters = 4;
+  constexpr U32 kEdits = 25;
+  put("a", redundancy(0, false));
+  std::vector<pid_t> writers;
+  for (U32 i = 0; i < kWriters; ++i) {
+    const pid_t writer = ::fork();
+    ASSERT_GE(writer, 0);
+    if (writer == 0) ::_exit(countUp(kEdits) ? 0 : 1);
+    writers.push_back(writer);
+  }
+  for (const pid_t writer : writers) {
+    int status = -1;
+    EXPECT_EQ(::waitpid(writer, &status, 0), writer);
+    EXPECT_EQ(status, 0);
+  }
+  EXPECT_EQ(protocolOf(store_->documents("").at("a")), kWriters * kEdits);
+}
+
+TEST_P(StoreTest, IsFollowedByFeedsThatWereThereAndThatComeLater) {
+  const auto early = Qel::make<EntityManager>(database_->feed(loop_));
+  const auto before = early->entityIs(kHistoryPath, kavratest::kHistoryType);
+  put(kHistoryPath, history({"one"}));
+  const auto late = Qel::make<EntityManager>(database_->feed(loop_));
+  const auto after = late->entityIs(kHistoryPath, kavratest::kHistoryType);
+  const Reloads expected{{0, {"one"}}};
+  EXPECT_TRUE(kavratest::runUntil(loop_, [&] {
+    return kavratest::reloadsOf(before) == expected && kavratest::reloadsOf(after) == expected;
+  }));
+  EXPECT_THAT(log_.lines(), IsEmpty());
+}
+
+TEST_P(StoreTest, TellsFeedsOfEachStateThatLasts) {
+  const auto manager = Qel::make<EntityManager>(database_->feed(loop_));
+  const auto entity = manager->entityIs(kHistoryPath, kavratest::kHistoryType);
+  for (const char* cause : {"one", "two", "three"}) {
+    put(kHistoryPath, history({cause}));
+    EXPECT_TRUE(kavratest::runUntil(loop_, [&] {
+      return kavratest::reloadsOf(entity) == Reloads{{0, {cause}}};
+    })) << cause;
+  }
+}
+
+TEST_P(StoreTest, TellsFeedsOfWhatIsUnpublished) {
+  const auto feed = database_->feed(loop_);
+  int published = 0;
+  int unpublished = 0;
+  const auto follow = feed->followIs(kHistoryPath, [&](const Qel::String&, const Publication* it) {
+    ++(it == nullptr ? unpublished : published);
+    return Qel::String();
+  });
+  put("other", redundancy(0, true));
+  put(kHistoryPath, history({"one"}));
+  EXPECT_TRUE(kavratest::runUntil(loop_, [&] { return published == 1; }));
+  del(kHistoryPath);
+  EXPECT_TRUE(kavratest::runUntil(loop_, [&] { return unpublished == 1; }));
+}
+
+TEST_P(StoreTest, CarriesAnyOctetsToTheEntity) {
+  std::string octets;
+  for (int octet = 0; octet < 256; ++octet) octets.push_back(static_cast<char>(octet));
+  put(kHistoryPath, history({octets}));
+  const auto manager = Qel::make<EntityManager>(database_->feed(loop_));
+  const auto entity = manager->entityIs(kHistoryPath, kavratest::kHistoryType);
+  EXPECT_TRUE(kavratest::runUntil(loop_, [&] {
+    return kavratest::reloadsOf(entity) == Reloads{{0, {octets}}};
+  }));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Stores, StoreTest,
+    testing::Values(
+        kavratest::DatabaseKind{"File", [] { return std::make_unique<FileDatabase>(); }},
+        kavratest::DatabaseKind{"Redis", [] { return std::make_unique<RedisDatabase>(); }}),
+    [](const auto& kind) { return kind.param.name; });
+
+}  // namespace
+}  // namespace Kavra

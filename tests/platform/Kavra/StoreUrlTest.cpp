@@ -1,0 +1,87 @@
+#include "Kavra/StoreUrl.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <functional>
+#include <string>
+
+#include "DatabaseDirectory.h"
+#include "Kavra/FileFeed.h"
+#include "Kavra/FileStore.h"
+#include "Kavra/RedisFeed.h"
+#include "Kavra/RedisStore.h"
+#include "Qel/PollEventLoop.h"
+#include "support/LiveObjects.h"
+
+namespace Kavra {
+namespace {
+
+using testing::HasSubstr;
+
+std::string problemOf(const std::function<void()>& work) {
+  try {
+    work();
+    return "nothing";
+  } catch (const StoreException& error) {
+    return error.what();
+  }
+}
+
+class StoreUrlTest : public support::LiveObjectsTest {
+ protected:
+  const kavratest::DatabaseDirectory directory_;
+  Qel::PollEventLoop loop_;
+  const Qel::Ptr<Qel::Clock const> clock_ = Qel::make<Qel::SystemClock>();
+};
+
+TEST_F(StoreUrlTest, OfAFileOpensTheEmbeddedStore) {
+  const StoreUrl url(directory_.url());
+  EXPECT_EQ(url.text(), directory_.url());
+  EXPECT_TRUE(Qel::ptrCast<FileStore>(url.store(clock_)));
+  EXPECT_TRUE(Qel::ptrCast<FileFeed>(url.feed(loop_, clock_)));
+}
+
+TEST_F(StoreUrlTest, OfAServerOpensTheStoreOnRedis) {
+  for (const char* text : {"redis://localhost", "redis://[::1]:6379", "redis+unix:/run/x"}) {
+    const StoreUrl url(text);
+    EXPECT_TRUE(Qel::ptrCast<RedisStore>(url.store(clock_))) << text;
+    EXPECT_TRUE(Qel::ptrCast<RedisFeed>(url.feed(loop_, clock_))) << text;
+  }
+}
+
+TEST_F(StoreUrlTest, TellsWhatIsWrongWithAServersAddress) {
+  for (const char* text : {"redis://h:0", "redis://h:65536", "redis://h:x", "redis://:6379",
+                           "redis://[::1", "redis://[::1]6379", "redis://h:"}) {
+    EXPECT_THAT(problemOf([&] { StoreUrl(text).store(clock_); }),
+                HasSubstr("'" + std::string(text) + "' is not the address of a Redis server"));
+  }
+  const std::string tooLong = "redis+unix:/" + std::string(107, 'x');
+  EXPECT_THAT(problemOf([&] { StoreUrl(tooLong).store(clock_); }), HasSubstr("1 to 107 octets"));
+}
+
+TEST_F(StoreUrlTest, ReadsTheUserAndThePasswordFromAFile) {
+  const std::string file = (directory_.path() / "auth").string();
+  directory_.write(file, "agent\nsecret\n");
+  std::filesystem::permissions(file, std::filesystem::perms::owner_read);
+  EXPECT_TRUE(StoreUrl("redis://localhost", file).store(clock_));
+  EXPECT_THAT(problemOf([&] { StoreUrl("redis://localhost", file + "x").store(clock_); }),
+              HasSubstr(file + "x: No such file"));
+}
+
+TEST_F(StoreUrlTest, OfAnythingElseIsRefused) {
+  for (const char* text : {"", "file:", "kavra.json", "redis://", "redis+unix:", "redis:x",
+                           "http://localhost", "FILE:x"}) {
+    EXPECT_THAT(problemOf([&] { StoreUrl{text}; }),
+                HasSubstr("'" + std::string(text) + "' is not the address of a state database"));
+  }
+}
+
+TEST_F(StoreUrlTest, IsEqualWhenItsTextIs) {
+  EXPECT_EQ(StoreUrl("file:a"), StoreUrl("file:a"));
+  EXPECT_NE(StoreUrl("file:a"), StoreUrl("file:b"));
+}
+
+}  // namespace
+}  // namespace Kavra
