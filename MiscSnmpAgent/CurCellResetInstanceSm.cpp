@@ -1,5 +1,6 @@
 #include "MiscSnmpAgent/CurCellResetInstanceSm.h"
 
+#include "MiscSnmpAgent/MakeValid.h"
 #include "MiscSnmpAgent/ResetHistorySm.h"
 
 namespace MiscSnmp::Agent {
@@ -25,7 +26,7 @@ CurCellResetInstanceSm::CurCellResetInstanceSm(
 Qel::Ptr<CurCellResetInstanceSm> CurCellResetInstanceSm::CurCellResetInstanceSmIs(
     U32 key, const Qel::Ptr<System::ResetInstance const>& resetInstance,
     const Qel::Ptr<ResetHistorySm>& resetHistorySm) {
-  auto created = Qel::make<CurCellResetInstanceSm>(key, resetInstance, resetHistorySm);
+  auto created = makeValid<CurCellResetInstanceSm>(key, resetInstance, resetHistorySm);
   created->hasNotificationActiveIs(true);
   return created;
 }

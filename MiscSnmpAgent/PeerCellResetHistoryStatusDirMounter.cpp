@@ -1,5 +1,6 @@
 #include "MiscSnmpAgent/PeerCellResetHistoryStatusDirMounter.h"
 
+#include "MiscSnmpAgent/MakeValid.h"
 #include "MiscSnmpAgent/ModuleTrace.h"
 #include "MiscSnmpAgent/ResetHistorySm.h"
 #include "Qel/Assert.h"
@@ -33,7 +34,7 @@ PeerCellResetHistoryStatusDirMounter::PeerCellResetHistoryStatusDirMounterIs(
     const Qel::Ptr<Kavra::EntityManager>& entityManager, const Qel::Ptr<Qel::Clock const>& clock,
     const Qel::Ptr<ResetHistorySm>& resetHistorySm) {
   if (!resetHistorySm) Qel::throwRangeException("null ValidPtr");
-  return Qel::make<PeerCellResetHistoryStatusDirMounter>(rootPath, path, entityManager, clock,
+  return makeValid<PeerCellResetHistoryStatusDirMounter>(rootPath, path, entityManager, clock,
                                                          resetHistorySm);
 }
 

@@ -1,5 +1,6 @@
 #include "MiscSnmpAgent/PeerCellResetInstanceSm.h"
 
+#include "MiscSnmpAgent/MakeValid.h"
 #include "MiscSnmpAgent/ResetHistorySm.h"
 
 namespace MiscSnmp::Agent {
@@ -25,7 +26,7 @@ PeerCellResetInstanceSm::PeerCellResetInstanceSm(
 Qel::Ptr<PeerCellResetInstanceSm> PeerCellResetInstanceSm::PeerCellResetInstanceSmIs(
     U32 key, const Qel::Ptr<System::ResetInstance const>& resetInstance,
     const Qel::Ptr<ResetHistorySm>& resetHistorySm) {
-  auto created = Qel::make<PeerCellResetInstanceSm>(key, resetInstance, resetHistorySm);
+  auto created = makeValid<PeerCellResetInstanceSm>(key, resetInstance, resetHistorySm);
   created->hasNotificationActiveIs(true);
   return created;
 }

@@ -1,6 +1,7 @@
 #include "MiscSnmpAgent/ResetHistorySm.h"
 
 #include "Cell/Cell.h"
+#include "MiscSnmpAgent/MakeValid.h"
 #include "MiscSnmpAgent/ModuleTrace.h"
 #include "MiscSnmpAgent/PeerCell.h"
 #include "Qel/ActivityManager.h"
@@ -68,7 +69,7 @@ Qel::Ptr<ResetHistorySm> ResetHistorySm::ResetHistorySmIs(
     const Qel::Ptr<GeneralMib>& generalMib,
     const Qel::Ptr<System::ResetCauseHistory const>& curCellResetHistory,
     const Qel::Ptr<Kavra::EntityManager>& entityManager, const Qel::String& cellType) {
-  return Qel::make<ResetHistorySm>(redundancyStatus, generalMib, curCellResetHistory, entityManager,
+  return makeValid<ResetHistorySm>(redundancyStatus, generalMib, curCellResetHistory, entityManager,
                                    cellType);
 }
 

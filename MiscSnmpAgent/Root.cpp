@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "MiscSnmpAgent/AgentArguments.h"
+#include "MiscSnmpAgent/MakeValid.h"
 
 namespace MiscSnmp::Agent {
 
@@ -40,7 +41,7 @@ Qel::Ptr<Agent> Root::agentIs(const Qel::Ptr<Redundancy::RedundancyStatus>& redu
     }
     agent_->parentIs(nullptr, Qel::String());
   }
-  const auto created = Qel::make<Agent>(kAgentName, redundancyStatus, generalMib,
+  const auto created = makeValid<Agent>(kAgentName, redundancyStatus, generalMib,
                                         curCellResetHistory, entityManager, cellType);
   created->parentIs(this, kAgentAttribute);
   agent_ = created;
@@ -86,6 +87,6 @@ Qel::TypeDescription Root::typeDescription() {
   };
 }
 
-Qel::Ptr<Root> rootFactory(Qel::Name name) { return Qel::make<Root>(name); }
+Qel::Ptr<Root> rootFactory(Qel::Name name) { return makeValid<Root>(name); }
 
 }  // namespace MiscSnmp::Agent
