@@ -19,6 +19,7 @@
 #include "Qel/Strep.h"
 #include "tools/Commands.h"
 #include "tools/Errors.h"
+#include "tools/Serve.h"
 #include "tools/Watch.h"
 
 namespace Tools {
@@ -106,8 +107,11 @@ class Program {
     app_.fallthrough();
     db_ = app_.add_option("--db")->type_name("URL");
     db_->description("file:PATH (default: file:kavra.json), redis://HOST[:PORT], redis+unix:PATH");
+    auth_ = app_.add_option("--db-auth")->type_name("FILE");
+    auth_->description("two lines, the user and the password for a Redis server");
     addReading();
     addWriting();
+    addServing();
     addCells();
     addStatus();
   }
@@ -138,7 +142,9 @@ class Program {
   static std::string text(const CLI::Option* option) { return typed(option).value_or(""); }
   static U32 cellOf(const CLI::Option* option) { return u32Of("--cell", text(option)); }
 
-  Kavra::StoreUrl url() const { return Kavra::StoreUrl(typed(db_).value_or("file:kavra.json")); }
+  Kavra::StoreUrl url() const {
+    return Kavra::StoreUrl(typed(db_).value_or("file:kavra.json"), text(auth_));
+  }
   Commands commands() const { return {url().store(clock_), clock_, out_}; }
 
   void addReading() {
@@ -169,6 +175,13 @@ class Program {
     CLI::App* del = command("del", "take back a document");
     const CLI::Option* delPath = option(del, "path", "PATH")->required();
     del->callback([=, this] { commands().del(text(delPath)); });
+  }
+
+  void addServing() {
+    CLI::App* serving =
+        command("serve", "publish the documents of a file, now and whenever the file changes");
+    const CLI::Option* servedFile = option(serving, "file", "FILE")->required();
+    serving->callback([=, this] { serve(url(), text(servedFile), clock_); });
   }
 
   void addCells() {
@@ -217,6 +230,7 @@ class Program {
   const Qel::Ptr<Qel::Clock const> clock_ = Qel::activityManager()->clock();
   CLI::App app_{"The command line of the state database", "kavra"};
   CLI::Option* db_ = nullptr;
+  CLI::Option* auth_ = nullptr;
 };
 
 }  // namespace

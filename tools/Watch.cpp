@@ -1,42 +1,14 @@
 #include "tools/Watch.h"
 
-#include <csignal>
-
 #include "Kavra/Feed.h"
 #include "Kavra/JsonText.h"
 #include "Qel/PollEventLoop.h"
+#include "tools/EndOnSignal.h"
 #include "tools/Errors.h"
 
 namespace Tools {
 
 namespace {
-
-// What a signal ends.
-Qel::PollEventLoop* signalledLoop = nullptr;
-
-void handleSignal(int /*signal*/) { signalledLoop->stop(); }
-
-// Ends a loop on SIGINT and SIGTERM while it lives. One at a time.
-class EndOnSignal {
- public:
-  explicit EndOnSignal(Qel::PollEventLoop& loop) {
-    signalledLoop = &loop;
-    struct sigaction action {};
-    action.sa_handler = handleSignal;
-    ::sigaction(SIGINT, &action, &interrupt_);
-    ::sigaction(SIGTERM, &action, &terminate_);
-  }
-  EndOnSignal(const EndOnSignal&) = delete;
-  EndOnSignal& operator=(const EndOnSignal&) = delete;
-  ~EndOnSignal() {
-    ::sigaction(SIGINT, &interrupt_, nullptr);
-    ::sigaction(SIGTERM, &terminate_, nullptr);
-  }
-
- private:
-  struct sigaction interrupt_ {};
-  struct sigaction terminate_ {};
-};
 
 std::string lineOf(const Qel::String& path, const Kavra::Publication* publication) {
   const Qel::Document::Map line{
