@@ -1,0 +1,252 @@
+#include "Kavra/Feed.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "Documents.h"
+#include "Qel/ActivityManager.h"
+#include "Qel/Exception.h"
+#include "support/LiveObjects.h"
+#include "support/TraceRecorder.h"
+
+namespace Kavra {
+namespace {
+
+using kavratest::history;
+using kavratest::misfitHistory;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+std::string told(const std::string& who, const Qel::String& path, const Publication* publication) {
+  std::string line = who + " " + path.stdString();
+  if (publication == nullptr) return line + " gone";
+  if (!publication->fits()) return line + " misfit";
+  const auto entity = codecOf(publication->type).newEntity("x");
+  publication->change(*entity);
+  for (const auto& [index, causes] : kavratest::reloadsOf(entity)) {
+    for (const std::string& cause : causes) line += " " + cause;
+  }
+  return line;
+}
+
+class FeedTest : public support::LiveObjectsTest {
+ protected:
+  Follow::Call noting(const std::string& who) {
+    return [this, who](const Qel::String& path, const Publication* publication) {
+      log_.note(told(who, path, publication));
+      return Qel::String();
+    };
+  }
+  std::vector<std::string> settled() {
+    Qel::activityManager()->run();
+    return log_.takeLines();
+  }
+
+  support::TraceRecorder log_;
+  Qel::Ptr<Feed> feed_ = Qel::make<Feed>();
+};
+
+TEST_F(FeedTest, TellsOfWhatStandsFromPutOffWork) {
+  feed_->documentIs("a", history({"one"}));
+  const auto follow = feed_->followIs("a", noting("F"));
+  EXPECT_THAT(log_.takeLines(), IsEmpty());
+  EXPECT_THAT(settled(), ElementsAre("F a one"));
+  EXPECT_THAT(settled(), IsEmpty());
+}
+
+TEST_F(FeedTest, TellsOnceOfWhatChangesBeforeTheFollowBegins) {
+  feed_->documentIs("a", history({"one"}));
+  const auto follow = feed_->followIs("a", noting("F"));
+  feed_->documentIs("a", history({"two"}));
+  EXPECT_THAT(log_.takeLines(), IsEmpty());
+  EXPECT_THAT(settled(), ElementsAre("F a two"));
+}
+
+TEST_F(FeedTest, TellsOfPublishingReplacingAndUnpublishing) {
+  const auto follow = feed_->followIs("a", noting("F"));
+  EXPECT_THAT(settled(), IsEmpty());
+  feed_->documentIs("a", history({"one"}));
+  feed_->documentIs("a", history({"two"}));
+  feed_->documentDel("a");
+  EXPECT_THAT(log_.takeLines(), ElementsAre("F a one", "F a two", "F a gone"));
+}
+
+TEST_F(FeedTest, IsSilentAboutEqualDocumentsAndOtherPaths) {
+  const auto follow = feed_->followIs("a", noting("F"));
+  feed_->documentIs("a", history({"one"}));
+  EXPECT_THAT(settled(), ElementsAre("F a one"));
+  feed_->documentIs("a", history({"one"}));
+  feed_->documentIs("a/b", history({"two"}));
+  feed_->documentDel("c");
+  EXPECT_THAT(settled(), IsEmpty());
+}
+
+TEST_F(FeedTest, FollowsEveryPathThatBeginsWithAPrefix) {
+  feed_->documentIs("cell/1/x", history({"one"}));
+  const auto follow = feed_->followPrefixIs("cell/1", noting("F"));
+  EXPECT_THAT(settled(), ElementsAre("F cell/1/x one"));
+  feed_->documentIs("cell/1/y", history({"two"}));
+  feed_->documentIs("cell/2/x", history({"three"}));
+  EXPECT_THAT(settled(), ElementsAre("F cell/1/y two"));
+}
+
+TEST_F(FeedTest, TakesAllDocumentsInBeforeItTellsOfAny) {
+  std::vector<std::string> seen;
+  const auto follow =
+      feed_->followIs("a", [&](const Qel::String& path, const Publication* publication) {
+        log_.note(told("F", path, publication));
+        seen.push_back(std::to_string(feed_->status().quarantined.size()));
+        return Qel::String();
+      });
+  settled();
+  feed_->documentsAre({{"a", history({"one"})}, {"b", misfitHistory()}});
+  EXPECT_THAT(seen, ElementsAre("1"));
+}
+
+TEST_F(FeedTest, DropsWhatAWholeSetNoLongerHolds) {
+  const auto follow = feed_->followPrefixIs("", noting("F"));
+  feed_->documentsAre({{"a", history({"one"})}, {"b", history({"two"})}});
+  EXPECT_THAT(settled(), ElementsAre("F a one", "F b two"));
+  feed_->documentsAre({{"b", history({"two"})}, {"c", history({"three"})}});
+  EXPECT_THAT(log_.takeLines(), ElementsAre("F a gone", "F c three"));
+}
+
+TEST_F(FeedTest, QuarantinesAMisfitAndReportsItOnce) {
+  feed_->documentIs("a", history({"one"}));
+  feed_->documentIs("a", misfitHistory());
+  feed_->documentIs("a", misfitHistory());
+  EXPECT_THAT(log_.takeLines(),
+              ElementsAre(std::string("Kavra 0: a: refused: ") + kavratest::kMisfitProblem));
+  EXPECT_THAT(feed_->status().quarantined, ElementsAre(Quarantine{"a", kavratest::kMisfitProblem}));
+}
+
+TEST_F(FeedTest, ServesTheLastGoodDocumentOfAQuarantinedPath) {
+  feed_->documentIs("a", history({"one"}));
+  feed_->documentIs("a", misfitHistory());
+  log_.clear();
+  const auto follow = feed_->followIs("a", noting("F"));
+  EXPECT_THAT(settled(), ElementsAre("F a one"));
+}
+
+TEST_F(FeedTest, TellsOfAMisfitWhereThereNeverWasAGoodDocument) {
+  feed_->documentIs("a", misfitHistory());
+  log_.clear();
+  const auto follow = feed_->followIs("a", noting("F"));
+  EXPECT_THAT(settled(), ElementsAre("F a misfit"));
+}
+
+TEST_F(FeedTest, EndsTheQuarantineSilentlyWithTheDocumentThatIsServed) {
+  const auto follow = feed_->followIs("a", noting("F"));
+  feed_->documentIs("a", history({"one"}));
+  settled();
+  feed_->documentIs("a", misfitHistory());
+  log_.clear();
+  feed_->documentIs("a", history({"one"}));
+  EXPECT_THAT(settled(), IsEmpty());
+  EXPECT_THAT(feed_->status().quarantined, IsEmpty());
+  feed_->documentIs("a", history({"two"}));
+  EXPECT_THAT(settled(), ElementsAre("F a two"));
+}
+
+TEST_F(FeedTest, RemembersAndTracesARefusalUntilTheFollowerAccepts) {
+  Qel::String answer = "not for me";
+  const auto follow =
+      feed_->followIs("a", [&](const Qel::String&, const Publication*) { return answer; });
+  feed_->documentIs("a", history({"one"}));
+  EXPECT_THAT(settled(), ElementsAre("Kavra 0: a: refused: not for me"));
+  EXPECT_THAT(feed_->status().quarantined, ElementsAre(Quarantine{"a", "not for me"}));
+  feed_->documentIs("a", history({"two"}));
+  EXPECT_THAT(settled(), IsEmpty());
+  answer = {};
+  feed_->documentIs("a", history({"three"}));
+  EXPECT_THAT(feed_->status().quarantined, IsEmpty());
+}
+
+TEST_F(FeedTest, TracesWhatEscapesAFollowerAndTellsTheOthers) {
+  const auto first =
+      feed_->followIs("a", [](const Qel::String&, const Publication*) -> Qel::String {
+        throw std::runtime_error("boom");
+      });
+  const auto second =
+      feed_->followIs("a", [](const Qel::String&, const Publication*) -> Qel::String { throw 5; });
+  const auto third = feed_->followIs("a", noting("F"));
+  settled();
+  feed_->documentIs("a", history({"one"}));
+  EXPECT_THAT(log_.takeLines(), ElementsAre("Kavra 0: a: a handler failed: boom",
+                                            "Kavra 0: a: a handler failed", "F a one"));
+}
+
+TEST_F(FeedTest, DoesNotCallAFollowerThatAnEarlierOneLetGo) {
+  Qel::Ptr<Follow> second;
+  const auto first = feed_->followIs("a", [&](const Qel::String&, const Publication*) {
+    second = nullptr;
+    return Qel::String();
+  });
+  second = feed_->followIs("a", noting("F"));
+  settled();
+  feed_->documentIs("a", history({"one"}));
+  EXPECT_THAT(log_.takeLines(), IsEmpty());
+}
+
+TEST_F(FeedTest, LetsAFollowerEndItselfAndTheFeedFromInsideItsCall) {
+  Qel::Ptr<Follow> follow;
+  follow = feed_->followPrefixIs("", [&](const Qel::String& path, const Publication*) {
+    log_.note("told of " + path.stdString());
+    follow = nullptr;
+    feed_ = nullptr;
+    return Qel::String();
+  });
+  settled();
+  const Feed::Documents both{{"a", history({"one"})}, {"b", history({"two"})}};
+  feed_->documentsAre(both);
+  EXPECT_THAT(log_.takeLines(), ElementsAre("told of a"));
+  EXPECT_FALSE(feed_);
+}
+
+TEST_F(FeedTest, LetsAFollowerEndItselfFromItsFirstCall) {
+  feed_->documentsAre({{"a", history({"one"})}, {"b", history({"two"})}});
+  Qel::Ptr<Follow> follow;
+  follow = feed_->followPrefixIs("", [&](const Qel::String& path, const Publication*) {
+    log_.note("told of " + path.stdString());
+    follow = nullptr;
+    feed_ = nullptr;
+    return Qel::String();
+  });
+  EXPECT_THAT(settled(), ElementsAre("told of a"));
+}
+
+TEST_F(FeedTest, BeginsAFollowThatIsMadeInsideACall) {
+  Qel::Ptr<Follow> second;
+  const auto first = feed_->followIs("a", [&](const Qel::String&, const Publication*) {
+    if (!second) second = feed_->followIs("a", noting("second"));
+    return Qel::String();
+  });
+  settled();
+  feed_->documentIs("a", history({"one"}));
+  EXPECT_THAT(log_.takeLines(), IsEmpty());
+  EXPECT_THAT(settled(), ElementsAre("second a one"));
+}
+
+TEST_F(FeedTest, ForgetsAFollowThatIsLetGoBeforeItBegan) {
+  feed_->documentIs("a", history({"one"}));
+  Qel::Ptr<Follow> follow = feed_->followIs("a", noting("F"));
+  follow = nullptr;
+  EXPECT_THAT(settled(), IsEmpty());
+}
+
+TEST_F(FeedTest, RefusesToFollowWhatIsNoPath) {
+  EXPECT_THROW(static_cast<void>(feed_->followIs("/a", noting("F"))), Qel::RangeException);
+}
+
+TEST_F(FeedTest, QuarantinesADocumentUnderWhatIsNoPath) {
+  feed_->documentsAre({{"/a", history({"one"})}, {"b", history({"two"})}});
+  EXPECT_THAT(feed_->status().quarantined, ElementsAre(Quarantine{"/a", "/: this is not a path"}));
+}
+
+}  // namespace
+}  // namespace Kavra

@@ -1,0 +1,31 @@
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "Kavra/Feed.h"
+#include "Kavra/Store.h"
+#include "Qel/EventLoop.h"
+#include "Qel/Ptr.h"
+
+namespace kavratest {
+
+// A database of a test's own, empty at first. Each store has one; all pass the same tests.
+class Database {
+ public:
+  virtual ~Database() = default;
+  virtual Qel::Ptr<Kavra::Store> store() = 0;
+  virtual Qel::Ptr<Kavra::Feed> feed(Qel::EventLoop& loop) = 0;
+};
+
+// How to make one, and what the tests that use it are called.
+struct DatabaseKind {
+  std::string name;
+  std::function<std::unique_ptr<Database>()> make;
+};
+inline void PrintTo(const DatabaseKind& kind, std::ostream* out) { *out << kind.name; }
+
+}  // namespace kavratest
