@@ -25,15 +25,14 @@ void loadNoMibs() {
   netsnmp_set_mib_directory("");
 }
 
-// The directory for state is where none can be made: net-snmp's certificate index ignores the
-// switches.
+// The directories are where none can be: net-snmp's certificate store ignores the switches.
 void keepNoState() {
   for (const int flag :
        {NETSNMP_DS_LIB_DONT_PERSIST_STATE, NETSNMP_DS_LIB_DISABLE_CONFIG_LOAD,
         NETSNMP_DS_LIB_DISABLE_PERSISTENT_LOAD, NETSNMP_DS_LIB_DISABLE_PERSISTENT_SAVE}) {
     netsnmp_ds_set_boolean(NETSNMP_DS_LIBRARY_ID, flag, 1);
   }
-  set_persistent_directory("/dev/null");
+  for (const auto set : {set_persistent_directory, set_configuration_directory}) set("/dev/null");
 }
 
 // The modules that init_agent would start beside ours: a listener on port 199, and a client of the

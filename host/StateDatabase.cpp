@@ -14,7 +14,7 @@ Kavra::StoreUrl urlOf(const char* option, const std::string& text) {
   try {
     return Kavra::StoreUrl(text);
   } catch (const Kavra::StoreException& error) {
-    throw UsageError(fmt::format("{} {}: {}", option, text, error.what()));
+    throw UsageError(fmt::format("{}: {}", option, error.what()));
   }
 }
 
