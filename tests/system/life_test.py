@@ -1,0 +1,96 @@
+#!/usr/bin/python3
+"""How an agent starts and ends, and what it leaves on the system."""
+
+import os
+import shutil
+import signal
+import time
+import unittest
+
+import support
+from support import ENTRY, Manager, rowsOf
+
+CAUSES = [("Power loss", 1700000000.9)]
+
+
+class Life(support.SystemTest):
+    def setUp(self):
+        super().setUp()
+        self.recordReset(1, CAUSES)
+
+    def testSigtermAndSigintEndItWell(self):
+        for how in (signal.SIGTERM, signal.SIGINT):
+            agent = self.start("--context", "blue")
+            self.assertEqual(agent.stopped(how), 0, agent.said())
+            self.assertEqual(len(agent.said().splitlines()), 1, agent.said())
+
+    def testASignalDuringTheStartEndsItWell(self):
+        for delay in (0.0, 0.005, 0.01, 0.02, 0.04, 0.08):
+            agent = support.Agent(self.directory)
+            self.addCleanup(agent.close)
+            time.sleep(delay)  # the moment is the test: anywhere between exec and the first event
+            status = agent.stopped()
+            # Before the process holds signals back, the kernel ends it.
+            self.assertIn(status, (0, -signal.SIGTERM), agent.said())
+
+    def testItEndsWhileManagersAsk(self):
+        agent = self.start()
+        walkers = [support.Process(self.directory, "snmpbulkwalk", "-v2c", "-c", "public", "-m", "",
+                                   "-r", "0", "-t", "1", agent.address, ENTRY) for _ in range(4)]
+        self.assertEqual(agent.stopped(), 0, agent.said())
+        for walker in walkers:
+            walker.ended()
+            walker.close()
+
+    def testItsPortIsFreeAfterwards(self):
+        agent = self.start()
+        agent.stopped()
+        again = self.start(address=agent.address)
+        self.assertRows(again, {**rowsOf(0, CAUSES), **rowsOf(1, CAUSES)})
+
+    def testASecondAgentOnThePortEndsWithOneLine(self):
+        first = self.start()
+        second = support.Agent(self.directory, address=first.address)
+        self.addCleanup(second.close)
+        self.assertEqual(second.ended(), 1)
+        self.assertEqual(second.said(), f"norvek-snmpd: cannot listen on {first.address}: "
+                                        "Address already in use\n")
+        self.assertRows(first, {**rowsOf(0, CAUSES), **rowsOf(1, CAUSES)})
+
+    def testItReadsNoSystemConfigurationAndKeepsNothing(self):
+        if shutil.which("strace") is None:
+            self.skipTest("strace is not there")
+        trace = self.path("strace")
+        port = support.freePort()
+        agent = support.Process(self.directory, "strace", "-f", "-qq", "-o", trace, "-e",
+                                "trace=file", support.AGENT, "--listen", f"udp:127.0.0.1:{port}")
+        self.addCleanup(agent.close)
+        support.waitFor(lambda: " serves " in agent.said() or agent.hasEnded(), "the agent serves")
+        Manager(f"udp:127.0.0.1:{port}").rows()
+        with open(f"/proc/{agent.child.pid}/task/{agent.child.pid}/children") as children:
+            os.kill(int(children.read().split()[0]), signal.SIGTERM)
+        self.assertEqual(agent.ended(), 0, agent.said())
+        with open(trace) as calls:
+            for call in calls:
+                self.assertNotRegex(call, r'"/(etc|var/lib|usr/share|root/\.)[^"]*snmp', call)
+                self.assertNotRegex(call, r"O_CREAT|O_WRONLY|mkdir\(\"/[^d]|unlink|rename", call)
+
+    def testADirectoryOfItsOwnIsNotNeeded(self):
+        """It runs as any user, in a directory where it may write nothing."""
+        if os.geteuid() != 0:
+            self.skipTest("only root may become another user")
+        os.chmod(self.directory, 0o555)
+        os.chmod(self.database, 0o444)
+        port = support.freePort()
+        agent = support.Process(self.directory, "setpriv", "--reuid=65534", "--regid=65534",
+                                "--clear-groups", support.AGENT, "--listen",
+                                f"udp:127.0.0.1:{port}")
+        self.addCleanup(agent.close)
+        support.waitFor(lambda: " serves " in agent.said() or agent.hasEnded(), "the agent serves")
+        self.assertEqual(Manager(f"udp:127.0.0.1:{port}").rows(),
+                         {**rowsOf(0, CAUSES), **rowsOf(1, CAUSES)}, agent.said())
+        self.assertEqual(agent.stopped(), 0, agent.said())
+
+
+if __name__ == "__main__":
+    unittest.main()

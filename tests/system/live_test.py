@@ -1,0 +1,121 @@
+#!/usr/bin/python3
+"""An agent follows its state database: what changes is shown, what goes bad is not."""
+
+import json
+import os
+import unittest
+
+import support
+from support import ENTRY, rowsOf
+
+CAUSES = [("Power loss", 1700000000.9)]
+HISTORY = "cell/1/sys/reset/history"
+
+
+def twice(causes):
+    return {**rowsOf(0, causes), **rowsOf(1, causes)}
+
+
+class Live(support.SystemTest):
+    def setUp(self):
+        super().setUp()
+        self.recordReset(1, CAUSES)
+        self.agent = self.start()
+        self.assertRows(self.agent, twice(CAUSES))
+
+    def assertSays(self, *texts):
+        support.waitFor(lambda: all(text in self.agent.said() for text in texts),
+                        f"the agent says {texts}: {self.agent.said()}")
+
+    def assertKeepsServing(self, rows):
+        """The rows stand, and a good document is shown again afterwards."""
+        self.assertEqual(self.agent.manager.rows(), rows)
+        self.assertFollows()
+
+    def assertFollows(self):
+        self.recordReset(1, [("afterwards", 7)])
+        self.assertRows(self.agent, twice([("afterwards", 7)]))
+
+    def testACauseIsAdded(self):
+        self.addCause(1, "Fan failure", 1700000005)
+        self.assertRows(self.agent, twice(CAUSES + [("Fan failure", 1700000005)]))
+
+    def testAReloadIsRecorded(self):
+        self.recordReset(1, [("Upgrade", 1700000010), ("Requested", 1700000011)])
+        self.assertRows(self.agent, twice([("Upgrade", 1700000010), ("Requested", 1700000011)]))
+
+    def testCausesAreReplacedAndEmptied(self):
+        self.putHistory(1, {0: [("other", 1)], 3: CAUSES})
+        self.assertRows(self.agent, twice([("other", 1)]))
+        self.putHistory(1, {0: []})
+        self.assertRows(self.agent, {})
+
+    def testRowsStayWhenTheLatestReloadGoes(self):
+        self.recordReset(2, CAUSES)
+        self.setRedundancy(1, protocol=3, capable=True)
+        self.assertRows(self.agent, {**twice(CAUSES), **rowsOf(2, CAUSES)})
+        self.putHistory(1, {1: [("older", 1)]})
+        # A change elsewhere that is seen tells that the one before it was seen, too.
+        self.recordReset(2, [("later", 2)])
+        self.assertRows(self.agent, {**twice(CAUSES), **rowsOf(2, [("later", 2)])})
+
+    def testRowsStayWhenTheDocumentIsUnpublished(self):
+        self.kavra("del", HISTORY)
+        self.assertKeepsServing(twice(CAUSES))
+
+    def testRowsStayWhenTheFileVanishesAndComesBack(self):
+        kept = self.path("kept.json")
+        os.rename(self.database, kept)
+        self.assertEqual(self.agent.manager.rows(), twice(CAUSES))
+        os.rename(kept, self.database)
+        self.assertKeepsServing(twice(CAUSES))
+
+    def testAnEmptyFileChangesNothing(self):
+        self.write("kavra.json", "")
+        self.assertSays("kavra.json")
+        self.assertEqual(self.agent.manager.rows(), twice(CAUSES))
+
+    def testAFileThatDoesNotParseChangesNothingAndIsReportedOnce(self):
+        with open(self.database) as file:
+            good = file.read()
+        self.write("kavra.json", '{"' + HISTORY + '": {')
+        self.assertSays("kavra.json", "line 1")
+        self.assertEqual(self.agent.manager.rows(), twice(CAUSES))
+        self.assertEqual(self.agent.said().count("line 1"), 1)
+        self.write("kavra.json", good)
+        self.assertKeepsServing(twice(CAUSES))
+
+    def testADocumentThatDoesNotFitItsTypeChangesNothing(self):
+        for history, place in [({"0": {"causeQ": [{"description": 7, "time": 1}]}}, "description"),
+                               ({"0": {"causeQ": [{"description": "x", "time": "soon"}]}}, "time"),
+                               ({"0": {"causeQ": {}}}, "causeQ"), ({"minus": {}}, "minus"),
+                               ({"4294967296": {"causeQ": []}}, "4294967296"), (7, "rebootHistory")]:
+            document = {HISTORY: {"type": "System::ResetCauseHistory", "rebootHistory": history}}
+            before = len(self.agent.said())
+            self.write("kavra.json", json.dumps(document))
+            support.waitFor(lambda: place in self.agent.said()[before:], (place, document))
+            self.assertIn(HISTORY, self.agent.said()[before:])
+            self.assertEqual(self.agent.manager.rows(), twice(CAUSES), document)
+
+    def testDescriptionsHoldAnyText(self):
+        causes = [("", 0), ("\u0000nul and \u001b escape", 1), ("\U0001f525", 2),
+                  ("y" * 1024, 4294967295)]
+        self.putHistory(1, {0: causes})
+        self.assertRows(self.agent, twice(causes))
+
+    def testADescriptionThatIsTooLongIsAnErrorOfItsOwnRow(self):
+        self.putHistory(1, {0: [("y" * 1025, 1), ("short", 2)]})
+        short = {key: row for key, row in twice([("", 1), ("short", 2)]).items() if key[2] == 2}
+        support.waitFor(lambda: self.agent.manager.get(f"{ENTRY}.4.0.0.2") ==
+                        [(f"{ENTRY}.4.0.0.2", b"short")], "the new causes are shown")
+        answer = self.agent.manager.run("snmpget", f"{ENTRY}.4.0.0.1")
+        self.assertIn("genError", answer.stderr)
+        for key, row in short.items():
+            name = ".".join(map(str, key))
+            self.assertEqual(self.agent.manager.get(f"{ENTRY}.4.{name}", f"{ENTRY}.5.{name}"),
+                             [(f"{ENTRY}.4.{name}", row[0]), (f"{ENTRY}.5.{name}", row[1])])
+        self.assertFollows()
+
+
+if __name__ == "__main__":
+    unittest.main()
