@@ -1,0 +1,63 @@
+#include "tools/HistoryEdit.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "Documents.h"
+#include "Kavra/JsonText.h"
+#include "tools/Errors.h"
+
+namespace Tools {
+namespace {
+
+using kavratest::historyOf;
+using kavratest::Reloads;
+
+std::string text(const Qel::Document& document) {
+  return Kavra::toJson(document, Kavra::JsonForm::line);
+}
+
+// The document helper of the tests gives every cause this time.
+constexpr double kTime = 1700000000.5;
+
+TEST(HistoryEditTest, BeginsAHistoryWithItsFirstReload) {
+  EXPECT_EQ(text(withReload(nullptr, {{"a", kTime}, {"b", kTime}})),
+            text(historyOf({{0, {"a", "b"}}})));
+}
+
+TEST(HistoryEditTest, MovesOlderReloadsUpByOne) {
+  const Qel::Document present = historyOf({{0, {"a"}}, {1, {"b"}}, {5, {"c"}}});
+  EXPECT_EQ(text(withReload(&present, {{"new", kTime}})),
+            text(historyOf({{0, {"new"}}, {1, {"a"}}, {2, {"b"}}, {6, {"c"}}})));
+}
+
+TEST(HistoryEditTest, DropsTheEleventhReload) {
+  Reloads reloads;
+  for (U32 index = 0; index < 10; ++index) reloads[index] = {"cause " + std::to_string(index)};
+  const Qel::Document present = historyOf(reloads);
+  Reloads expected{{0, {"new"}}};
+  for (U32 index = 0; index < 9; ++index) expected[index + 1] = reloads[index];
+  EXPECT_EQ(text(withReload(&present, {{"new", kTime}})), text(historyOf(expected)));
+}
+
+TEST(HistoryEditTest, DropsWhateverIsOlder) {
+  const Qel::Document present = historyOf({{9, {"a"}}, {10, {"b"}}, {4294967295, {"c"}}});
+  EXPECT_EQ(text(withReload(&present, {})), text(historyOf({{0, {}}})));
+}
+
+TEST(HistoryEditTest, AddsACauseAtTheEndOfReloadZero) {
+  const Qel::Document present = historyOf({{0, {"a"}}, {1, {"b"}}});
+  EXPECT_EQ(text(withCause(&present, {"c", kTime})),
+            text(historyOf({{0, {"a", "c"}}, {1, {"b"}}})));
+}
+
+TEST(HistoryEditTest, NeedsAReloadToAddACauseTo) {
+  const Qel::Document present = historyOf({{1, {"b"}}});
+  EXPECT_THROW(withCause(&present, {"c", kTime}), CommandError);
+  EXPECT_THROW(withCause(nullptr, {"c", kTime}), CommandError);
+}
+
+}  // namespace
+}  // namespace Tools
