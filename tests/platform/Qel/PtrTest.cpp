@@ -38,6 +38,8 @@ TEST_F(PtrTest, MakesAnObjectFromItsConstructorArguments) {
   EXPECT_EQ(make<Derived>(7)->number(), 7);
 }
 
+TEST_F(PtrTest, AdoptsNullAsNull) { EXPECT_EQ(Ptr<Derived>::adopt(nullptr), nullptr); }
+
 TEST_F(PtrTest, ACopyAddsAReferenceAndAMoveDoesNot) {
   Ptr<Derived> first = make<Derived>();
   const Ptr<Derived> copy = first;
