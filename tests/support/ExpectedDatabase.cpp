@@ -23,13 +23,8 @@ Database::MountPtr Database::mount(const std::string& path, Mount::Complete comp
 }
 
 void Database::publish(const std::string& path, const Document& document) {
-  Entry& entry = entries_[path];
-  if (document.fits) {
-    entry.good = document;
-    entry.misfit.reset();
-  } else {
-    entry.misfit = document;
-  }
+  const auto served = served_.find(path);
+  if (document.fits || served == served_.end() || !served->second.fits) served_[path] = document;
   const std::vector<std::weak_ptr<Mount>> mounts = mounts_;
   for (const auto& held : mounts) {
     const MountPtr mount = held.lock();
@@ -52,9 +47,8 @@ void Database::settle() {
 
 void Database::begin(Mount& mount) {
   mount.stage = Mount::Stage::waits;
-  const auto entry = entries_.find(mount.path);
-  if (entry == entries_.end()) return;
-  see(mount, entry->second.good ? *entry->second.good : *entry->second.misfit);
+  const auto served = served_.find(mount.path);
+  if (served != served_.end()) see(mount, served->second);
 }
 
 void Database::see(Mount& mount, const Document& document) {

@@ -4,7 +4,6 @@
 #include <functional>
 #include <map>
 #include <memory>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -62,23 +61,19 @@ class Database {
 
   MountPtr mount(const std::string& path, Mount::Complete complete);
   void publish(const std::string& path, const Document& document);
-  void unpublish(const std::string& path) { entries_.erase(path); }
+  void unpublish(const std::string& path) { served_.erase(path); }
   // Does what the event loop does when it has time.
   void settle();
 
  private:
-  struct Entry {
-    std::optional<Document> good;
-    std::optional<Document> misfit;  // newer than the good one
-  };
-
   void begin(Mount& mount);
   void see(Mount& mount, const Document& document);
   void complete(Mount& mount);
   void apply(History& history, const Document& document);
 
   Told told_;
-  std::map<std::string, Entry> entries_;
+  // At each path the last document that fits; one that does not where there never was another.
+  std::map<std::string, Document> served_;
   std::vector<std::weak_ptr<Mount>> mounts_;
   std::deque<std::weak_ptr<Mount>> tasks_;
 };
