@@ -221,8 +221,9 @@ TEST_F(RegistrationTest, AnIndexThatCannotBeAddedIsTracedAndDoesNotStopTheOthers
                   failed + "norvekReloadUnitIndex" + place, failed + "norvekReloadIndex" + place,
                   failed + "norvekReloadCauseIndex" + place,
                   "Snmp 8: Initialized table norvekReloadCauseTable in context \"\""));
-  // They never went to net-snmp, which would own the two records.
+  // They never went to net-snmp, which would own the records.
   unregister_NorvekGeneralMIB("");
+  netsnmp_handler_registration_free(interposed().registered);
   netsnmp_table_registration_info_free(iteratorInfo->table_reginfo);
   std::free(iteratorInfo);
 }
