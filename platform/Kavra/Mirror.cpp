@@ -31,12 +31,14 @@ Qel::String Mirror::handlePublication(const Publication* publication) {
   // Handlers may let go of whoever holds this mirror.
   const Qel::Ptr<Mirror> alive(this);
   if (publication->type != typeName_) {
-    if (!call_) {
-      return fmt::format("of type '{}' where '{}' is followed", publication->type.view(),
-                         typeName_.view());
+    if (call_) {
+      std::exchange(call_, nullptr)(nullptr);
+      return {};
     }
-    std::exchange(call_, nullptr)(nullptr);
-    return {};
+    // One that does not even fit its own type is in quarantine already.
+    if (!publication->fits()) return {};
+    return fmt::format("of type '{}' where '{}' is followed", publication->type.view(),
+                       typeName_.view());
   }
   if (!publication->fits()) return {};
   apply(publication->change);

@@ -153,6 +153,18 @@ TEST_F(MirrorTest, QuarantinesALaterDocumentOfAnotherType) {
   EXPECT_EQ(kavratest::reloadsOf(mirror->entity()), (Reloads{{0, {"two"}}}));
 }
 
+TEST_F(MirrorTest, LeavesALaterMisfitOfAnotherTypeToTheFeed) {
+  const auto mirror = this->mirror();
+  publish(history({"one"}));
+  log_.clear();
+  publish(Qel::Document::Map{{"type", "Nonsense"}});
+  EXPECT_EQ(log_.lines().size(), 1U);
+  EXPECT_EQ(feed_->status().quarantined.size(), 1U);
+  publish(history({"one"}));
+  EXPECT_THAT(feed_->status().quarantined, IsEmpty());
+  EXPECT_EQ(kavratest::reloadsOf(mirror->entity()), (Reloads{{0, {"one"}}}));
+}
+
 TEST_F(MirrorTest, TracesWhatEscapesAHandlerAndAppliesTheRestOfTheDocument) {
   const auto mirror = this->mirror();
   const auto watcher = Qel::make<HistoryWatcher>(mirror->entity(), log_);
