@@ -141,15 +141,15 @@ void RedisFeed::handleRing(const RedisReply& reply) {
 }
 
 void RedisFeed::askState() {
-  const auto commands = redisTransactionOf({RedisState::epochCommand(), RedisState::logCommand()});
-  link_->requestIs(commands, [this](const Replies& replies) {
-    guarded([this, &replies] { handleState(replies); });
-  });
+  // No transaction: a server without memory left refuses one, but answers this. A change between
+  // the two is seen as one, too.
+  link_->requestIs({RedisState::epochCommand(), RedisState::logCommand()},
+                   [this](const Replies& replies) {
+                     guarded([this, &replies] { handleState({replies[0], replies[1]}); });
+                   });
 }
 
-void RedisFeed::handleState(const Replies& replies) {
-  const RedisReply& outcome = redisOutcomeOf(replies, 2);
-  const RedisState state(outcome.elements[0], outcome.elements[1]);
+void RedisFeed::handleState(const RedisState& state) {
   if (state != present_) return askSnapshot({});
   if (accepted_ == present_) lastConfirmed_ = clock_->now();
   askForRing();

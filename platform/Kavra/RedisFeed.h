@@ -53,7 +53,7 @@ class RedisFeed final : public Feed {
   void askState();
   void handleSnapshot(const Replies& replies);
   void handleRing(const RedisReply& reply);
-  void handleState(const Replies& replies);
+  void handleState(const RedisState& state);
 
   void takeSnapshot(const RedisSnapshot& snapshot);
   void beReached();

@@ -1,0 +1,53 @@
+#include "Kavra/RedisBackOff.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+namespace Kavra {
+namespace {
+
+double longestOf(int times) {
+  double longest = 0.0;
+  for (int i = 0; i < times; ++i) {
+    RedisBackOff backOff;
+    longest = std::max(longest, backOff.next());
+  }
+  return longest;
+}
+
+TEST(RedisBackOffTest, BeginsWithUpToATenthOfASecond) {
+  const double longest = longestOf(1000);
+  EXPECT_LE(longest, 0.1);
+  EXPECT_GT(longest, 0.08);
+}
+
+TEST(RedisBackOffTest, GrowsToFiveSecondsAndNoFurther) {
+  RedisBackOff backOff;
+  double longest = 0.0;
+  for (int i = 0; i < 1000; ++i) longest = std::max(longest, backOff.next());
+  EXPECT_LE(longest, 5.0);
+  EXPECT_GT(longest, 4.5);
+}
+
+TEST(RedisBackOffTest, LeavesNoWaitLongerThanHalfOfAnOutageAndASecond) {
+  for (int run = 0; run < 1000; ++run) {
+    RedisBackOff backOff;
+    double away = 0.0;
+    while (away < 60.0) {
+      const double wait = backOff.next();
+      EXPECT_LE(wait, std::max(away, 1.0) + 1.0);
+      away += wait;
+    }
+  }
+}
+
+TEST(RedisBackOffTest, BeginsAnewAfterASuccess) {
+  RedisBackOff backOff;
+  for (int i = 0; i < 100; ++i) backOff.next();
+  backOff.reset();
+  EXPECT_LE(backOff.next(), 0.1);
+}
+
+}  // namespace
+}  // namespace Kavra

@@ -1,0 +1,505 @@
+#include "Kavra/RedisFeed.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <malloc.h>
+
+#include <filesystem>
+#include <iterator>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "Documents.h"
+#include "FakeRedisServer.h"
+#include "HastyEventLoop.h"
+#include "Kavra/EntityManager.h"
+#include "Kavra/RedisEntity.h"
+#include "Kavra/RedisStore.h"
+#include "Qel/Clock.h"
+#include "Qel/PollEventLoop.h"
+#include "RedisServerProcess.h"
+#include "RunUntil.h"
+#include "ScriptedRedis.h"
+#include "support/LiveObjects.h"
+#include "support/ManualEventLoop.h"
+#include "support/Random.h"
+#include "support/TraceRecorder.h"
+
+namespace Kavra {
+namespace {
+
+using kavratest::FakeRedisServer;
+using kavratest::history;
+using kavratest::kHistoryPath;
+using kavratest::kHistoryType;
+using kavratest::kRedundancyPath;
+using kavratest::RedisServerProcess;
+using kavratest::redundancy;
+using kavratest::Reloads;
+using testing::AllOf;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::StartsWith;
+
+const std::string kHistoryKey = redisKeyOf(kHistoryPath);
+
+class FollowingTest : public support::LiveObjectsTest {
+ protected:
+  Qel::Ptr<RedisFeed> feedOf(const std::string& socket, Qel::EventLoop& loop) {
+    return Qel::make<RedisFeed>(RedisServer{RedisAddress::ofPath(socket), {}}, loop, clock_);
+  }
+  bool until(const std::function<bool()>& condition) {
+    return kavratest::runUntil(loop_, condition);
+  }
+
+  support::TraceRecorder log_;
+  Qel::PollEventLoop loop_;
+  const Qel::Ptr<Qel::Clock const> clock_ = Qel::make<Qel::SystemClock>();
+};
+
+// Follows the history at a real server.
+class RedisFeedTest : public FollowingTest {
+ protected:
+  void publish(const Qel::Document& document, const Qel::String& path = kHistoryPath) {
+    RedisStore(server_.server(), clock_).update({path}, [&](Store::Documents& documents) {
+      documents.insert_or_assign(path, document);
+    });
+  }
+  void command(const RedisCommand& command) const {
+    const RedisReply reply = server_.command(command);
+    ASSERT_FALSE(reply.isError()) << reply.text;
+  }
+  bool shows(const std::vector<std::string>& causes) {
+    return until([&] { return kavratest::reloadsOf(entity_) == Reloads{{0, causes}}; });
+  }
+  bool reached() {
+    return until([this] { return feed_->status().reachable; });
+  }
+  bool lost() {
+    return until([this] { return !feed_->status().reachable; });
+  }
+  // As long as a follower needs that has missed every ring.
+  void wait() {
+    const auto watch = loop_.timerIs(1.5, [this] { loop_.stop(); });
+    loop_.run();
+  }
+
+  RedisServerProcess server_;
+  const Qel::Ptr<RedisFeed> feed_ = feedOf(server_.socket(), loop_);
+  const Qel::Ptr<EntityManager> manager_ = Qel::make<EntityManager>(feed_);
+  const Qel::Ptr<Qel::Entity> entity_ = manager_->entityIs(kHistoryPath, kHistoryType);
+};
+
+TEST_F(RedisFeedTest, ServesWhatItSawWhileTheServerIsAway) {
+  publish(history({"one"}));
+  ASSERT_TRUE(shows({"one"}));
+  server_.kill();
+  ASSERT_TRUE(lost());
+  EXPECT_TRUE(shows({"one"}));
+  server_.start();
+  ASSERT_TRUE(reached());
+  EXPECT_TRUE(shows({"one"}));
+  publish(history({"two"}));
+  EXPECT_TRUE(shows({"two"}));
+  EXPECT_THAT(log_.lines(), ElementsAre(AllOf(HasSubstr("Kavra 0: " + server_.url() + ": lost: "),
+                                              HasSubstr("; serving what was there 0.")),
+                                        AllOf(HasSubstr(server_.url() + ": back after 0."),
+                                              HasSubstr("serving what is there"))));
+}
+
+TEST_F(RedisFeedTest, TellsTheStateOfTheServer) {
+  publish(history({"one"}));
+  ASSERT_TRUE(shows({"one"}));
+  const Status expected = RedisStore(server_.server(), clock_).status();
+  const Status status = feed_->status();
+  EXPECT_TRUE(status.reachable);
+  EXPECT_EQ(status.problem, "");
+  EXPECT_EQ(status.epoch, expected.epoch);
+  EXPECT_EQ(status.lastId, expected.lastId);
+  EXPECT_LT(status.age.value_or(9.0), 1.0);
+}
+
+TEST_F(RedisFeedTest, ReconnectsAtOnceWhenItsConnectionIsKilled) {
+  publish(history({"one"}));
+  ASSERT_TRUE(shows({"one"}));
+  for (int i = 0; i < 20; ++i) {
+    command({"CLIENT", "KILL", "TYPE", "normal"});
+    publish(history({"n" + std::to_string(i)}));
+    EXPECT_TRUE(shows({"n" + std::to_string(i)}));
+  }
+}
+
+TEST_F(RedisFeedTest, IsSilentWhereNothingWasPublished) {
+  ASSERT_TRUE(reached());
+  EXPECT_THAT(kavratest::reloadsOf(entity_), IsEmpty());
+  EXPECT_THAT(log_.lines(), IsEmpty());
+}
+
+TEST_F(RedisFeedTest, KeepsTheRowsOfAFlushedServerAndBelievesItsNewEpoch) {
+  publish(history({"one"}));
+  publish(history({"two"}));
+  ASSERT_TRUE(shows({"two"}));
+  command({"FLUSHALL"});
+  wait();
+  EXPECT_TRUE(shows({"two"}));
+  publish(history({"one"}));
+  EXPECT_TRUE(shows({"one"}));
+}
+
+TEST_F(RedisFeedTest, DoesNotBelieveAServerThatWentBackInItsEpoch) {
+  publish(history({"one"}));
+  const RedisReply older = server_.command({"DUMP", kHistoryKey});
+  const RedisReply olderLog = server_.command({"DUMP", kRedisLogKey});
+  publish(history({"two"}));
+  ASSERT_TRUE(shows({"two"}));
+  command({"RESTORE", kHistoryKey, "0", older.text, "REPLACE"});
+  command({"RESTORE", kRedisLogKey, "0", olderLog.text, "REPLACE"});
+  ASSERT_TRUE(lost());
+  EXPECT_TRUE(shows({"two"}));
+  EXPECT_THAT(log_.lines(), ElementsAre(HasSubstr("lost: the server went back from ")));
+  EXPECT_THAT(feed_->status().problem.stdString(), HasSubstr("went back"));
+  publish(history({"three"}));
+  EXPECT_TRUE(shows({"three"}));
+  EXPECT_TRUE(feed_->status().reachable);
+}
+
+TEST_F(RedisFeedTest, MissesNothingWhenTheLogIsTrimmed) {
+  publish(history({"one"}));
+  ASSERT_TRUE(shows({"one"}));
+  for (int i = 0; i < 10; ++i) {
+    publish(history({std::to_string(i)}));
+    command({"XTRIM", kRedisLogKey, "MAXLEN", "0"});
+    EXPECT_TRUE(shows({std::to_string(i)}));
+  }
+  EXPECT_THAT(log_.lines(), IsEmpty());
+}
+
+TEST_F(RedisFeedTest, LivesThroughEveryWrongTypeInThePlaceOfTheLogAndTheEpoch) {
+  const std::vector<RedisCommand> wrong = {{"SET", "", "x"},
+                                           {"LPUSH", "", "x"},
+                                           {"SADD", "", "x"},
+                                           {"ZADD", "", "1", "x"},
+                                           {"HSET", "", "a", "b"}};
+  publish(history({"start"}));
+  ASSERT_TRUE(shows({"start"}));
+  int number = 0;
+  for (const char* key : {kRedisLogKey, kRedisEpochKey}) {
+    for (RedisCommand replacement : wrong) {
+      replacement[1] = key;
+      command({"DEL", key});
+      command(replacement);
+      publish(history({std::to_string(++number)}));
+      EXPECT_TRUE(shows({std::to_string(number)})) << key << ' ' << replacement[0];
+    }
+  }
+}
+
+TEST_F(RedisFeedTest, QuarantinesEveryWrongTypeInThePlaceOfADocument) {
+  publish(history({"one"}));
+  ASSERT_TRUE(shows({"one"}));
+  const std::vector<RedisCommand> wrong = {{"SET", kHistoryKey, "x"},
+                                           {"LPUSH", kHistoryKey, "x"},
+                                           {"SADD", kHistoryKey, "x"},
+                                           {"ZADD", kHistoryKey, "1", "x"},
+                                           {"XADD", kHistoryKey, "*", "a", "b"},
+                                           {"HSET", kHistoryKey, "n", "1"}};
+  for (const RedisCommand& replacement : wrong) {
+    command({"DEL", kHistoryKey});
+    command(replacement);
+    command({"XADD", kRedisLogKey, "*", "k", kHistoryKey});
+    EXPECT_TRUE(until([this] { return !feed_->status().quarantined.empty(); }));
+    EXPECT_TRUE(shows({"one"})) << replacement[0];
+    EXPECT_THAT(feed_->status().quarantined.at(0).why.stdString(), HasSubstr("key " + kHistoryKey));
+    publish(history({"one"}));
+    EXPECT_TRUE(until([this] { return feed_->status().quarantined.empty(); }));
+  }
+}
+
+TEST_F(RedisFeedTest, ReportsTheSameQuarantineOnce) {
+  publish(history({"one"}));
+  ASSERT_TRUE(shows({"one"}));
+  command({"HSET", kHistoryKey, "0:0:t", "nan"});
+  for (int i = 0; i < 5; ++i) publish(redundancy(static_cast<U32>(i), true), kRedundancyPath);
+  wait();
+  EXPECT_THAT(log_.lines(), ElementsAre(HasSubstr("refused: key " + kHistoryKey + ", field _c")));
+  EXPECT_TRUE(shows({"one"}));
+}
+
+TEST_F(RedisFeedTest, GivesAStoppedServerUpAndFindsItAgain) {
+  publish(history({"one"}));
+  ASSERT_TRUE(shows({"one"}));
+  server_.signal(SIGSTOP);
+  ASSERT_TRUE(lost());
+  EXPECT_THAT(log_.lines(), ElementsAre(HasSubstr("lost: no answer within 3 s")));
+  server_.signal(SIGCONT);
+  ASSERT_TRUE(reached());
+  EXPECT_TRUE(shows({"one"}));
+}
+
+TEST_F(RedisFeedTest, FindsEveryPathForWhoFollowsAPrefix) {
+  std::map<Qel::String, bool> published;
+  const auto follow = feed_->followPrefixIs(
+      "cell/", [&](const Qel::String& path, const Publication* publication) -> Qel::String {
+        published[path] = publication != nullptr;
+        return {};
+      });
+  publish(history({"one"}), "cell/1/a");
+  publish(history({"one"}), "other");
+  EXPECT_TRUE(until([&] { return published["cell/1/a"]; }));
+  publish(redundancy(1, true), kRedundancyPath);
+  EXPECT_TRUE(until([&] { return published[kRedundancyPath]; }));
+  // Without the index, the doorbells tell.
+  command({"DEL", kRedisIndexKey});
+  publish(history({"one"}), "cell/3/b");
+  EXPECT_TRUE(until([&] { return published["cell/3/b"]; }));
+  EXPECT_TRUE(published["cell/1/a"]);
+  RedisStore(server_.server(), clock_).update({"cell/1/a"}, [](auto& documents) {
+    documents.clear();
+  });
+  EXPECT_TRUE(until([&] { return !published["cell/1/a"]; }));
+  EXPECT_EQ(published.count("other"), 0U);
+}
+
+TEST_F(RedisFeedTest, ReadsAPathThatIsFollowedLaterWithinASecondOrTwo) {
+  publish(redundancy(7, true), kRedundancyPath);
+  ASSERT_TRUE(reached());
+  int told = 0;
+  const auto follow = feed_->followIs(kRedundancyPath, [&](const auto&, const Publication* it) {
+    if (it != nullptr) ++told;
+    return Qel::String();
+  });
+  EXPECT_TRUE(kavratest::runUntil(
+      loop_, [&] { return told == 1; }, 2.0));
+}
+
+TEST_F(RedisFeedTest, MayBeLetGoByItsFollower) {
+  Qel::Ptr<RedisFeed> feed = feedOf(server_.socket(), loop_);
+  bool told = false;
+  Qel::Ptr<Follow> follow;
+  follow = feed->followIs(kHistoryPath, [&](const auto&, const Publication*) {
+    told = true;
+    follow = nullptr;
+    return Qel::String();
+  });
+  feed = nullptr;
+  publish(history({"one"}));
+  EXPECT_TRUE(until([&] { return told; }));
+  EXPECT_TRUE(shows({"one"}));
+}
+
+TEST_F(RedisFeedTest, StaysWithAServerThatHasNoMemoryLeft) {
+  publish(history({"one"}));
+  ASSERT_TRUE(shows({"one"}));
+  command({"CONFIG", "SET", "maxmemory", "1"});
+  wait();
+  EXPECT_TRUE(feed_->status().reachable);
+  EXPECT_LT(feed_->status().age.value_or(9.0), 1.4);
+  EXPECT_THAT(log_.lines(), IsEmpty());
+}
+
+class RedisUserTest : public FollowingTest {
+ protected:
+  static RedisServer as(const RedisServerProcess& server, const char* user, const char* password) {
+    return {RedisAddress::ofPath(server.socket()), RedisCredentials{user, password}};
+  }
+
+  RedisServerProcess server_{{"--user", "agent", "on", ">right", "~kavra:*", "+@all"}};
+};
+
+TEST_F(RedisUserTest, IsRefusedWithAWrongPasswordAndLetInWithTheRightOne) {
+  const auto refused = Qel::make<RedisFeed>(as(server_, "agent", "wrong"), loop_, clock_);
+  const auto welcome = Qel::make<RedisFeed>(as(server_, "agent", "right"), loop_, clock_);
+  EXPECT_TRUE(until([&] { return welcome->status().reachable; }));
+  EXPECT_TRUE(until([&] { return !log_.lines().empty(); }));
+  EXPECT_FALSE(refused->status().reachable);
+  EXPECT_THAT(log_.lines(),
+              ElementsAre(AllOf(HasSubstr("not reached: WRONGPASS"), HasSubstr("nothing to serve"),
+                                testing::Not(HasSubstr("wrong;")))));
+}
+
+TEST_F(RedisUserTest, IsLostWhenItsUserIsDeletedAndBackWhenItIsThereAgain) {
+  const auto feed = Qel::make<RedisFeed>(as(server_, "agent", "right"), loop_, clock_);
+  ASSERT_TRUE(until([&] { return feed->status().reachable; }));
+  server_.command({"ACL", "DELUSER", "agent"});
+  ASSERT_TRUE(until([&] { return !feed->status().reachable; }));
+  server_.command({"ACL", "SETUSER", "agent", "on", ">right", "~kavra:*", "+@all"});
+  EXPECT_TRUE(until([&] { return feed->status().reachable; }));
+  EXPECT_EQ(log_.lines().size(), 2U);
+}
+
+TEST_F(RedisUserTest, SaysWhatTheUserMayNotDo) {
+  server_.command({"ACL", "SETUSER", "agent", "-xinfo"});
+  const auto feed = Qel::make<RedisFeed>(as(server_, "agent", "right"), loop_, clock_);
+  EXPECT_TRUE(until([&] { return !log_.lines().empty(); }));
+  EXPECT_THAT(feed->status().problem.stdString(), HasSubstr("NOPERM"));
+}
+
+// Follows the history at a server that the test makes up.
+class FakeRedisFeedTest : public FollowingTest {
+ protected:
+  FakeRedisFeedTest() { script_.documentIs(kHistoryPath, history({"one", "two"})); }
+
+  void serve(FakeRedisServer::Answer answer) {
+    fake_ = std::make_unique<FakeRedisServer>(loop_, std::move(answer));
+    feed_ = feedOf(fake_->socket(), hasty_);
+    manager_ = Qel::make<EntityManager>(feed_);
+    entity_ = manager_->entityIs(kHistoryPath, kHistoryType);
+  }
+  void serveScript() {
+    serve([this](unsigned connection, std::string_view request) {
+      return script_.answersTo(connection, request);
+    });
+  }
+  Reloads shown() const { return kavratest::reloadsOf(entity_); }
+  static std::ptrdiff_t openDescriptors() {
+    const std::filesystem::directory_iterator descriptors("/proc/self/fd");
+    return std::distance(begin(descriptors), end(descriptors));
+  }
+
+  const Reloads published_{{0, {"one", "two"}}};
+  kavratest::HastyEventLoop hasty_{loop_, 50};
+  kavratest::ScriptedRedis script_;
+  std::unique_ptr<FakeRedisServer> fake_;
+  Qel::Ptr<RedisFeed> feed_;
+  Qel::Ptr<EntityManager> manager_;
+  Qel::Ptr<Qel::Entity> entity_;
+  Qel::Ptr<Qel::EventWatch> closing_;
+};
+
+TEST_F(FakeRedisFeedTest, ReadsAnAnswerThatComesInSingleOctets) {
+  serveScript();
+  hasty_.factorIs(1);
+  fake_->singleOctetsIs(true);
+  EXPECT_TRUE(until([this] { return shown() == published_; }));
+  EXPECT_THAT(log_.lines(), IsEmpty());
+}
+
+TEST_F(FakeRedisFeedTest, TakesNothingFromAnAnswerThatIsCutOff) {
+  std::size_t wholeAt = 0;
+  serve([&](unsigned connection, std::string_view request) {
+    const std::string answers = script_.answersTo(connection, request);
+    if (connection >= answers.size()) {
+      if (wholeAt == 0) wholeAt = answers.size();
+      return answers;
+    }
+    EXPECT_THAT(shown(), IsEmpty());
+    closing_ = loop_.timerIs(0.0, [this] { fake_->closeAll(); });
+    return answers.substr(0, connection);
+  });
+  hasty_.factorIs(500);
+  EXPECT_TRUE(until([this] { return shown() == published_; }));
+  EXPECT_GT(wholeAt, 200U);
+}
+
+TEST_F(FakeRedisFeedTest, GivesUpAServerThatIsSilent) {
+  serve([](unsigned, std::string_view) { return std::string(); });
+  EXPECT_TRUE(until([this] { return fake_->connections() > 3; }));
+  EXPECT_THAT(log_.lines(), ElementsAre(HasSubstr("not reached: no answer within 3 s")));
+  EXPECT_LE(fake_->openConnections(), 2U);
+}
+
+TEST_F(FakeRedisFeedTest, GivesUpAServerThatSpeaksOtherwise) {
+  serve([](unsigned, std::string_view) { return std::string("HTTP/1.1 400 Bad Request\r\n\r\n"); });
+  EXPECT_TRUE(until([this] { return fake_->connections() > 3; }));
+  EXPECT_THAT(log_.lines(), ElementsAre(HasSubstr("not the Redis protocol")));
+}
+
+TEST_F(FakeRedisFeedTest, SurvivesAnswersThatNobodyAskedFor) {
+  serve([this](unsigned connection, std::string_view request) {
+    const std::string answers = script_.answersTo(connection, request);
+    return answers.empty() ? answers : answers + "+MORE\r\n+MORE\r\n";
+  });
+  EXPECT_TRUE(until([this] { return fake_->connections() > 3; }));
+  EXPECT_THAT(log_.lines().at(0), HasSubstr("an answer that nobody asked for"));
+}
+
+TEST_F(FakeRedisFeedTest, PassesOnWhyAServerClosesTheConnection) {
+  serve([this](unsigned, std::string_view) {
+    closing_ = loop_.timerIs(0.001, [this] { fake_->closeAll(); });
+    return std::string("-ERR max number of clients reached\r\n");
+  });
+  EXPECT_TRUE(until([this] { return fake_->connections() > 3; }));
+  EXPECT_THAT(log_.lines(), ElementsAre(HasSubstr("ERR max number of clients reached")));
+}
+
+TEST_F(FakeRedisFeedTest, GivesUpAServerThatFloodsIt) {
+  serve([](unsigned, std::string_view) {
+    return "$1000000000\r\n" + std::string(std::size_t{66} << 20, 'x');
+  });
+  hasty_.factorIs(0.5);
+  EXPECT_TRUE(until([this] { return fake_->connections() > 1; }));
+  EXPECT_THAT(log_.lines().at(0), HasSubstr("larger than 67108864 octets"));
+}
+
+TEST_F(FakeRedisFeedTest, ShowsNothingButWhatWasPublishedThroughMangledAnswers) {
+  support::Random random;
+  SCOPED_TRACE(random.replay());
+  log_.levelIs("Kavra", 0);
+  serve([&](unsigned connection, std::string_view request) {
+    std::string answers = script_.answersTo(connection, request);
+    for (unsigned i = 0; !answers.empty() && i <= random.below(2); ++i) {
+      answers[random.below(static_cast<unsigned>(answers.size()))] =
+          static_cast<char>(random.below(256));
+    }
+    return answers;
+  });
+  hasty_.factorIs(1000);
+  const auto wanted = static_cast<unsigned>(support::randomSteps(1000));
+  const bool enough = kavratest::runUntil(
+      loop_,
+      [&] {
+        EXPECT_TRUE(shown().empty() || shown() == published_);
+        return fake_->connections() > wanted;
+      },
+      60.0);
+  EXPECT_TRUE(enough) << fake_->connections();
+  EXPECT_EQ(shown(), published_);
+}
+
+TEST_F(FakeRedisFeedTest, NeedsNoMoreMemoryNorDescriptorsAfterThousandsOfConnections) {
+  serve([this](unsigned connection, std::string_view request) {
+    std::string answers = script_.answersTo(connection, request);
+    // An XREAD, after the snapshot.
+    if (answers.empty()) closing_ = loop_.timerIs(0.0, [this] { fake_->closeAll(); });
+    return answers;
+  });
+  hasty_.factorIs(1000);
+  const auto reach = [this](unsigned connections) {
+    return kavratest::runUntil(
+        loop_,
+        [&] {
+          log_.clear();
+          return fake_->connections() >= connections;
+        },
+        120.0);
+  };
+  ASSERT_TRUE(reach(200));
+  script_.forget();
+  const std::ptrdiff_t descriptors = openDescriptors();
+  const std::size_t memory = mallinfo2().uordblks;
+  ASSERT_TRUE(reach(10200));
+  script_.forget();
+  EXPECT_LE(openDescriptors(), descriptors + 3);
+  EXPECT_LE(mallinfo2().uordblks, memory + 32768);
+  EXPECT_EQ(shown(), published_);
+}
+
+TEST_F(FollowingTest, WaitsUntilTheLoopHasRoomForItsDescriptors) {
+  const RedisServerProcess server;
+  support::ManualEventLoop full;
+  full.mostDescriptorsIs(1);
+  const auto feed = feedOf(server.socket(), full);
+  full.settle();
+  EXPECT_THAT(log_.lines(), ElementsAre(HasSubstr("not reached: no room for a descriptor")));
+  EXPECT_EQ(full.descriptors(), 0U);
+  for (int i = 0; i < 100; ++i) full.advance(1.0);
+  EXPECT_EQ(log_.lines().size(), 1U);
+  full.mostDescriptorsIs(2);
+  full.advance(5.0);
+  EXPECT_EQ(full.descriptors(), 2U);
+}
+
+}  // namespace
+}  // namespace Kavra

@@ -1,0 +1,214 @@
+#include "Kavra/RedisStore.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <string>
+
+#include "Documents.h"
+#include "Kavra/RedisEntity.h"
+#include "Qel/Clock.h"
+#include "RedisServerProcess.h"
+#include "support/LiveObjects.h"
+
+namespace Kavra {
+namespace {
+
+using kavratest::history;
+using kavratest::kHistoryPath;
+using kavratest::kRedundancyPath;
+using kavratest::redundancy;
+using testing::AllOf;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Key;
+using testing::StartsWith;
+
+const std::string kHistoryKey = redisKeyOf(kHistoryPath);
+
+class RedisStoreTest : public support::LiveObjectsTest {
+ protected:
+  void put(const Qel::String& path, const Qel::Document& document) {
+    store_->update(
+        {path}, [&](Store::Documents& documents) { documents.insert_or_assign(path, document); });
+  }
+  std::string problemOf(const std::function<void()>& work) {
+    try {
+      work();
+      return "nothing";
+    } catch (const StoreException& error) {
+      return error.what();
+    }
+  }
+  RedisReply command(const RedisCommand& command) const { return server_.command(command); }
+  std::string epoch() const { return command({"GET", kRedisEpochKey}).text; }
+
+  kavratest::RedisServerProcess server_;
+  const Qel::Ptr<Qel::Clock const> clock_ = Qel::make<Qel::SystemClock>();
+  const Qel::Ptr<RedisStore> store_ = Qel::make<RedisStore>(server_.server(), clock_);
+};
+
+TEST_F(RedisStoreTest, RingsOnceForEachPublicationAndKeepsTheEpoch) {
+  put(kHistoryPath, history({"one"}));
+  const std::string first = epoch();
+  EXPECT_EQ(first.size(), 32U);
+  put(kRedundancyPath, redundancy(3, true));
+  EXPECT_EQ(epoch(), first);
+  EXPECT_EQ(command({"XLEN", kRedisLogKey}).integer, 2);
+}
+
+TEST_F(RedisStoreTest, IsSilentWhenNothingChanges) {
+  put(kHistoryPath, history({"one"}));
+  put(kHistoryPath, history({"one"}));
+  EXPECT_EQ(command({"XLEN", kRedisLogKey}).integer, 1);
+}
+
+TEST_F(RedisStoreTest, KeepsTheLogBounded) {
+  for (U32 i = 0; i < 1500; ++i) put(kRedundancyPath, redundancy(i, true));
+  EXPECT_LT(command({"XLEN", kRedisLogKey}).integer, 1300);
+}
+
+TEST_F(RedisStoreTest, BeginsANewEpochWhereTheLogWasReplaced) {
+  put(kHistoryPath, history({"one"}));
+  const std::string first = epoch();
+  command({"DEL", kRedisLogKey});
+  command({"SET", kRedisLogKey, "x"});
+  put(kHistoryPath, history({"two"}));
+  EXPECT_NE(epoch(), first);
+  EXPECT_EQ(command({"TYPE", kRedisLogKey}).text, "stream");
+  EXPECT_EQ(store_->documents("").at(kHistoryPath), history({"two"}));
+}
+
+TEST_F(RedisStoreTest, ReplacesWhatStandsInThePlaceOfAnyOfItsKeys) {
+  for (const std::string& key :
+       {std::string(kRedisEpochKey), std::string(kRedisIndexKey), kHistoryKey}) {
+    put(kHistoryPath, history({"one"}));
+    command({"DEL", key});
+    command({"LPUSH", key, "x"});
+    put(kHistoryPath, history({"two"}));
+    EXPECT_EQ(store_->documents("").at(kHistoryPath), history({"two"})) << key;
+    EXPECT_EQ(store_->status().problem, "") << key;
+  }
+}
+
+TEST_F(RedisStoreTest, TellsOfADocumentThatCannotBeRead) {
+  put(kHistoryPath, history({"one"}));
+  command({"HSET", kHistoryKey, "0:0:t", "nan"});
+  EXPECT_THAT(store_->documents(""), ElementsAre(Key(kHistoryPath)));
+  const Status status = store_->status();
+  ASSERT_EQ(status.quarantined.size(), 1U);
+  EXPECT_EQ(status.quarantined[0].path, kHistoryPath);
+  EXPECT_THAT(status.quarantined[0].why.stdString(),
+              StartsWith("key " + kHistoryKey + ", field _c: "));
+}
+
+TEST_F(RedisStoreTest, FindsADocumentThatWasWrittenByHand) {
+  command({"HSET", redisKeyOf(kRedundancyPath), "_v", "1", "protocol", "3", "switchoverCapable",
+           "true"});
+  EXPECT_EQ(store_->documents(kRedundancyPath).at(kRedundancyPath), redundancy(3, true));
+  EXPECT_THAT(store_->documents(""), IsEmpty());
+  command({"XADD", kRedisLogKey, "*", "k", redisKeyOf(kRedundancyPath)});
+  EXPECT_EQ(store_->documents("").at(kRedundancyPath), redundancy(3, true));
+}
+
+TEST_F(RedisStoreTest, PublishesNothingWhenTheServerHasNoMemoryLeft) {
+  put(kHistoryPath, history({"one"}));
+  command({"CONFIG", "SET", "maxmemory", "1"});
+  EXPECT_THAT(problemOf([&] { put(kHistoryPath, history({"two"})); }),
+              AllOf(HasSubstr(server_.url()), HasSubstr("OOM")));
+  command({"CONFIG", "SET", "maxmemory", "0"});
+  EXPECT_EQ(store_->documents("").at(kHistoryPath), history({"one"}));
+  put(kHistoryPath, history({"two"}));
+  EXPECT_EQ(store_->documents("").at(kHistoryPath), history({"two"}));
+}
+
+TEST_F(RedisStoreTest, RefusesADocumentThatIsTooLarge) {
+  const std::vector<std::string> causes(200, std::string(65536, 'x'));
+  EXPECT_THAT(problemOf([&] { put(kHistoryPath, history(causes)); }),
+              AllOf(StartsWith(kHistoryPath), HasSubstr("8388608 are allowed")));
+  EXPECT_THAT(store_->documents(""), IsEmpty());
+}
+
+TEST_F(RedisStoreTest, NamesTheServerThatIsNotThere) {
+  server_.kill();
+  const std::string problem = problemOf([&] { store_->documents(""); });
+  EXPECT_EQ(problem, server_.url() + ": cannot connect: Connection refused");
+  EXPECT_FALSE(store_->status().reachable);
+  EXPECT_EQ(store_->status().problem.stdString(), problem);
+}
+
+TEST_F(RedisStoreTest, GivesUpAServerThatDoesNotAnswer) {
+  server_.signal(SIGSTOP);
+  EXPECT_EQ(problemOf([&] { store_->documents(""); }), server_.url() + ": no answer within 3 s");
+  server_.signal(SIGCONT);
+  EXPECT_THAT(store_->documents(""), IsEmpty());
+}
+
+TEST_F(RedisStoreTest, OpensAndClosesAConnectionForEachOperation) {
+  for (int i = 0; i < 20; ++i) store_->documents("");
+  EXPECT_LE(server_.command({"CLIENT", "LIST"}).text.size(), 500U);
+}
+
+class RedisHoldingTest : public RedisStoreTest {
+ protected:
+  bool hold() { return store_->documentsAre({kHistoryPath, kRedundancyPath}, documents_); }
+
+  Store::Documents documents_{{kHistoryPath, history({"one"})},
+                              {kRedundancyPath, redundancy(3, true)}};
+};
+
+TEST_F(RedisHoldingTest, PublishesOnceAndThenLooks) {
+  EXPECT_TRUE(hold());
+  EXPECT_FALSE(hold());
+  EXPECT_EQ(command({"XLEN", kRedisLogKey}).integer, 1);
+  EXPECT_EQ(store_->documents(""), documents_);
+}
+
+TEST_F(RedisHoldingTest, TakesBackWhatIsNotThereAnyMore) {
+  hold();
+  documents_.erase(kHistoryPath);
+  EXPECT_TRUE(hold());
+  EXPECT_EQ(store_->documents(""), documents_);
+  EXPECT_FALSE(hold());
+}
+
+TEST_F(RedisHoldingTest, LeavesOtherPathsAlone) {
+  put("other", history({"x"}));
+  hold();
+  documents_.clear();
+  hold();
+  EXPECT_THAT(store_->documents(""), ElementsAre(Key("other")));
+}
+
+TEST_F(RedisHoldingTest, PublishesAgainWhateverWasLostOrChanged) {
+  const std::vector<RedisCommand> damages = {
+      {"FLUSHALL"},
+      {"DEL", kRedisEpochKey},
+      {"DEL", kRedisLogKey},
+      {"DEL", kHistoryKey},
+      {"HDEL", kHistoryKey, "0:n"},
+      {"HSET", kHistoryKey, "0:0:d", "two"},
+      {"SET", kRedisEpochKey, "another"},
+      {"SET", kHistoryKey, "x"},
+  };
+  hold();
+  for (const RedisCommand& damage : damages) {
+    ASSERT_FALSE(command(damage).isError()) << damage[0];
+    EXPECT_TRUE(hold()) << damage[0];
+    EXPECT_EQ(store_->documents(""), documents_) << damage[0];
+    EXPECT_FALSE(hold()) << damage[0];
+  }
+}
+
+TEST_F(RedisHoldingTest, BeginsANewEpochOnAServerThatWentBack) {
+  hold();
+  const std::string first = epoch();
+  command({"DEL", kRedisLogKey});
+  EXPECT_TRUE(hold());
+  EXPECT_NE(epoch(), first);
+}
+
+}  // namespace
+}  // namespace Kavra
