@@ -35,6 +35,16 @@ std::string shown(const Qel::Ptr<T>& pointer) {
   return text.str();
 }
 
+// The switched-on reactor of that type on an entity, or null. A test that holds one sees what
+// becomes of a reactor that outlives its place.
+template <class SomeReactor, class Entity>
+Qel::Ptr<SomeReactor> reactorOn(const Qel::Ptr<Entity>& entity) {
+  Qel::Ptr<SomeReactor> found;
+  entity->notifieeList()->template visitAs<SomeReactor>(
+      [&found](SomeReactor& reactor) { found = Qel::Ptr<SomeReactor>(&reactor); });
+  return found;
+}
+
 // Calls back on every change of the table. Does not keep the model.
 class TableHook final : public GeneralMib::NotifieeConst {
  public:

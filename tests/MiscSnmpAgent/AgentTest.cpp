@@ -30,6 +30,22 @@ class MachineHook final : public Agent::NotifieeConst {
   const std::function<void()> call_;
 };
 
+// Calls back when the watched status has lost its last reference.
+class StatusEnd final : public Redundancy::RedundancyStatus::NotifieeConst {
+ public:
+  StatusEnd(const Qel::Ptr<Redundancy::RedundancyStatus>& status, std::function<void()> call)
+      : Redundancy::RedundancyStatus::NotifieeConst(Qel::NotifierReference::plain),
+        call_(std::move(call)) {
+    notifierIs(status);
+    isRegisteredNotifieeIs(true);
+    hasNotificationActiveIs(true);
+  }
+  void onZeroReferences() override { call_(); }
+
+ private:
+  const std::function<void()> call_;
+};
+
 }  // namespace
 
 class AgentTest : public QuietAgentFixture {
@@ -190,6 +206,20 @@ TEST_F(AgentTest, ItsEndSwitchesTheMachineOff) {
   EXPECT_THAT(log(), ElementsAre("machine"));
   cell(1).reloaded({{"Power loss", 1}});
   EXPECT_THAT(log(), IsEmpty());
+}
+
+TEST_F(AgentTest, ItsEndLetsItsNotifieesGoBeforeItsInputs) {
+  auto agent = this->agent();
+  const auto hook = Qel::make<MachineHook>(agent, [] {});
+  const auto atTheEnd = Qel::make<StatusEnd>(status_, [&] {
+    EXPECT_FALSE(hook->isRegisteredNotifiee());
+    log_.note("status");
+  });
+  status_ = nullptr;
+
+  agent = nullptr;
+
+  EXPECT_THAT(log(), ElementsAre("status"));
 }
 
 TEST_F(AgentTest, AnErrorWhileItsMachineIsMadeLeavesNothingBehind) {

@@ -41,7 +41,7 @@ class Obituary final : public Qel::Entity::NotifieeConst {
 class MortalFeed final : public Kavra::Feed {
  public:
   explicit MortalFeed(support::TraceRecorder& log) : log_(log) {}
-  ~MortalFeed() override { log_.note("entity manager gone"); }
+  ~MortalFeed() override { log_.note("entity manager"); }
 
  private:
   support::TraceRecorder& log_;
@@ -460,8 +460,11 @@ TEST_F(ResetHistorySmTest, NullEndsTheWatch) {
   const auto machine = mounted();
   log_.levelIs("MiscSnmp", 8);
 
+  const std::ptrdiff_t before = newObjects();
+
   machine->redundancyStatusIs(nullptr);
   machine->curCellResetHistoryIs(nullptr);
+  EXPECT_EQ(newObjects(), before - 2);
   EXPECT_EQ(machine->redundancyStatus(), nullptr);
   EXPECT_EQ(machine->curCellResetHistory(), nullptr);
   switchoverCapableIs(false);
@@ -826,16 +829,25 @@ TEST_F(ResetHistorySmTest, LetGoInsideItsOwnReactionEndsAfterIt) {
   EXPECT_THAT(log(), IsEmpty());
 }
 
-TEST_F(ResetHistorySmTest, ReleasesItsReactorsThenTheEntityManagerTheModelAndTheStatus) {
-  log_.levelIs("MiscSnmp", 0);
+TEST_F(ResetHistorySmTest, ReleasesItsChildrenThenItsReactorsThenItsInputs) {
   entityManager_ = Qel::make<Kavra::EntityManager>(Qel::make<MortalFeed>(log_));
-  auto peerHistory = Qel::make<System::ResetCauseHistory>("peer");
-  const auto notes = {Qel::make<Obituary>(status_, log_, "status gone"),
-                      Qel::make<Obituary>(model_, log_, "model gone"),
-                      Qel::make<Obituary>(history_, log_, "own history gone"),
-                      Qel::make<Obituary>(peerHistory, log_, "peer history gone")};
+  protocolIs(kProtocolWithPeer);
   auto machine = started();
+  auto peerHistory = Qel::make<System::ResetCauseHistory>("peer");
   machine->peerCellResetHistoryIs(peerHistory);
+  machine->hasNotificationActiveIs(true);
+  const auto ownReload = Qel::make<Obituary>(history_->rebootHistoryIs(0), log_, "own reload");
+  const auto peerReload = Qel::make<Obituary>(peerHistory->rebootHistoryIs(0), log_, "peer reload");
+  const auto mounter =
+      Qel::make<Obituary>(machine->peerCellResetHistoryStatusDirMounter(), log_, "mounter");
+  const auto peer = Qel::make<Obituary>(peerHistory, log_, "peer history");
+  const auto own = Qel::make<Obituary>(history_, log_, "own history");
+  const auto model = Qel::make<Obituary>(model_, log_, "model");
+  const auto status = Qel::make<Obituary>(status_, log_, "status");
+  // From here on the machines alone hold the reloads: a switched-off owner keeps them.
+  machine->hasNotificationActiveIs(false);
+  history_->rebootHistoryDel(0);
+  peerHistory->rebootHistoryDel(0);
   status_ = nullptr;
   model_ = nullptr;
   history_ = nullptr;
@@ -845,9 +857,64 @@ TEST_F(ResetHistorySmTest, ReleasesItsReactorsThenTheEntityManagerTheModelAndThe
 
   machine = nullptr;
 
-  EXPECT_THAT(log(), ElementsAre("peer history gone", "own history gone", "entity manager gone",
-                                 "model gone", "status gone"));
-  EXPECT_EQ(notes.size(), 4U);
+  EXPECT_THAT(log(), ElementsAre("own reload", "peer reload", "mounter", "peer history",
+                                 "own history", "entity manager", "model", "status"));
+}
+
+TEST_F(ResetHistorySmTest, ReactorsThatOutliveItAreZombiesWithoutAnOwner) {
+  auto machine = mounted();
+  const auto peerHistory = machine->peerCellResetHistory();
+  const auto status = reactorOn<ResetHistorySm::QelRedundancyStatus>(status_);
+  const auto own = reactorOn<ResetHistorySm::QelCurCellResetHistory>(history_);
+  const auto peer = reactorOn<ResetHistorySm::QelPeerCellResetHistory>(peerHistory);
+  log_.levelIs("MiscSnmp", 8);
+
+  machine = nullptr;
+  EXPECT_TRUE(status->isMarkedForDeletion());
+  EXPECT_TRUE(own->isMarkedForDeletion());
+  EXPECT_TRUE(peer->isMarkedForDeletion());
+
+  status->qelDoZombieReactors(false);
+  own->qelDoZombieReactors(false);
+  peer->qelDoZombieReactors(false);
+  status->onProtocol();
+  status->onSwitchoverCapable();
+  own->onRebootHistory(0);
+  peer->onRebootHistory(0);
+  EXPECT_THAT(log(), IsEmpty());
+}
+
+TEST_F(ResetHistorySmTest, ReactorsThatItLetsGoAreZombiesWithoutAnOwner) {
+  const auto machine = mounted();
+  const auto peerHistory = machine->peerCellResetHistory();
+  const auto status = reactorOn<ResetHistorySm::QelRedundancyStatus>(status_);
+  const auto own = reactorOn<ResetHistorySm::QelCurCellResetHistory>(history_);
+  const auto peer = reactorOn<ResetHistorySm::QelPeerCellResetHistory>(peerHistory);
+  machine->peerCellResetHistoryIs(nullptr);
+  machine->curCellResetHistoryIs(nullptr);
+  machine->redundancyStatusIs(nullptr);
+  log_.levelIs("MiscSnmp", 8);
+
+  EXPECT_TRUE(status->isMarkedForDeletion());
+  EXPECT_TRUE(own->isMarkedForDeletion());
+  EXPECT_TRUE(peer->isMarkedForDeletion());
+  status->qelDoZombieReactors(false);
+  own->qelDoZombieReactors(false);
+  peer->qelDoZombieReactors(false);
+  status->onProtocol();
+  own->onRebootHistory(0);
+  peer->onRebootHistory(0);
+  EXPECT_THAT(log(), IsEmpty());
+}
+
+TEST_F(ResetHistorySmTest, BeingNoZombieTwiceIsNotPassedOn) {
+  const auto machine = mounted();
+  const auto reactor = reactorOn<ResetHistorySm::QelRedundancyStatus>(status_);
+  reactor->qelDoZombieReactors(true);
+
+  machine->qelDoZombieReactors(false);
+
+  EXPECT_TRUE(reactor->isMarkedForDeletion());
 }
 
 TEST_F(ResetHistorySmTest, AZombieHearsNothingAndAMachineThatIsNoneAgainDoes) {

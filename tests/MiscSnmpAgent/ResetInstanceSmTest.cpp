@@ -229,9 +229,12 @@ TYPED_TEST(ResetInstanceSmTest, AFirstReloadOfAZombieIsNotHeard) {
 TYPED_TEST(ResetInstanceSmTest, NullEndsTheWatchWithoutARebuild) {
   const auto machine = this->watching();
 
+  const std::ptrdiff_t before = this->newObjects();
+
   machine->resetInstanceIs(nullptr);
   machine->resetInstanceIs(nullptr);
 
+  EXPECT_EQ(this->newObjects(), before - 1);
   EXPECT_EQ(machine->resetInstance(), nullptr);
   this->reload_->causeQPush(kPowerLoss);
   EXPECT_THAT(this->log(), IsEmpty());
@@ -299,6 +302,59 @@ TYPED_TEST(ResetInstanceSmTest, IsHeardNoMoreOnceItHasGone) {
 
   EXPECT_THAT(this->log(), IsEmpty());
   EXPECT_EQ(ResetInstanceSm::liveCount(), 0U);
+}
+
+TYPED_TEST(ResetInstanceSmTest, AReactorThatOutlivesItIsAZombieWithoutAnOwner) {
+  using Reactor = typename TestFixture::Reactor;
+  auto machine = this->watching();
+  const auto reactor = reactorOn<Reactor>(this->reload_);
+
+  machine = nullptr;
+  EXPECT_TRUE(reactor->isMarkedForDeletion());
+  reactor->qelDoZombieReactors(false);
+  reactor->onCauseQ(0);
+
+  EXPECT_THAT(this->log(), IsEmpty());
+}
+
+TYPED_TEST(ResetInstanceSmTest, AReactorThatItLetsGoIsASilentZombieWithoutAnOwner) {
+  using Reactor = typename TestFixture::Reactor;
+  const auto machine = this->watching();
+  const auto reactor = reactorOn<Reactor>(this->reload_);
+
+  machine->resetInstanceDel();
+  EXPECT_TRUE(reactor->isMarkedForDeletion());
+  EXPECT_FALSE(this->isOn(reactor));
+  reactor->qelDoZombieReactors(false);
+  reactor->onCauseQ(0);
+
+  EXPECT_THAT(this->log(), IsEmpty());
+}
+
+TYPED_TEST(ResetInstanceSmTest, AReactorThatWatchesNothingIsSwitchedOffWhenItIsLetGo) {
+  using Reactor = typename TestFixture::Reactor;
+  const auto machine = this->watching();
+  const auto reactor = reactorOn<Reactor>(this->reload_);
+  reactor->notifierIs(nullptr);
+  ASSERT_TRUE(this->isOn(reactor));
+
+  EXPECT_EQ(machine->resetInstanceDel(), nullptr);
+
+  EXPECT_FALSE(this->isOn(reactor));
+}
+
+TYPED_TEST(ResetInstanceSmTest, WhatItIsAlreadyIsNotPassedOn) {
+  using Reactor = typename TestFixture::Reactor;
+  const auto machine = this->watching();
+  const auto reactor = reactorOn<Reactor>(this->reload_);
+  reactor->qelDoZombieReactors(true);
+
+  machine->qelDoZombieReactors(false);
+  EXPECT_TRUE(reactor->isMarkedForDeletion());
+  machine->resetInstanceIs(this->reload_);
+  EXPECT_TRUE(reactor->isMarkedForDeletion());
+  machine->hasNotificationActiveIs(true);
+  EXPECT_FALSE(this->isOn(reactor));
 }
 
 TYPED_TEST(ResetInstanceSmTest, AnErrorOfTheRebuildPassesThroughTheHandler) {
