@@ -12,6 +12,7 @@ System::ResetCause realCause(const expected::Cause& cause) {
 
 std::vector<System::ResetCause> realCauses(const std::vector<expected::Cause>& causes) {
   std::vector<System::ResetCause> real;
+  real.reserve(causes.size());
   for (const expected::Cause& cause : causes) real.push_back(realCause(cause));
   return real;
 }

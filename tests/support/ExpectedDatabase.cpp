@@ -11,7 +11,7 @@ void Database::Mount::isOn(bool isOn) {
 }
 
 Database::MountPtr Database::mount(const std::string& path, Mount::Complete complete) {
-  const auto mount = std::make_shared<Mount>();
+  auto mount = std::make_shared<Mount>();
   mount->database = this;
   mount->path = path;
   mount->complete = std::move(complete);
