@@ -194,6 +194,8 @@ class OtherCells(support.SystemTest):
         self.putHistory(1, {0: causes})
         agent = self.start("--cell-type", "linecard")
         self.assertRows(agent, rowsOf(0, causes))
+        self.assertEqual(PySnmp(agent.port).walk(f"{ENTRY}.{TIME}", bulkCmd, 0, 100),
+                         expectations(rowsOf(0, causes))[len(causes):])
 
 
 if __name__ == "__main__":
