@@ -42,8 +42,8 @@ class Live(support.SystemTest):
         rows = self.agent.manager.rows()
         before = len(self.agent.said())
         self.write("kavra.json", documents if isinstance(documents, str) else json.dumps(documents))
-        support.waitFor(lambda: all(text in self.agent.said()[before:] for text in texts),
-                        f"the agent says {texts} of {documents}")
+        support.waitFor(lambda: all(text in self.agent.said()[before:] for text in texts) and
+                        self.agent.said().endswith("\n"), f"the agent says {texts} of {documents}")
         self.assertEqual(self.agent.said()[before:].count("\n"), 1, self.agent.said()[before:])
         self.assertEqual(self.agent.manager.rows(), rows, documents)
 
