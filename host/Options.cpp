@@ -38,6 +38,16 @@ CLI::Option* add(CLI::App& app, const char* name, Value& value, const char* type
       ->allow_extra_args(false);
 }
 
+// Adds an option for the name of something that must be there; an empty one is a slip, as of a
+// shell variable that is not set.
+template <class Value>
+void addName(CLI::App& app, const char* name, Value& value, const char* type,
+             const std::string& text) {
+  add(app, name, value, type, text)->check([](const std::string& typed) {
+    return std::string(typed.empty() ? "the value is empty" : "");
+  });
+}
+
 void describe(CLI::App& app, Options& options, std::vector<std::string>& traces) {
   app.set_version_flag("--version", NORVEK_SNMPD_VERSION, "Print the version and exit");
   add(app, "--cell-id", options.cellId, "N",
@@ -48,18 +58,23 @@ void describe(CLI::App& app, Options& options, std::vector<std::string>& traces)
   add(app, "--db", options.db, "URL",
       fmt::format("State database: file:PATH, redis://HOST[:PORT] or redis+unix:PATH [{}]",
                   options.db));
-  add(app, "--peer-db", options.peerDb, "URL",
-      "State database of the peer cell's paths [the same as --db]");
-  add(app, "--listen", options.listenAddresses, "ADDRESS",
-      fmt::format("Listen there, in net-snmp's transport notation; repeatable [{}]",
-                  kDefaultListenAddress));
-  add(app, "--agentx", options.agentxAddress, "ADDRESS",
-      "Be a subagent of the AgentX master there, instead of listening [off]");
-  add(app, "--config", options.configurationFile, "FILE",
+  addName(app, "--peer-db", options.peerDb, "URL",
+          "State database of the peer cell's paths [the same as --db]");
+  addName(app, "--db-auth", options.dbAuth, "FILE",
+          "Two lines, the user and the password for a Redis server at --db [none]");
+  addName(app, "--peer-db-auth", options.peerDbAuth, "FILE",
+          "The same for --peer-db [the same as --db-auth]");
+  addName(app, "--listen", options.listenAddresses, "ADDRESS",
+          fmt::format("Listen there, in net-snmp's transport notation; repeatable [{}]",
+                      kDefaultListenAddress));
+  addName(app, "--agentx", options.agentxAddress, "ADDRESS",
+          "Be a subagent of the AgentX master there, instead of listening [off]");
+  addName(
+      app, "--config", options.configurationFile, "FILE",
       "net-snmp configuration: users, views, communities [built in: read-only, community public, "
       "loopback addresses]");
-  add(app, "--plugin", options.plugins, "FILE",
-      fmt::format("Plug-in library; repeatable [{} beside the program]", kDefaultPlugin));
+  addName(app, "--plugin", options.plugins, "FILE",
+          fmt::format("Plug-in library; repeatable [{} beside the program]", kDefaultPlugin));
   add(app, "--context", options.contexts, "NAME",
       fmt::format("A further SNMP context to offer the plug-ins, 1 to {} octets; repeatable "
                   "[the default context alone]",
@@ -111,6 +126,7 @@ void checkListening(const Options& options) {
 void complete(Options& options) {
   for (auto& plugin : options.plugins) plugin = std::filesystem::absolute(plugin).string();
   if (options.peerDb.empty()) options.peerDb = options.db;
+  if (options.peerDbAuth.empty()) options.peerDbAuth = options.dbAuth;
   if (options.listenAddresses.empty() && !options.agentxAddress) {
     options.listenAddresses = {kDefaultListenAddress};
   }

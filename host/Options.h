@@ -22,9 +22,11 @@ struct Options {
   U32 cellId = 1;
   std::string cellType = "supervisor";
   std::string db = "file:kavra.json";
-  std::string peerDb;                            // never empty: the same as `db` by default
-  std::vector<std::string> listenAddresses;      // empty for a subagent
-  std::optional<std::string> agentxAddress;      // of the master agent
+  std::string peerDb;                        // never empty: the same as `db` by default
+  std::string dbAuth;                        // the file with user and password at `db`, or empty
+  std::string peerDbAuth;                    // the same as `dbAuth` by default
+  std::vector<std::string> listenAddresses;  // empty for a subagent
+  std::optional<std::string> agentxAddress;  // of the master agent
   std::optional<std::string> configurationFile;  // in place of the built-in access
   std::vector<std::string> plugins;              // files; empty for the one beside the program
   std::vector<std::string> contexts;             // the default context, "", comes first

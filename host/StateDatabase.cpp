@@ -10,9 +10,9 @@
 namespace Host {
 namespace {
 
-Kavra::StoreUrl urlOf(const char* option, const std::string& text) {
+Kavra::StoreUrl urlOf(const char* option, const std::string& text, const std::string& auth) {
   try {
-    return Kavra::StoreUrl(text);
+    return Kavra::StoreUrl(text, auth);
   } catch (const Kavra::StoreException& error) {
     throw UsageError(fmt::format("{}: {}", option, error.what()));
   }
@@ -27,8 +27,8 @@ Qel::Ptr<Kavra::Feed> feedOf(const Kavra::StoreUrl& url, Qel::EventLoop& loop) {
 }
 
 Qel::Ptr<Kavra::EntityManager> entityManagerOf(const Options& options, Qel::EventLoop& loop) {
-  const Kavra::StoreUrl own = urlOf("--db", options.db);
-  const Kavra::StoreUrl peer = urlOf("--peer-db", options.peerDb);
+  const Kavra::StoreUrl own = urlOf("--db", options.db, options.dbAuth);
+  const Kavra::StoreUrl peer = urlOf("--peer-db", options.peerDb, options.peerDbAuth);
   const auto ownFeed = feedOf(own, loop);
   if (peer == own) return Qel::make<Kavra::EntityManager>(ownFeed);
   // Supervisors are cells 1 and 2, and each is the other's peer.

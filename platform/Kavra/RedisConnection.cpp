@@ -82,16 +82,14 @@ bool RedisConnection::send() {
   return false;
 }
 
-void RedisConnection::receive() {
+bool RedisConnection::receive() {
   std::array<char, kPiece> piece;
   const ssize_t size = ::recv(fd(), piece.data(), piece.size(), 0);
-  if (size > 0) {
-    reader_.feed({piece.data(), static_cast<std::size_t>(size)});
-  } else if (size == 0) {
-    throw StoreException("the server closed the connection");
-  } else if (!isForNow(errno)) {
-    failWith("cannot receive", errno);
-  }
+  if (size == 0) throw StoreException("the server closed the connection");
+  if (size < 0 && isForNow(errno)) return false;
+  if (size < 0) failWith("cannot receive", errno);
+  reader_.feed({piece.data(), static_cast<std::size_t>(size)});
+  return true;
 }
 
 }  // namespace Kavra

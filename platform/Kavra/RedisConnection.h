@@ -33,9 +33,9 @@ class RedisConnection {
   void commandIs(const RedisCommand& command);
   // Sends as much as the socket takes. True when something is left: call again once it is writable.
   bool send();
-  // Takes in what has come, a bounded piece of it. Replies that came before the server closed the
-  // connection can be taken before this raises.
-  void receive();
+  // Takes in what has come, a bounded piece of it; false when there was nothing. Replies that came
+  // before the server closed the connection can be taken before this raises.
+  bool receive();
   // The next whole reply, if there is one.
   std::optional<RedisReply> takeReply() { return reader_.take(); }
 

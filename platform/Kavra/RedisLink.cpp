@@ -8,12 +8,18 @@
 
 namespace Kavra {
 
+namespace {
+
+constexpr char kNoAnswer[] = "no answer within 3 s";
+
+}  // namespace
+
 RedisLink::RedisLink(Qel::EventLoop& loop, const SocketAddress& address, LostCall lost)
     : loop_(loop), connection_(std::in_place, address), lost_(std::move(lost)) {
   readable_ = loop_.readableIs(connection_->fd(), [this] { handleReadable(); });
   // Writable for the first time: connected, or not to be.
   writable_ = loop_.writableIs(connection_->fd(), [this] { handleWritable(); });
-  armAlarm();
+  alarm_ = alarm(kConnectPatience, "cannot connect within 1.5 s");
 }
 
 void RedisLink::requestIs(const std::vector<RedisCommand>& commands, AnswerCall answered) {
@@ -22,15 +28,20 @@ void RedisLink::requestIs(const std::vector<RedisCommand>& commands, AnswerCall 
   for (const RedisCommand& command : commands) connection_->commandIs(command);
   expected_ = commands.size();
   answered_ = std::move(answered);
-  armAlarm();
   // While the connection is being made, the loop says when to begin.
+  if (!connected_) return;
+  alarm_ = alarm(kPatience, kNoAnswer);
   if (!writable_) guarded([this] { send(); });
 }
 
 void RedisLink::handleWritable() {
   const Qel::Ptr<RedisLink> alive(this);
   guarded([this] {
-    connection_->needConnected();
+    if (!connected_) {
+      connection_->needConnected();
+      connected_ = true;
+      alarm_ = alarm(kPatience, kNoAnswer);
+    }
     send();
   });
 }
@@ -45,12 +56,16 @@ void RedisLink::send() {
 
 void RedisLink::handleReadable() {
   const Qel::Ptr<RedisLink> alive(this);
+  bool began = false;
   bool complete = false;
-  guarded([this, &complete] {
-    connection_->receive();
+  guarded([&] {
+    began = connection_->receive();
     complete = takeReplies();
   });
+  if (!connection_) return;
+  if (began) stall_ = alarm(kStallPatience, "an answer stopped in the middle for 1 s");
   if (!complete) return;
+  stall_ = nullptr;
   alarm_ = nullptr;
   // The next request may be made from inside the call.
   std::exchange(answered_, nullptr)(std::exchange(replies_, {}));
@@ -66,10 +81,10 @@ bool RedisLink::takeReplies() {
   return answered_ && replies_.size() == expected_;
 }
 
-void RedisLink::armAlarm() {
-  alarm_ = loop_.timerIs(kPatience, [this] {
+Qel::Ptr<Qel::EventWatch> RedisLink::alarm(double seconds, const char* problem) {
+  return loop_.timerIs(seconds, [this, problem] {
     const Qel::Ptr<RedisLink> alive(this);
-    lose("no answer within 3 s");
+    lose(problem);
   });
 }
 
@@ -87,6 +102,7 @@ void RedisLink::lose(const std::string& why) {
   readable_ = nullptr;
   writable_ = nullptr;
   alarm_ = nullptr;
+  stall_ = nullptr;
   connection_.reset();
   answered_ = nullptr;
   // A server that has no use for the connection says so before it closes it.

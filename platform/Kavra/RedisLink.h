@@ -23,8 +23,13 @@ class RedisLink final : public Qel::PtrInterface {
   using AnswerCall = std::function<void(Replies replies)>;
   using LostCall = std::function<void(const std::string& why)>;
 
-  // Seconds in which a connection must stand and a request must be answered.
+  // Seconds in which a connection must stand, enough for one repetition of a packet that was lost
+  // (RFC 6298: after 1 s); a new attempt is sooner there than a second repetition.
+  static constexpr double kConnectPatience = 1.5;
+  // Seconds in which a request must be answered, and in which an answer that has begun must go on:
+  // a length that lies is found out sooner than silence.
   static constexpr double kPatience = 3.0;
+  static constexpr double kStallPatience = 1.0;
 
   // Begins to connect. Raises StoreException when that fails at once, and RangeException when the
   // loop takes no more descriptors. `loop` must outlive the link.
@@ -39,7 +44,7 @@ class RedisLink final : public Qel::PtrInterface {
   // Takes the replies that have come; true when they answer the request.
   bool takeReplies();
   void send();
-  void armAlarm();
+  [[nodiscard]] Qel::Ptr<Qel::EventWatch> alarm(double seconds, const char* problem);
   // Runs a step; whatever it raises is the loss of the link.
   void guarded(const std::function<void()>& step);
   void lose(const std::string& why);
@@ -47,6 +52,7 @@ class RedisLink final : public Qel::PtrInterface {
   Qel::EventLoop& loop_;
   std::optional<RedisConnection> connection_;  // empty after the loss
   LostCall lost_;
+  bool connected_ = false;
   AnswerCall answered_;  // null while no request is under way
   std::size_t expected_ = 0;
   Replies replies_;
@@ -54,6 +60,7 @@ class RedisLink final : public Qel::PtrInterface {
   Qel::Ptr<Qel::EventWatch> readable_;
   Qel::Ptr<Qel::EventWatch> writable_;
   Qel::Ptr<Qel::EventWatch> alarm_;
+  Qel::Ptr<Qel::EventWatch> stall_;
 };
 
 }  // namespace Kavra

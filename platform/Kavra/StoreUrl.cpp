@@ -19,16 +19,21 @@ StoreUrl::StoreUrl(const std::string& text, const std::string& credentialsFile)
     if (!text.starts_with(prefix)) continue;
     scheme_ = scheme;
     place_ = text.substr(prefix.size());
-    if (!place_.empty()) return;
+    if (place_.empty()) break;
+    if (scheme_ != Scheme::file) address();
+    return;
   }
   throw StoreException("'" + text +
                        "' is not the address of a state database: file:PATH, redis://HOST[:PORT] "
                        "or redis+unix:PATH");
 }
 
+RedisAddress StoreUrl::address() const {
+  return scheme_ == Scheme::redis ? RedisAddress::ofHost(place_) : RedisAddress::ofPath(place_);
+}
+
 RedisServer StoreUrl::server() const {
-  RedisServer server{
-      scheme_ == Scheme::redis ? RedisAddress::ofHost(place_) : RedisAddress::ofPath(place_), {}};
+  RedisServer server{address(), {}};
   if (!credentialsFile_.empty()) server.credentials = RedisCredentials::ofFile(credentialsFile_);
   return server;
 }

@@ -10,6 +10,7 @@
 
 namespace Kavra {
 
+class RedisAddress;
 struct RedisServer;
 
 // The address of a state database: file:PATH, redis://HOST[:PORT] or redis+unix:PATH. The one place
@@ -33,6 +34,8 @@ class StoreUrl {
  private:
   enum class Scheme { file, redis, redisUnix };
 
+  // Of a server's scheme.
+  RedisAddress address() const;
   RedisServer server() const;
 
   std::string text_;

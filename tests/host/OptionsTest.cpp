@@ -56,6 +56,14 @@ TEST(Options, TakeEveryValueGiven) {
   EXPECT_THAT(options.listenAddresses, ElementsAre("udp:1161"));
 }
 
+TEST(Options, AuthenticateToThePeersDatabaseAsToTheOwn) {
+  const Options same = readOptions({"--db-auth", "own.auth"});
+  EXPECT_EQ(same.dbAuth, "own.auth");
+  EXPECT_EQ(same.peerDbAuth, "own.auth");
+  EXPECT_EQ(readOptions({"--db-auth", "own.auth", "--peer-db-auth", "x"}).peerDbAuth, "x");
+  EXPECT_EQ(readOptions({}).peerDbAuth, "");
+}
+
 TEST(Options, LookForThePeerWhereTheOwnCellLives) {
   EXPECT_EQ(readOptions({"--db", "redis://127.0.0.1"}).peerDb, "redis://127.0.0.1");
 }
@@ -125,6 +133,14 @@ TEST(Options, RefuseAnOptionWithoutItsValueOrGivenTwice) {
        {"--cell-id", "--cell-type", "--db", "--peer-db", "--agentx", "--config"}) {
     EXPECT_THAT(complaint({option, "1", option, "2"}), HasSubstr(option));
   }
+}
+
+TEST(Options, RefuseAnEmptyNameOfAPlace) {
+  for (const char* option : {"--peer-db", "--db-auth", "--peer-db-auth", "--listen", "--agentx",
+                             "--config", "--plugin"}) {
+    EXPECT_EQ(complaint({option, ""}), std::string(option) + ": the value is empty");
+  }
+  EXPECT_EQ(complaint({"--config", "access.conf", "--listen", ""}), "--listen: the value is empty");
 }
 
 TEST(Options, ExplainEachOptionWithItsDefault) {
