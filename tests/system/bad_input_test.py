@@ -34,7 +34,10 @@ class BadInput(support.SystemTest):
                 ("--nonsense", "--nonsense"), ("stray", "stray"),
                 ("--db.*nowhere", "--db", "nowhere"), ("--db.*state database", "--db", ""),
                 ("--db.*http", "--db", "http://x"), ("--db", "--db", "file:"),
-                ("--peer-db.*nowhere", "--peer-db", "nowhere")]:
+                ("--peer-db.*nowhere", "--peer-db", "nowhere"),
+                *[(f"{option}: the value is empty", option, "")
+                  for option in ("--peer-db", "--db-auth", "--peer-db-auth", "--listen", "--agentx",
+                                 "--config", "--plugin")]]:
             self.assertEnds(USAGE, pattern, *options)
 
     def testFilesThatAreNotThereEndTheStart(self):
