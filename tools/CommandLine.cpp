@@ -107,7 +107,7 @@ class Program {
     app_.fallthrough();
     db_ = app_.add_option("--db")->type_name("URL");
     db_->description("file:PATH (default: file:kavra.json), redis://HOST[:PORT], redis+unix:PATH");
-    auth_ = app_.add_option("--db-auth")->type_name("FILE");
+    auth_ = named(app_.add_option("--db-auth")->type_name("FILE"));
     auth_->description("two lines, the user and the password for a Redis server");
     addReading();
     addWriting();
@@ -134,6 +134,13 @@ class Program {
   }
   static CLI::Option* repeated(CLI::App* command, const char* name, const char* type) {
     return option(command, name, type)->take_all();
+  }
+
+  // The name of a file; an empty one is a slip, as of a shell variable that is not set.
+  static CLI::Option* named(CLI::Option* option) {
+    return option->check([](const std::string& typed) {
+      return std::string(typed.empty() ? "the value is empty" : "");
+    });
   }
 
   static std::optional<std::string> typed(const CLI::Option* option) {
@@ -165,7 +172,7 @@ class Program {
   void addWriting() {
     CLI::App* put = command("put", "publish a document, from standard input without FILE");
     const CLI::Option* putPath = option(put, "path", "PATH")->required();
-    const CLI::Option* putFile = option(put, "file", "FILE");
+    const CLI::Option* putFile = named(option(put, "file", "FILE"));
     put->callback([=, this] {
       const auto file = typed(putFile);
       const std::string source = file.value_or("standard input");
@@ -180,7 +187,7 @@ class Program {
   void addServing() {
     CLI::App* serving =
         command("serve", "publish the documents of a file, now and whenever the file changes");
-    const CLI::Option* servedFile = option(serving, "file", "FILE")->required();
+    const CLI::Option* servedFile = named(option(serving, "file", "FILE")->required());
     serving->callback([=, this] { serve(url(), text(servedFile), clock_); });
   }
 

@@ -303,6 +303,12 @@ TEST_F(CommandLineTest, RefusesAddressesThatLeadNowhere) {
   EXPECT_THAT(refusedAt("file:x"), HasSubstr("--db"));
 }
 
+TEST_F(CommandLineTest, RefusesEmptyNamesOfFiles) {
+  EXPECT_EQ(refused({"put", "a", ""}), "file: the value is empty");
+  EXPECT_EQ(refused({"serve", ""}), "file: the value is empty");
+  EXPECT_EQ(refused({"ls", "--db-auth", ""}), "--db-auth: the value is empty");
+}
+
 TEST_F(CommandLineTest, RefusesWhatIsNoCommand) {
   EXPECT_THAT(refused({}), HasSubstr("subcommand is required"));
   EXPECT_EQ(refused({"frobnicate"}), "there is no command 'frobnicate'");
@@ -323,7 +329,7 @@ TEST_F(CommandLineTest, ExplainsItself) {
   const Outcome outcome = kavra({"--help"});
   EXPECT_EQ(outcome.status, 0);
   for (const char* word : {"ls", "get", "put", "del", "watch", "record-reset", "add-cause",
-                           "set-redundancy", "status", "--db"}) {
+                           "set-redundancy", "status", "serve", "--db", "--db-auth"}) {
     EXPECT_THAT(outcome.out, HasSubstr(word));
   }
 }
