@@ -250,7 +250,7 @@ class SystemTest(unittest.TestCase):
 
 
 def seeded():
-    """Random numbers that a failure tells how to repeat: MISCSNMP_SEED."""
-    seed = int(os.environ.get("MISCSNMP_SEED", random.randrange(2**32)))
-    print(f"MISCSNMP_SEED={seed}", flush=True)
+    """Random numbers that a failure tells how to repeat: MISCSNMP_RANDOM_SEED."""
+    seed = int(os.environ.get("MISCSNMP_RANDOM_SEED", random.randrange(2**32)))
+    print(f"MISCSNMP_RANDOM_SEED={seed}", flush=True)
     return random.Random(seed)
