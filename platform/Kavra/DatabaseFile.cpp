@@ -65,7 +65,7 @@ DatabaseFile::DatabaseFile(const std::string& path) : url_("file:" + path), path
   const std::filesystem::path whole = path_;
   name_ = whole.filename().string();
   directory_ = whole.parent_path().string();
-  if (directory_.empty()) directory_ = ".";
+  if (directory_.empty()) directory_.push_back('.');
   if (!std::filesystem::is_directory(directory_, error)) {
     fail(fmt::format("directory {} does not exist", directory_));
   }

@@ -76,6 +76,14 @@ class Run(unittest.TestCase):
         self.assertEqual(tables(output), [rows(0, OWN_1) + pair, rows(0, OWN_2) + pair], output)
         self.assertNothingLeft(port)
 
+    def testShowsTheSameTablesOfAPairOnRedis(self):
+        port = freePorts()
+        status, output = self.finish(self.start("--once", "--redis", "--port", str(port)))
+        self.assertEqual(status, 0, output)
+        pair = rows(1, OWN_1) + rows(2, OWN_2)
+        self.assertEqual(tables(output), [rows(0, OWN_1) + pair, rows(0, OWN_2) + pair], output)
+        self.assertNothingLeft(port)
+
     def testStaysUntilInterruptedAndLeavesNothing(self):
         port = freePorts()
         process = self.start("--port", str(port))

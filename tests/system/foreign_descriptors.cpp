@@ -1,13 +1,12 @@
 // A plug-in that crowds the agent: on SIGUSR1 it registers as many descriptors with net-snmp as it
 // is let, up to 31 of the 32 that a process may have; on SIGUSR2 it takes them back.
 
-#include <net-snmp/net-snmp-config.h>
-#include <net-snmp/net-snmp-includes.h>
-#include <net-snmp/agent/net-snmp-agent-includes.h>
 #include <unistd.h>
 
 #include <csignal>
 #include <vector>
+
+#include "host/NetSnmp.h"
 
 namespace {
 
@@ -54,7 +53,8 @@ class Crowd {
     while (pipes_.size() < kWanted) {
       int ends[2];
       if (::pipe(ends) != 0) return;
-      if (register_readfd(ends[0], [](int, void*) {}, nullptr) != FD_REGISTERED_OK) {
+      if (register_readfd(
+              ends[0], [](int, void*) {}, nullptr) != FD_REGISTERED_OK) {
         ::close(ends[0]);
         ::close(ends[1]);
         return;
