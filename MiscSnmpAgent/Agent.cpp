@@ -50,8 +50,8 @@ Qel::Ptr<ResetHistorySm> Agent::resetHistorySmIs(
       resetHistorySm_->cellType() == cellType) {
     return resetHistorySm_;
   }
-  const auto created = ResetHistorySm::ResetHistorySmIs(
-      redundancyStatus, generalMib, curCellResetHistory, entityManager, cellType);
+  auto created = ResetHistorySm::ResetHistorySmIs(redundancyStatus, generalMib, curCellResetHistory,
+                                                  entityManager, cellType);
   resetHistorySm_ = created;
   resetHistorySmNotify();
   // A notifiee may have replaced it: a replaced machine must never write to the table again.

@@ -105,7 +105,7 @@ void ResetHistorySm::redundancyStatusIs(
 }
 
 Qel::Ptr<Redundancy::RedundancyStatus const> ResetHistorySm::redundancyStatusDel() {
-  const auto watched = redundancyStatus();
+  auto watched = redundancyStatus();
   reactorDel(redundancyStatus_);
   return watched;
 }
@@ -121,7 +121,7 @@ void ResetHistorySm::curCellResetHistoryIs(
 }
 
 Qel::Ptr<System::ResetCauseHistory const> ResetHistorySm::curCellResetHistoryDel() {
-  const auto watched = curCellResetHistory();
+  auto watched = curCellResetHistory();
   reactorDel(curCellResetHistory_);
   return watched;
 }
@@ -140,7 +140,7 @@ void ResetHistorySm::peerCellResetHistoryIs(
 }
 
 Qel::Ptr<System::ResetCauseHistory const> ResetHistorySm::peerCellResetHistoryDel() {
-  const auto watched = peerCellResetHistory();
+  auto watched = peerCellResetHistory();
   reactorDel(peerCellResetHistory_);
   return watched;
 }
@@ -154,7 +154,7 @@ Qel::Ptr<Sm> ResetHistorySm::resetInstanceSmIs(
   Qel::Ptr<Sm> created;
   if (!machines[key]) created = make(key, resetInstance, resetHistorySm);
   // Looked up again: making a machine rebuilds rows, and whoever hears of that may have made one.
-  if (const Qel::Ptr<Sm> present = machines[key]) {
+  if (Qel::Ptr<Sm> present = machines[key]) {
     if (present->resetInstance() != resetInstance) {
       throwInUse("_resetInstance", resetInstance.get(), present->resetInstance().get(),
                  "System::ResetInstance");
@@ -218,7 +218,7 @@ ResetHistorySm::peerCellResetHistoryStatusDirMounterIs(
     const Qel::Ptr<ResetHistorySm>& resetHistorySm) {
   auto& mounter = peerCellResetHistoryStatusDirMounter_;
   if (mounter && mounter->rootPath() == rootPath && mounter->path() == path) return mounter;
-  const auto created = PeerCellResetHistoryStatusDirMounter::PeerCellResetHistoryStatusDirMounterIs(
+  auto created = PeerCellResetHistoryStatusDirMounter::PeerCellResetHistoryStatusDirMounterIs(
       rootPath, path, entityManager, clock, resetHistorySm);
   peerCellResetHistoryStatusDirMounterDel();
   mounter = created;

@@ -70,7 +70,7 @@ void ResetInstanceSm::resetInstanceIs(const Qel::Ptr<System::ResetInstance const
 }
 
 Qel::Ptr<System::ResetInstance const> ResetInstanceSm::resetInstanceDel() {
-  const Qel::Ptr<System::ResetInstance const> watched = resetInstance();
+  Qel::Ptr<System::ResetInstance const> watched = resetInstance();
   reactorDel(resetInstance_);
   return watched;
 }

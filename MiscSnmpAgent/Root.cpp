@@ -41,8 +41,8 @@ Qel::Ptr<Agent> Root::agentIs(const Qel::Ptr<Redundancy::RedundancyStatus>& redu
     }
     agent_->parentIs(nullptr, Qel::String());
   }
-  const auto created = makeValid<Agent>(kAgentName, redundancyStatus, generalMib,
-                                        curCellResetHistory, entityManager, cellType);
+  auto created = makeValid<Agent>(kAgentName, redundancyStatus, generalMib, curCellResetHistory,
+                                  entityManager, cellType);
   created->parentIs(this, kAgentAttribute);
   agent_ = created;
   agentNotify();

@@ -114,7 +114,7 @@ std::vector<std::string> AgentFixture::rows() const {
 }
 
 void AgentFixture::rowIs(const ReloadCauseKey& key) {
-  model_->reloadCauseTableIs(key, Qel::make<System::ResetInstance>(0));
+  model_->reloadCauseTableIs(key, Qel::make<System::ResetInstance>(0U));
 }
 
 }  // namespace MiscSnmp::Agent

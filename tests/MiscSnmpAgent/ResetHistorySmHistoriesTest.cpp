@@ -185,7 +185,7 @@ TEST_F(ResetHistorySmHistories, AReloadReplacedUnderEntryZeroIsRefusedWhileTheFi
   cell(1).reloaded({kPowerLoss});
   const auto machine = started();
 
-  EXPECT_THROW(history_->rebootHistoryIs(Qel::make<System::ResetInstance>(0)),
+  EXPECT_THROW(history_->rebootHistoryIs(Qel::make<System::ResetInstance>(0U)),
                Qel::NameInUseException);
   EXPECT_EQ(rows().size(), 2U);
 }
@@ -198,7 +198,7 @@ TEST_F(ResetHistorySmHistories, ThePeersMachineIsNeitherReplacedNorDoubled) {
   const auto first = machine->peerCellResetInstanceSm()[0];
   log();
 
-  history->rebootHistoryIs(Qel::make<System::ResetInstance>(0));
+  history->rebootHistoryIs(Qel::make<System::ResetInstance>(0U));
   history->rebootHistoryIs(3);
   history->rebootHistoryDel(0);
 
@@ -257,7 +257,7 @@ TEST_F(ResetHistorySmHistories, AReloadReplacedWhileThePeersRowsGoIsTheOneWritte
   const auto history = Qel::make<System::ResetCauseHistory>("peer");
   history->rebootHistoryIs(0)->causeQPush(kPowerLoss);
   machine->peerCellResetHistoryIs(history);
-  const auto other = Qel::make<System::ResetInstance>(0);
+  const auto other = Qel::make<System::ResetInstance>(0U);
   other->causeQPush(kPanic);
   const auto hook =
       Qel::make<TableHook>(model_, [&](const ReloadCauseKey&) { history->rebootHistoryIs(other); });

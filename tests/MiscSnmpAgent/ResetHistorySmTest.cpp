@@ -591,7 +591,7 @@ TEST_F(ResetHistorySmTest, AMachineThatIsOffTakesOnAPeersHistoryThatItDoesNotHea
 
 TEST_F(ResetHistorySmTest, MakesAMachineOnceForTheSameReload) {
   const auto machine = started();
-  const auto reload = Qel::make<System::ResetInstance>(7);
+  const auto reload = Qel::make<System::ResetInstance>(7U);
 
   const auto own = machine->curCellResetInstanceSmIs(7, reload, machine);
   const auto peer = machine->peerCellResetInstanceSmIs(7, reload, machine);
@@ -613,8 +613,8 @@ TEST_F(ResetHistorySmTest, AMachineMadeWhileTheOwnerIsOffIsOff) {
 
 TEST_F(ResetHistorySmTest, RefusesAnotherReloadUnderAKeyInUse) {
   const auto machine = started();
-  const auto present = Qel::make<System::ResetInstance>(0);
-  const auto other = Qel::make<System::ResetInstance>(0);
+  const auto present = Qel::make<System::ResetInstance>(0U);
+  const auto other = Qel::make<System::ResetInstance>(0U);
   const auto own = machine->curCellResetInstanceSmIs(0, present, machine);
   const auto peer = machine->peerCellResetInstanceSmIs(0, present, machine);
   const auto text =
@@ -636,7 +636,7 @@ TEST_F(ResetHistorySmTest, RefusesAnotherReloadUnderAKeyInUse) {
 TEST_F(ResetHistorySmTest, RefusesAnotherBackPointerUnderAKeyInUse) {
   const auto machine = started();
   const auto other = made();
-  const auto reload = Qel::make<System::ResetInstance>(0);
+  const auto reload = Qel::make<System::ResetInstance>(0U);
   machine->curCellResetInstanceSmIs(0, reload, machine);
   machine->peerCellResetInstanceSmIs(0, reload, machine);
   const auto text =

@@ -63,8 +63,8 @@ class ResetInstanceSmTest : public QuietAgentFixture {
   }
 
   Qel::Ptr<ResetHistorySm> owner_;
-  Qel::Ptr<System::ResetInstance> reload_ = Qel::make<System::ResetInstance>(7);
-  Qel::Ptr<System::ResetInstance> other_ = Qel::make<System::ResetInstance>(8);
+  Qel::Ptr<System::ResetInstance> reload_ = Qel::make<System::ResetInstance>(7U);
+  Qel::Ptr<System::ResetInstance> other_ = Qel::make<System::ResetInstance>(8U);
 };
 
 using Twins = testing::Types<CurCellResetInstanceSm, PeerCellResetInstanceSm>;
