@@ -198,5 +198,52 @@ class OtherCells(support.SystemTest):
                          expectations(rowsOf(0, causes))[len(causes):])
 
 
+class Traces(support.SystemTest):
+    def testALevelShowsARequestFromItsHintToItsRow(self):
+        self.recordReset(1, PEER)
+        agent = self.start("--trace", "Snmp=2", "--trace", "MiscSnmp=1")
+        before = len(agent.said())
+        self.assertEqual(agent.manager.get(f"{ENTRY}.{DESCRIPTION}.1.0.2"),
+                         [(f"{ENTRY}.{DESCRIPTION}.1.0.2", b"Kernel panic")])
+        support.waitFor(lambda: re.search(r"free_data_context \w+\n$", agent.said()), "all is freed")
+        key = ("Value('MiscSnmp::ReloadCauseKey', ** {'unitIndex': 1, 'instanceIndex': 0, "
+               "'causeIndex': 2})")
+        lines = re.sub("0x[0-9a-f]+", "POINTER", agent.said()[before:]).splitlines()
+        self.assertEqual(lines, ["Snmp 2: " + line for line in [
+            "norvekReloadCauseTable_get_first_data_point - *hint = POINTER, number_indexes = 3",
+            "hint component norvekReloadUnitIndex is '1'",
+            "hint component norvekReloadIndex is '0'",
+            "hint component norvekReloadCauseIndex is '2'",
+            "norvekReloadCauseTable_get_first_data_point - allocated new loop context POINTER, "
+            "hintMatched=1",
+            "norvekReloadCauseTableIterationHelper - iterator has another value: unitIndex=1",
+            "norvekReloadCauseTableIterationHelper - iterator has another value: reloadIndex=0",
+            "norvekReloadCauseTableIterationHelper - iterator has another value: causeIndex=2",
+            "norvekReloadCauseTable_make_data_context - allocated data context POINTER for loop "
+            "context POINTER",
+            "norvekReloadCauseTable_free_loop_context_at_end POINTER",
+            "norvekReloadCauseTable_handler",
+            "norvekReloadCauseTable_handler: request mode 160",
+            "norvekReloadCauseTable_handler: request GET for column norvekReloadCauseDescription, "
+            "key " + key,
+            "norvekReloadCauseTable_free_data_context POINTER"]])
+
+    def testAnotherContextIsOfferedAndRefused(self):
+        agent = self.start("--context", "blue", "--trace", "Snmp=2")
+        self.assertIn('Snmp 2: initialize_table_norvekReloadCauseTable in context "blue" '
+                      "kavraPathWithContext not specified \n", agent.said())
+        self.assertEqual(agent.stopped(), 0)
+        for context in ("", "blue"):
+            self.assertIn(f'Snmp 2: Unregistering NorvekGeneralMIB in context "{context}"\n',
+                          agent.said())
+
+    def testNothingButErrorsIsTracedWithoutAWord(self):
+        self.recordReset(1, PEER)
+        agent = self.start("--context", "blue")
+        agent.manager.walk()
+        self.assertEqual(agent.stopped(), 0)
+        self.assertEqual(agent.said(), f"norvek-snmpd: cell 1 serves {agent.address}\n")
+
+
 if __name__ == "__main__":
     unittest.main()
