@@ -2,6 +2,7 @@
 """What managers read from an agent over a state database that kavra wrote: one table of
 expectations, asked for in every way that SNMP knows, by two independent managers."""
 
+import os
 import re
 import subprocess
 import unittest
@@ -183,6 +184,21 @@ class OtherCells(support.SystemTest):
         self.setRedundancy(2, protocol=3, capable=True)
         agent = self.start(cell=2)
         self.assertRows(agent, {**rowsOf(0, PEER), **rowsOf(2, PEER), **rowsOf(1, CAUSES[:1])})
+
+    def testThePeersPathsAreReadFromItsOwnDatabase(self):
+        self.recordReset(2, PEER)
+        self.recordReset(1, [("cell 1 as the peer's database has it", 1)])
+        os.rename(self.database, self.path("peer.json"))
+        self.recordReset(1, CAUSES[:1])
+        self.recordReset(2, [("cell 2 as the own database has it", 2)])
+        self.setRedundancy(1, protocol=3, capable=True)
+        rows = {**rowsOf(0, CAUSES[:1]), **rowsOf(1, CAUSES[:1]), **rowsOf(2, PEER)}
+        agent = self.start("--peer-db", "file:peer.json")
+        self.assertRows(agent, rows)
+        os.remove(self.path("peer.json"))
+        self.recordReset(1, CAUSES[2:3])
+        self.assertRows(agent, {**rowsOf(0, CAUSES[2:3]), **rowsOf(1, CAUSES[2:3]),
+                                **rowsOf(2, PEER)})
 
     def testAnEmptyDatabaseIsAnEmptyTable(self):
         agent = self.start()
