@@ -47,6 +47,8 @@ netsnmp_variable_list* norvekReloadCauseTableIterationHelper(
     const U32 value = (row.key().*index.value)();
     SnmpTrace(2) << "norvekReloadCauseTableIterationHelper - iterator has another value: "
                  << index.component << "=" << value;
+    // Registration goes on without an index that could not be set up.
+    if (varbind == nullptr) continue;
     u_char buffer[1024];
     const int length = Snmp::U32ToAsnUnsignedF()(value, buffer, sizeof buffer);
     snmp_set_var_typed_value(varbind, NorvekGeneralMIB::kIndexType, buffer,

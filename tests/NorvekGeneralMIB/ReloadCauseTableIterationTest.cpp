@@ -158,6 +158,15 @@ TEST_F(IterationTest, StartsAtTheRowThatAHintNames) {
   EXPECT_EQ(trace.lines(), expected);
 }
 
+TEST_F(IterationTest, FillsTheIndexesThatCouldBeSetUp) {
+  rowIs({1, 2, 3});
+  indexes = varbinds({0, 0});
+  EXPECT_TRUE(first());
+  EXPECT_EQ(*at(indexes, 0).val.integer, 1);
+  EXPECT_EQ(*at(indexes, 1).val.integer, 2);
+  EXPECT_EQ(at(indexes, 1).next_variable, nullptr);
+}
+
 TEST_F(IterationTest, AHintForAMissingRowStartsAtTheFirstRowNotAtTheNextOne) {
   rowIs({1, 2, 4});
   rowIs({0, 0, 1});
