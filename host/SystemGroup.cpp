@@ -118,7 +118,7 @@ void readServices(const char* token, char* line) {
 }  // namespace
 
 SystemGroup::SystemGroup(const std::string& description) {
-  values() = {description, {}, hostName(), {}};
+  values() = {description.substr(0, kLongestText), {}, hostName(), {}};
   for (const Directive& directive : kDirectives) {
     register_app_config_handler(directive.token, readText, nullptr, "TEXT");
   }

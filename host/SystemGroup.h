@@ -14,7 +14,8 @@ namespace Host {
 class SystemGroup {
  public:
   // Lets a configuration file set sysDescr, sysContact, sysName, sysLocation and sysServices. Call
-  // before the configuration is read, after init_agent.
+  // before the configuration is read, after init_agent. `description` is sysDescr without one, cut
+  // to the 255 octets of a DisplayString.
   explicit SystemGroup(const std::string& description);
   SystemGroup(const SystemGroup&) = delete;
   SystemGroup& operator=(const SystemGroup&) = delete;

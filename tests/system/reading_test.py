@@ -178,6 +178,11 @@ class OtherCells(support.SystemTest):
         agent = self.start("--cell-type", "linecard", cell=5)
         self.assertRows(agent, rowsOf(0, PEER))
 
+    def testALongCellTypeIsCutInTheDescriptionOfTheAgent(self):
+        agent = self.start("--cell-type", "t" * 300)
+        self.assertEqual(agent.manager.get(f"{SYSTEM}.1.0"),
+                         [(f"{SYSTEM}.1.0", (b"norvek-snmpd, cell 1, " + b"t" * 300)[:255])])
+
     def testTheSecondSupervisorShowsItsOwnAndTheFirst(self):
         self.recordReset(1, CAUSES[:1])
         self.recordReset(2, PEER)
