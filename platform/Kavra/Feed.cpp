@@ -25,6 +25,7 @@ Qel::Ptr<Follow> Feed::newFollow(Follow::Scope scope, const Qel::String& text, F
   Qel::Ptr<Follow> follow =
       Qel::make<Follow>(Qel::Ptr<Feed>(this), number, scope, text, std::move(call));
   follows_.emplace(number, follow.get());
+  handleFollows();
   return follow;
 }
 

@@ -56,6 +56,10 @@ class Feed : public Qel::PtrInterface {
   // somebody follows a prefix.
   std::set<Qel::String> followedPaths() const;
   bool followsPrefixes() const;
+  bool isFollowed() const noexcept { return !follows_.empty(); }
+  // Somebody began or ceased to follow. Called from inside followIs() and wherever follows end: no
+  // place to tell followers anything.
+  virtual void handleFollows() {}
 
  private:
   friend class Follow;
@@ -70,7 +74,10 @@ class Feed : public Qel::PtrInterface {
   };
 
   Qel::Ptr<Follow> newFollow(Follow::Scope scope, const Qel::String& text, Follow::Call call);
-  void leave(Follow::Number number) noexcept { follows_.erase(number); }
+  void leave(Follow::Number number) {
+    follows_.erase(number);
+    handleFollows();
+  }
   // True when followers are to be told.
   bool take(const Qel::String& path, const Qel::Document& document);
   bool takeUnreadable(const Qel::String& path, const Qel::String& why);

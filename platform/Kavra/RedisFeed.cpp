@@ -16,13 +16,31 @@ namespace {
 
 const RedisCommand kXread = {"XREAD", "COUNT", "128", "BLOCK", "1000", "STREAMS", kRedisLogKey};
 constexpr int kMostBadRings = 2;
+constexpr char kNotFollowed[] = "nobody follows it";
 
 }  // namespace
 
 RedisFeed::RedisFeed(RedisServer server, Qel::EventLoop& loop,
                      const Qel::Ptr<Qel::Clock const>& clock)
-    : server_(std::move(server)), loop_(loop), clock_(clock), problem_("not reached yet") {
-  connectLater(0.0);
+    : server_(std::move(server)), loop_(loop), clock_(clock), problem_(kNotFollowed) {}
+
+void RedisFeed::handleFollows() {
+  // From the loop, since a follow may begin or end in the middle of anything.
+  const bool idle = !link_ && !retry_;
+  if (isFollowed() && idle) connectLater(0.0);
+  if (!isFollowed() && !idle) {
+    rest_ = loop_.timerIs(0.0, [this] {
+      const Qel::Ptr<RedisFeed> alive(this);
+      if (!isFollowed()) rest();
+    });
+  }
+}
+
+void RedisFeed::rest() {
+  link_ = nullptr;
+  retry_ = nullptr;
+  lostSince_.reset();
+  problem_ = kNotFollowed;
 }
 
 void RedisFeed::connectLater(double seconds) {
@@ -169,7 +187,7 @@ void RedisFeed::guarded(const std::function<void()>& step) {
 
 Status RedisFeed::status() const {
   Status status = Feed::status();
-  status.reachable = link_ && !lostSince_ && lastConfirmed_;
+  status.reachable = link_ && problem_.empty();
   status.problem = problem_;
   if (accepted_) {
     status.epoch = accepted_->epoch.value_or("");

@@ -30,7 +30,8 @@ namespace Kavra {
 // traced once (level 0). A server that went back to an older state (the same epoch, a log with
 // fewer entries) is not believed until it has caught up or begun a new epoch.
 //
-// A document that is followed while a tail is under way is read when that ends, a second at most.
+// It is connected while somebody follows, so that nobody asks after a peer that does not matter. A
+// document that is followed while a tail is under way is read when that ends, a second at most.
 class RedisFeed final : public Feed {
  public:
   // Connects from the loop, never from here. `loop` must outlive the feed.
@@ -38,9 +39,13 @@ class RedisFeed final : public Feed {
 
   Status status() const override;
 
+ protected:
+  void handleFollows() override;
+
  private:
   using Replies = RedisLink::Replies;
 
+  void rest();
   void connectLater(double seconds);
   void connect();
   void handleLoss(const std::string& why);
@@ -73,6 +78,7 @@ class RedisFeed final : public Feed {
   std::size_t attempts_ = 0;
   Qel::Ptr<RedisLink> link_;         // null while waiting for the next attempt
   Qel::Ptr<Qel::EventWatch> retry_;  // that attempt
+  Qel::Ptr<Qel::EventWatch> rest_;
 
   RedisQuestion asked_;                  // the last question
   std::set<Qel::String> names_;          // the paths that the server has, if somebody wants to know

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <malloc.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <iterator>
 #include <memory>
@@ -52,6 +53,11 @@ class FollowingTest : public support::LiveObjectsTest {
   }
   bool until(const std::function<bool()>& condition) {
     return kavratest::runUntil(loop_, condition);
+  }
+
+  // Somebody whom any publication of the history pleases.
+  static Qel::Ptr<Follow> followerOf(const Qel::Ptr<RedisFeed>& feed) {
+    return feed->followIs(kHistoryPath, [](const auto&, const auto*) { return Qel::String(); });
   }
 
   support::TraceRecorder log_;
@@ -311,6 +317,8 @@ class RedisUserTest : public FollowingTest {
 TEST_F(RedisUserTest, IsRefusedWithAWrongPasswordAndLetInWithTheRightOne) {
   const auto refused = Qel::make<RedisFeed>(as(server_, "agent", "wrong"), loop_, clock_);
   const auto welcome = Qel::make<RedisFeed>(as(server_, "agent", "right"), loop_, clock_);
+  const auto first = followerOf(refused);
+  const auto second = followerOf(welcome);
   EXPECT_TRUE(until([&] { return welcome->status().reachable; }));
   EXPECT_TRUE(until([&] { return !log_.lines().empty(); }));
   EXPECT_FALSE(refused->status().reachable);
@@ -321,6 +329,7 @@ TEST_F(RedisUserTest, IsRefusedWithAWrongPasswordAndLetInWithTheRightOne) {
 
 TEST_F(RedisUserTest, IsLostWhenItsUserIsDeletedAndBackWhenItIsThereAgain) {
   const auto feed = Qel::make<RedisFeed>(as(server_, "agent", "right"), loop_, clock_);
+  const auto follower = followerOf(feed);
   ASSERT_TRUE(until([&] { return feed->status().reachable; }));
   server_.command({"ACL", "DELUSER", "agent"});
   ASSERT_TRUE(until([&] { return !feed->status().reachable; }));
@@ -332,6 +341,7 @@ TEST_F(RedisUserTest, IsLostWhenItsUserIsDeletedAndBackWhenItIsThereAgain) {
 TEST_F(RedisUserTest, SaysWhatTheUserMayNotDo) {
   server_.command({"ACL", "SETUSER", "agent", "-xinfo"});
   const auto feed = Qel::make<RedisFeed>(as(server_, "agent", "right"), loop_, clock_);
+  const auto follower = followerOf(feed);
   EXPECT_TRUE(until([&] { return !log_.lines().empty(); }));
   EXPECT_THAT(feed->status().problem.stdString(), HasSubstr("NOPERM"));
 }
@@ -486,11 +496,38 @@ TEST_F(FakeRedisFeedTest, NeedsNoMoreMemoryNorDescriptorsAfterThousandsOfConnect
   EXPECT_EQ(shown(), published_);
 }
 
+TEST_F(FollowingTest, IsConnectedWhileSomebodyFollows) {
+  const RedisServerProcess server;
+  const auto feed = feedOf(server.socket(), loop_);
+  const auto connections = [&] {
+    const std::string list = server.command({"CLIENT", "LIST"}).text;
+    return std::count(list.begin(), list.end(), '\n') - 1;
+  };
+  loop_.runOnce(0.05);
+  EXPECT_EQ(connections(), 0);
+  for (int time = 0; time < 3; ++time) {
+    auto follower = followerOf(feed);
+    EXPECT_TRUE(until([&] { return feed->status().reachable; }));
+    EXPECT_EQ(connections(), 1);
+    // One comes before the other goes.
+    const auto other = followerOf(feed);
+    follower = nullptr;
+    loop_.runOnce(0.0);
+    EXPECT_TRUE(feed->status().reachable);
+    follower = other;
+  }
+  EXPECT_TRUE(until([&] { return connections() == 0; }));
+  EXPECT_FALSE(feed->status().reachable);
+  EXPECT_EQ(feed->status().problem, "nobody follows it");
+  EXPECT_THAT(log_.lines(), IsEmpty());
+}
+
 TEST_F(FollowingTest, WaitsUntilTheLoopHasRoomForItsDescriptors) {
   const RedisServerProcess server;
   support::ManualEventLoop full;
   full.mostDescriptorsIs(1);
   const auto feed = feedOf(server.socket(), full);
+  const auto follower = followerOf(feed);
   full.settle();
   EXPECT_THAT(log_.lines(), ElementsAre(HasSubstr("not reached: no room for a descriptor")));
   EXPECT_EQ(full.descriptors(), 0U);
