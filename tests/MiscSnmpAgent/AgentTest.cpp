@@ -58,6 +58,8 @@ class AgentTest : public QuietAgentFixture {
   }
 };
 
+using AgentDeathTest = AgentTest;
+
 TEST_F(AgentTest, HasItsMachineSwitchedOnAsSoonAsItExists) {
   cell(1).reloaded({{"Power loss", 1}});
 
@@ -220,6 +222,12 @@ TEST_F(AgentTest, ItsEndLetsItsNotifieesGoBeforeItsInputs) {
   agent = nullptr;
 
   EXPECT_THAT(log(), ElementsAre("status"));
+}
+
+TEST_F(AgentDeathTest, AnErrorThatWouldEscapeItsEndEndsTheProcess) {
+  auto agent = this->agent();
+  const auto hook = Qel::make<MachineHook>(agent, [] { throw std::runtime_error("not told"); });
+  EXPECT_DEATH(agent = nullptr, "not told");
 }
 
 TEST_F(AgentTest, AnErrorWhileItsMachineIsMadeLeavesNothingBehind) {

@@ -47,6 +47,8 @@ class RootTest : public QuietAgentFixture {
   Qel::Ptr<AgentHook> hook_ = Qel::make<AgentHook>(root_, [this] { log_.note("agent"); });
 };
 
+using RootDeathTest = RootTest;
+
 TEST_F(RootTest, IsMadeWithItsNameAloneAndInert) {
   EXPECT_EQ(root_->name(), "root");
   EXPECT_EQ(root_->agent(), nullptr);
@@ -213,6 +215,12 @@ TEST_F(RootTest, ItsEndDetachesAnAgentThatIsHeld) {
 
   EXPECT_EQ(agent->parent(), nullptr);
   EXPECT_TRUE(isOn(agent->resetHistorySm()));
+}
+
+TEST_F(RootDeathTest, AnErrorThatWouldEscapeItsEndEndsTheProcess) {
+  agentIs();
+  const auto hook = Qel::make<AgentHook>(root_, [] { throw std::runtime_error("not told"); });
+  EXPECT_DEATH(root_ = nullptr, "not told");
 }
 
 TEST_F(RootTest, AnErrorWhileTheAgentIsMadeStoresNothingAndTellsNobody) {

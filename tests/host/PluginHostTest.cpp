@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
+#include <array>
 #include <fstream>
 #include <iostream>
 #include <string>
@@ -16,6 +17,7 @@
 #include "Snmp/SnmpUtil.h"
 #include "host/ActivityPump.h"
 #include "host/Errors.h"
+#include "host/NetSnmp.h"
 #include "host/NetSnmpEventLoop.h"
 #include "host/SnmpAgent.h"
 
@@ -25,6 +27,7 @@ namespace {
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::StartsWith;
 
 constexpr int kCycles = 50;
 
@@ -38,6 +41,13 @@ bool isLoaded() {
   void* const handle = ::dlopen(PLUGIN_FILE, RTLD_NOW | RTLD_NOLOAD);
   if (handle != nullptr) ::dlclose(handle);
   return handle != nullptr;
+}
+
+// What net-snmp asks for the table's objects, by the name of its registration; "" for nobody.
+std::string tableServer() {
+  constexpr std::array<oid, 11> kTable{1, 3, 6, 1, 4, 1, 32473, 3, 24, 1, 1};
+  const netsnmp_subtree* subtree = netsnmp_subtree_find(kTable.data(), kTable.size(), nullptr, "");
+  return subtree != nullptr && subtree->reginfo != nullptr ? subtree->reginfo->handlerName : "";
 }
 
 // A process with the real plug-in and a state database of its own. net-snmp starts once a process:
@@ -74,16 +84,20 @@ class PluginHostTest : public testing::Test {
     Process process;
     const auto typesBefore = registeredTypes();
     const auto objectsBefore = Qel::PtrInterface::liveObjects();
+    const auto serverBefore = tableServer();
     for (int cycle = 0; cycle < kCycles; ++cycle) {
       const auto plugins = process.newPlugins({"", "blue"});
       EXPECT_THAT(Snmp::mibContexts(), ElementsAre(Snmp::MibContext{"", "NorvekGeneralMIB"},
                                                    Snmp::MibContext{"blue", "NorvekGeneralMIB"}));
       EXPECT_TRUE(isLoaded());
+      EXPECT_THAT(tableServer(), StartsWith("norvekReloadCauseTable"));
     }
     EXPECT_THAT(Snmp::mibContexts(), IsEmpty());
     EXPECT_EQ(registeredTypes(), typesBefore);
     EXPECT_EQ(Qel::PtrInterface::liveObjects(), objectsBefore);
     EXPECT_FALSE(isLoaded());
+    EXPECT_EQ(tableServer(), serverBefore);
+    EXPECT_EQ(serverBefore, "");
   }
   end();
 }
