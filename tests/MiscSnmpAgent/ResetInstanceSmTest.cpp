@@ -305,9 +305,8 @@ TYPED_TEST(ResetInstanceSmTest, IsHeardNoMoreOnceItHasGone) {
 }
 
 TYPED_TEST(ResetInstanceSmTest, AReactorThatOutlivesItIsAZombieWithoutAnOwner) {
-  using Reactor = typename TestFixture::Reactor;
   auto machine = this->watching();
-  const auto reactor = reactorOn<Reactor>(this->reload_);
+  const auto reactor = reactorOn<typename TestFixture::Reactor>(this->reload_);
 
   machine = nullptr;
   EXPECT_TRUE(reactor->isMarkedForDeletion());
@@ -318,9 +317,8 @@ TYPED_TEST(ResetInstanceSmTest, AReactorThatOutlivesItIsAZombieWithoutAnOwner) {
 }
 
 TYPED_TEST(ResetInstanceSmTest, AReactorThatItLetsGoIsASilentZombieWithoutAnOwner) {
-  using Reactor = typename TestFixture::Reactor;
   const auto machine = this->watching();
-  const auto reactor = reactorOn<Reactor>(this->reload_);
+  const auto reactor = reactorOn<typename TestFixture::Reactor>(this->reload_);
 
   machine->resetInstanceDel();
   EXPECT_TRUE(reactor->isMarkedForDeletion());
@@ -332,9 +330,8 @@ TYPED_TEST(ResetInstanceSmTest, AReactorThatItLetsGoIsASilentZombieWithoutAnOwne
 }
 
 TYPED_TEST(ResetInstanceSmTest, AReactorThatWatchesNothingIsSwitchedOffWhenItIsLetGo) {
-  using Reactor = typename TestFixture::Reactor;
   const auto machine = this->watching();
-  const auto reactor = reactorOn<Reactor>(this->reload_);
+  const auto reactor = reactorOn<typename TestFixture::Reactor>(this->reload_);
   reactor->notifierIs(nullptr);
   ASSERT_TRUE(this->isOn(reactor));
 
@@ -344,9 +341,8 @@ TYPED_TEST(ResetInstanceSmTest, AReactorThatWatchesNothingIsSwitchedOffWhenItIsL
 }
 
 TYPED_TEST(ResetInstanceSmTest, WhatItIsAlreadyIsNotPassedOn) {
-  using Reactor = typename TestFixture::Reactor;
   const auto machine = this->watching();
-  const auto reactor = reactorOn<Reactor>(this->reload_);
+  const auto reactor = reactorOn<typename TestFixture::Reactor>(this->reload_);
   reactor->qelDoZombieReactors(true);
 
   machine->qelDoZombieReactors(false);
