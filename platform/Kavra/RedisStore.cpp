@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <iterator>
 #include <random>
 #include <utility>
 
@@ -58,7 +59,10 @@ template <class Changes>
 std::vector<RedisCommand> publishingCommands(const Changes& changes,
                                              const std::vector<std::string>& forgotten) {
   std::vector<RedisCommand> commands;
-  for (const std::string& key : forgotten) commands.push_back({"DEL", key});
+  std::transform(forgotten.begin(), forgotten.end(), std::back_inserter(commands),
+                 [](const std::string& key) {
+                   return RedisCommand{"DEL", key};
+                 });
   commands.push_back({"SET", kRedisEpochKey, newEpoch(), "NX"});
   RedisCommand ring{"XADD", kRedisLogKey, "MAXLEN", "~", kMostLogEntries, "*"};
   for (const auto& [path, document] : changes) {

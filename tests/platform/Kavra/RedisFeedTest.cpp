@@ -2,39 +2,30 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <malloc.h>
 
 #include <algorithm>
-#include <filesystem>
-#include <iterator>
-#include <memory>
 #include <string>
 #include <vector>
 
 #include "Documents.h"
-#include "FakeRedisServer.h"
-#include "HastyEventLoop.h"
 #include "Kavra/EntityManager.h"
 #include "Kavra/RedisEntity.h"
 #include "Kavra/RedisStore.h"
 #include "Qel/Clock.h"
 #include "Qel/PollEventLoop.h"
+#include "RedisFollowingTest.h"
 #include "RedisServerProcess.h"
 #include "RunUntil.h"
-#include "ScriptedRedis.h"
-#include "support/LiveObjects.h"
 #include "support/ManualEventLoop.h"
-#include "support/Random.h"
-#include "support/TraceRecorder.h"
 
 namespace Kavra {
 namespace {
 
-using kavratest::FakeRedisServer;
 using kavratest::history;
 using kavratest::kHistoryPath;
 using kavratest::kHistoryType;
 using kavratest::kRedundancyPath;
+using kavratest::RedisFollowingTest;
 using kavratest::RedisServerProcess;
 using kavratest::redundancy;
 using kavratest::Reloads;
@@ -42,31 +33,11 @@ using testing::AllOf;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
-using testing::StartsWith;
 
 const std::string kHistoryKey = redisKeyOf(kHistoryPath);
 
-class FollowingTest : public support::LiveObjectsTest {
- protected:
-  Qel::Ptr<RedisFeed> feedOf(const std::string& socket, Qel::EventLoop& loop) {
-    return Qel::make<RedisFeed>(RedisServer{RedisAddress::ofPath(socket), {}}, loop, clock_);
-  }
-  bool until(const std::function<bool()>& condition) {
-    return kavratest::runUntil(loop_, condition);
-  }
-
-  // Somebody whom any publication of the history pleases.
-  static Qel::Ptr<Follow> followerOf(const Qel::Ptr<RedisFeed>& feed) {
-    return feed->followIs(kHistoryPath, [](const auto&, const auto*) { return Qel::String(); });
-  }
-
-  support::TraceRecorder log_;
-  Qel::PollEventLoop loop_;
-  const Qel::Ptr<Qel::Clock const> clock_ = Qel::make<Qel::SystemClock>();
-};
-
 // Follows the history at a real server.
-class RedisFeedTest : public FollowingTest {
+class RedisFeedTest : public RedisFollowingTest {
  protected:
   void publish(const Qel::Document& document, const Qel::String& path = kHistoryPath) {
     RedisStore(server_.server(), clock_).update({path}, [&](Store::Documents& documents) {
@@ -305,7 +276,7 @@ TEST_F(RedisFeedTest, StaysWithAServerThatHasNoMemoryLeft) {
   EXPECT_THAT(log_.lines(), IsEmpty());
 }
 
-class RedisUserTest : public FollowingTest {
+class RedisUserTest : public RedisFollowingTest {
  protected:
   static RedisServer as(const RedisServerProcess& server, const char* user, const char* password) {
     return {RedisAddress::ofPath(server.socket()), RedisCredentials{user, password}};
@@ -346,157 +317,7 @@ TEST_F(RedisUserTest, SaysWhatTheUserMayNotDo) {
   EXPECT_THAT(feed->status().problem.stdString(), HasSubstr("NOPERM"));
 }
 
-// Follows the history at a server that the test makes up.
-class FakeRedisFeedTest : public FollowingTest {
- protected:
-  FakeRedisFeedTest() { script_.documentIs(kHistoryPath, history({"one", "two"})); }
-
-  void serve(FakeRedisServer::Answer answer) {
-    fake_ = std::make_unique<FakeRedisServer>(loop_, std::move(answer));
-    feed_ = feedOf(fake_->socket(), hasty_);
-    manager_ = Qel::make<EntityManager>(feed_);
-    entity_ = manager_->entityIs(kHistoryPath, kHistoryType);
-  }
-  void serveScript() {
-    serve([this](unsigned connection, std::string_view request) {
-      return script_.answersTo(connection, request);
-    });
-  }
-  Reloads shown() const { return kavratest::reloadsOf(entity_); }
-  static std::ptrdiff_t openDescriptors() {
-    const std::filesystem::directory_iterator descriptors("/proc/self/fd");
-    return std::distance(begin(descriptors), end(descriptors));
-  }
-
-  const Reloads published_{{0, {"one", "two"}}};
-  kavratest::HastyEventLoop hasty_{loop_, 50};
-  kavratest::ScriptedRedis script_;
-  std::unique_ptr<FakeRedisServer> fake_;
-  Qel::Ptr<RedisFeed> feed_;
-  Qel::Ptr<EntityManager> manager_;
-  Qel::Ptr<Qel::Entity> entity_;
-  Qel::Ptr<Qel::EventWatch> closing_;
-};
-
-TEST_F(FakeRedisFeedTest, ReadsAnAnswerThatComesInSingleOctets) {
-  serveScript();
-  hasty_.factorIs(1);
-  fake_->singleOctetsIs(true);
-  EXPECT_TRUE(until([this] { return shown() == published_; }));
-  EXPECT_THAT(log_.lines(), IsEmpty());
-}
-
-TEST_F(FakeRedisFeedTest, TakesNothingFromAnAnswerThatIsCutOff) {
-  std::size_t wholeAt = 0;
-  serve([&](unsigned connection, std::string_view request) {
-    const std::string answers = script_.answersTo(connection, request);
-    if (connection >= answers.size()) {
-      if (wholeAt == 0) wholeAt = answers.size();
-      return answers;
-    }
-    EXPECT_THAT(shown(), IsEmpty());
-    closing_ = loop_.timerIs(0.0, [this] { fake_->closeAll(); });
-    return answers.substr(0, connection);
-  });
-  hasty_.factorIs(500);
-  EXPECT_TRUE(until([this] { return shown() == published_; }));
-  EXPECT_GT(wholeAt, 200U);
-}
-
-TEST_F(FakeRedisFeedTest, GivesUpAServerThatIsSilent) {
-  serve([](unsigned, std::string_view) { return std::string(); });
-  EXPECT_TRUE(until([this] { return fake_->connections() > 3; }));
-  EXPECT_THAT(log_.lines(), ElementsAre(HasSubstr("not reached: no answer within 3 s")));
-  EXPECT_LE(fake_->openConnections(), 2U);
-}
-
-TEST_F(FakeRedisFeedTest, GivesUpAServerThatSpeaksOtherwise) {
-  serve([](unsigned, std::string_view) { return std::string("HTTP/1.1 400 Bad Request\r\n\r\n"); });
-  EXPECT_TRUE(until([this] { return fake_->connections() > 3; }));
-  EXPECT_THAT(log_.lines(), ElementsAre(HasSubstr("not the Redis protocol")));
-}
-
-TEST_F(FakeRedisFeedTest, SurvivesAnswersThatNobodyAskedFor) {
-  serve([this](unsigned connection, std::string_view request) {
-    const std::string answers = script_.answersTo(connection, request);
-    return answers.empty() ? answers : answers + "+MORE\r\n+MORE\r\n";
-  });
-  EXPECT_TRUE(until([this] { return fake_->connections() > 3; }));
-  EXPECT_THAT(log_.lines().at(0), HasSubstr("an answer that nobody asked for"));
-}
-
-TEST_F(FakeRedisFeedTest, PassesOnWhyAServerClosesTheConnection) {
-  serve([this](unsigned, std::string_view) {
-    closing_ = loop_.timerIs(0.001, [this] { fake_->closeAll(); });
-    return std::string("-ERR max number of clients reached\r\n");
-  });
-  EXPECT_TRUE(until([this] { return fake_->connections() > 3; }));
-  EXPECT_THAT(log_.lines(), ElementsAre(HasSubstr("ERR max number of clients reached")));
-}
-
-TEST_F(FakeRedisFeedTest, GivesUpAServerThatFloodsIt) {
-  serve([](unsigned, std::string_view) {
-    return "$1000000000\r\n" + std::string(std::size_t{66} << 20, 'x');
-  });
-  hasty_.factorIs(0.5);
-  EXPECT_TRUE(until([this] { return fake_->connections() > 1; }));
-  EXPECT_THAT(log_.lines().at(0), HasSubstr("larger than 67108864 octets"));
-}
-
-TEST_F(FakeRedisFeedTest, ShowsNothingButWhatWasPublishedThroughMangledAnswers) {
-  support::Random random;
-  SCOPED_TRACE(random.replay());
-  log_.levelIs("Kavra", 0);
-  serve([&](unsigned connection, std::string_view request) {
-    std::string answers = script_.answersTo(connection, request);
-    for (unsigned i = 0; !answers.empty() && i <= random.below(2); ++i) {
-      answers[random.below(static_cast<unsigned>(answers.size()))] =
-          static_cast<char>(random.below(256));
-    }
-    return answers;
-  });
-  hasty_.factorIs(1000);
-  const auto wanted = static_cast<unsigned>(support::randomSteps(1000));
-  const bool enough = kavratest::runUntil(
-      loop_,
-      [&] {
-        EXPECT_TRUE(shown().empty() || shown() == published_);
-        return fake_->connections() > wanted;
-      },
-      60.0);
-  EXPECT_TRUE(enough) << fake_->connections();
-  EXPECT_EQ(shown(), published_);
-}
-
-TEST_F(FakeRedisFeedTest, NeedsNoMoreMemoryNorDescriptorsAfterThousandsOfConnections) {
-  serve([this](unsigned connection, std::string_view request) {
-    std::string answers = script_.answersTo(connection, request);
-    // An XREAD, after the snapshot.
-    if (answers.empty()) closing_ = loop_.timerIs(0.0, [this] { fake_->closeAll(); });
-    return answers;
-  });
-  hasty_.factorIs(1000);
-  const auto reach = [this](unsigned connections) {
-    return kavratest::runUntil(
-        loop_,
-        [&] {
-          log_.clear();
-          return fake_->connections() >= connections;
-        },
-        120.0);
-  };
-  ASSERT_TRUE(reach(200));
-  script_.forget();
-  const std::ptrdiff_t descriptors = openDescriptors();
-  const std::size_t memory = mallinfo2().uordblks;
-  ASSERT_TRUE(reach(10200));
-  script_.forget();
-  EXPECT_LE(openDescriptors(), descriptors + 3);
-  EXPECT_LE(mallinfo2().uordblks, memory + 32768);
-  EXPECT_EQ(shown(), published_);
-}
-
-TEST_F(FollowingTest, IsConnectedWhileSomebodyFollows) {
+TEST_F(RedisFollowingTest, IsConnectedWhileSomebodyFollows) {
   const RedisServerProcess server;
   const auto feed = feedOf(server.socket(), loop_);
   const auto connections = [&] {
@@ -522,7 +343,7 @@ TEST_F(FollowingTest, IsConnectedWhileSomebodyFollows) {
   EXPECT_THAT(log_.lines(), IsEmpty());
 }
 
-TEST_F(FollowingTest, WaitsUntilTheLoopHasRoomForItsDescriptors) {
+TEST_F(RedisFollowingTest, WaitsUntilTheLoopHasRoomForItsDescriptors) {
   const RedisServerProcess server;
   support::ManualEventLoop full;
   full.mostDescriptorsIs(1);

@@ -1,12 +1,14 @@
 #pragma once
 
-#include <signal.h>
 #include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
+#include <csignal>
 #include <filesystem>
+#include <iterator>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -67,7 +69,8 @@ class RedisServerProcess {
                                    (directory_.path() / "redis.log").string()};
     texts.insert(texts.end(), arguments_.begin(), arguments_.end());
     std::vector<char*> argv;
-    for (std::string& text : texts) argv.push_back(text.data());
+    std::transform(texts.begin(), texts.end(), std::back_inserter(argv),
+                   [](std::string& text) { return text.data(); });
     argv.push_back(nullptr);
     if (::posix_spawnp(&pid_, "redis-server", nullptr, nullptr, argv.data(), environ) != 0) {
       throw std::runtime_error("cannot start redis-server");

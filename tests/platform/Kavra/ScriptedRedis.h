@@ -59,9 +59,9 @@ class ScriptedRedis {
       return "+OK\r\n";
     }
     if (name == "EXEC") return array(*std::exchange(session.queued, std::nullopt));
-    const std::string reply = replyTo(name, command);
+    std::string reply = replyTo(name, command);
     if (!session.queued) return reply;
-    session.queued->push_back(reply);
+    session.queued->push_back(std::move(reply));
     return "+QUEUED\r\n";
   }
   std::string replyTo(const std::string& name, const Kavra::RedisReply& command) const {
