@@ -28,10 +28,10 @@ class GeneralMib final : public Qel::Entity {
     // The watched model, or null.
     Qel::Ptr<GeneralMib const> generalMib() const;
 
-    // The row under `key` was added or deleted.
+    // There is a new row under `key`, or none any more.
     virtual void onReloadCauseTable(const ReloadCauseKey& /*key*/) {}
     virtual void onReloadCauseTableqelImmediate() {}
-    // The collection as a whole changed.
+    // Any number of rows came or went.
     virtual void onReloadCauseTable() {}
   };
 

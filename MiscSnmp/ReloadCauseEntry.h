@@ -32,8 +32,8 @@ class ReloadCauseEntry final : public Qel::PtrInterface, public Qel::RbTreeMapLi
 
   // The description as the platform recorded it, any octets; empty when the cause is missing.
   Qel::String causeDesc() const;
-  // Whole seconds since 1970-01-01 UTC, truncated toward zero, modulo 2^32. 0 when the cause is
-  // missing, and for a time that is no number of seconds in 64 bits (infinite, not a number).
+  // Seconds since 1970-01-01 UTC without their fraction, the low 32 bits of them. 0 where there is
+  // no cause, and for a time that is no number of seconds in 64 bits (infinite, not a number).
   U32 reloadTime() const;
 
   const Qel::TypeNode* fwkType() const override;

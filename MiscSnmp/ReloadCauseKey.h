@@ -7,7 +7,7 @@
 
 namespace MiscSnmp {
 
-// Names one row of the reload-cause table: one cause of one reload of one unit.
+// The name of a row of the reload-cause table: which unit, which of its reloads, which cause of it.
 //
 // A plain value. Keys are ordered by unit, then reload, then cause, each as an unsigned number.
 // The text form, "Value('MiscSnmp::ReloadCauseKey', ** {...})", and the parsing constructor are
@@ -22,7 +22,7 @@ class ReloadCauseKey {
   // Qel::ParseException, naming the field, when the text is anything else.
   ReloadCauseKey(Qel::String::IteratorConst& pos, const Qel::String::IteratorConst& end);
 
-  // The supervisor cell whose reset history holds the reload.
+  // The supervisor cell that reloaded.
   constexpr U32 unitIndex() const noexcept { return unitIndex_; }
   // The index of the reload in that history; 0 is the latest.
   constexpr U32 instanceIndex() const noexcept { return instanceIndex_; }

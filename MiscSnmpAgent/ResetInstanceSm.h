@@ -11,8 +11,8 @@ namespace MiscSnmp::Agent {
 
 class ResetHistorySm;
 
-// Watches the causes of one reload of a cell and has the owning ResetHistorySm delete and rebuild
-// all rows of that cell whenever they change. The code of the twins CurCellResetInstanceSm and
+// Watches the causes of one reload of a cell and, whenever they change, has the ResetHistorySm that
+// owns it make the cell's rows anew. The code of the twins CurCellResetInstanceSm and
 // PeerCellResetInstanceSm, which differ in what `Twin` says.
 //
 // Construction already rebuilds the rows once, before the owner stores the object. Holds its owner

@@ -1,4 +1,4 @@
-# One CMake target a folder; its links are the arrows of docs/architecture.md.
+# Each folder is a target, which links what docs/architecture.md lets it know.
 
 # module_library(NAME INCLUDE_ROOT DEPENDS...): an object library of every source in this folder.
 # Objects rather than archives, so that static registrations survive the link of the shared

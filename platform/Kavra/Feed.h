@@ -23,8 +23,8 @@ namespace Kavra {
 // stays.
 //
 // All that changed is taken in before anyone is told of any of it. Followers may follow and let go
-// from inside a call. An exception that escapes one is traced at level 0 with the path and goes no
-// further; the others are still told.
+// from inside a call. An exception that leaves a call ends there, as an error trace that names the
+// path; the others are still told.
 class Feed : public Qel::PtrInterface {
  public:
   using Documents = std::map<Qel::String, Qel::Document>;

@@ -14,8 +14,8 @@ class Feed;
 // Keeps an entity of its own equal to the document at a path, in place, from the event loop.
 //
 // What is unpublished, does not fit or is of another type leaves the entity as it is. An exception
-// that escapes a handler of the entity's changes is traced at level 0 with the path, and the rest
-// of the document is applied nevertheless.
+// that leaves a handler of the entity's changes becomes an error trace that names the path, and the
+// rest of the document is applied nevertheless.
 class Mirror final : public Qel::PtrInterface {
  public:
   // Called once: with the entity after the first good document was applied, or with null when a

@@ -9,10 +9,10 @@ namespace Qel {
 
 // The observers of one notifier, in the order in which they joined.
 //
-// A notification may do anything to the list: a notifiee that leaves, or dies, is not called again;
-// one that joins is first called by the next notification, a nested one included; nested
-// notifications are allowed; the notifier itself may be destroyed, which ends every notification
-// under way. Notifiees are plain pointers: each leaves in its destructor.
+// A notification may do anything to the list: whoever leaves or dies in it hears nothing more of
+// it; whoever joins waits for another one, be it nested in this one; notifications may nest; and
+// the notifier itself may go, which ends all that are under way. The pointers are plain: a
+// notifiee that goes takes itself off the list.
 class NotifieeList {
  public:
   NotifieeList() = default;

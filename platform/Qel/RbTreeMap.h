@@ -14,7 +14,7 @@ namespace Qel {
 class RbTreeMapLinks : public boost::intrusive::set_base_hook<
                            boost::intrusive::link_mode<boost::intrusive::safe_link>> {};
 
-// Ordered map of counted rows, ascending in the key's operator<; at most one row a key.
+// Ordered map of counted rows: no two of equal keys, the least by operator< first.
 //
 // Value is the row, derived from PtrInterface; Node is Value or the base of it that carries the
 // RbTreeMapLinks and has `const Key& fwkKey() const`, which never changes while the row is in the

@@ -48,7 +48,7 @@ class TraceHandle {
   int level_;
 };
 
-// A trace line being written. Its text is built only when the level is on:
+// A trace line being written. A level that is off costs a test, and no text:
 //   if (auto trace = TraceHelper::createIfEnabled(handle, 8, file, line, function))
 //     *trace << "key : " << key;
 // The record goes to the sink when the helper is destroyed.

@@ -7,11 +7,11 @@
 
 namespace System {
 
-// The remembered reloads of one cell by reboot index; index 0 is the latest.
+// The remembered reloads of one cell, numbered from the last one, 0, backwards.
 //
 // Every change of the collection is told through onRebootHistory(index) before the mutator returns.
-// A registered notifiee whose notifications go from off to on is at once told of what already
-// stands, through onRebootHistoryqelImmediate().
+// Switching a registered notifiee's notifications on calls its onRebootHistoryqelImmediate() at
+// once, so that it looks at what stands there already.
 class ResetCauseHistory final : public Qel::Entity {
  public:
   using RebootHistory = Qel::RbTreeMap<ResetInstance, U32>;

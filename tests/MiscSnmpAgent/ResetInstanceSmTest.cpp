@@ -52,7 +52,7 @@ class ResetInstanceSmTest : public QuietAgentFixture {
     log();
     return machine;
   }
-  // Exactly one delete-then-rebuild of the right cell.
+  // One rebuild of the own side, and nothing else.
   static auto rebuiltOnce() {
     return kIsOwn ? ElementsAre("- 0.0.1", "+ 0.0.1") : ElementsAre("- 2.0.1", "+ 2.0.1");
   }

@@ -2,9 +2,9 @@
 """A pair of supervisors under faults, watched all along as an SNMP manager sees it.
 
   1  equal to what the publishers hold within 2 s of the end of a fault
-  2  never a value that was not published
-  3  never back to an older reload
-  4  never a torn history: all rows of a cell tell of the same reload, and it is whole
+  2  what it shows has been published at some time
+  3  a cell's rows go on to later reloads only
+  4  the rows of a cell are one reload, complete
   5  no row lost, whatever is away
   6  descriptors and memory stay as they are
   7  every question is answered within a second
