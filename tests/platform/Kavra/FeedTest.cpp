@@ -243,6 +243,22 @@ TEST_F(FeedTest, RefusesToFollowWhatIsNoPath) {
   EXPECT_THROW(static_cast<void>(feed_->followIs("/a", noting("F"))), Qel::RangeException);
 }
 
+TEST_F(FeedTest, QuarantinesOnceWhatCouldNotBeReadAndKeepsTheLastGoodDocument) {
+  feed_->documentsAre({{"a", history({"one"})}});
+  const auto early = feed_->followIs("a", noting("F"));
+  EXPECT_THAT(settled(), ElementsAre("F a one"));
+  for (int time = 0; time < 2; ++time) feed_->documentsAre({}, {{"a", "torn"}});
+  EXPECT_THAT(settled(), ElementsAre("Kavra 0: a: refused: torn", "F a misfit"));
+  const auto late = feed_->followIs("a", noting("L"));
+  EXPECT_THAT(settled(), ElementsAre("L a one"));
+  EXPECT_EQ(feed_->status().quarantined, (std::vector<Quarantine>{{"a", "torn"}}));
+  feed_->documentsAre({}, {{"a", "torn otherwise"}});
+  EXPECT_THAT(settled(), ElementsAre(HasSubstr("torn otherwise"), "F a misfit", "L a misfit"));
+  feed_->documentsAre({{"a", history({"one"})}});
+  EXPECT_THAT(settled(), IsEmpty());
+  EXPECT_THAT(feed_->status().quarantined, IsEmpty());
+}
+
 TEST_F(FeedTest, QuarantinesADocumentUnderWhatIsNoPath) {
   feed_->documentsAre({{"/a", history({"one"})}, {"b", history({"two"})}});
   EXPECT_THAT(feed_->status().quarantined, ElementsAre(Quarantine{"/a", "/: this is not a path"}));

@@ -179,6 +179,20 @@ TEST_P(StoreTest, NamesTheKnownTypesToWhoeverPublishesAnother) {
                              HasSubstr(kavratest::kHistoryType)));
 }
 
+TEST_P(StoreTest, HoldsWhatItIsToldToAndSaysWhetherItHadToPublish) {
+  put("other", history({"other"}));
+  const Store::Documents wanted{{"a", history({"one"})}, {"b", redundancy(3, true)}};
+  EXPECT_TRUE(store_->documentsAre({"a", "b"}, wanted));
+  EXPECT_FALSE(store_->documentsAre({"a", "b"}, wanted));
+  database_->store()->update({"a", "b"}, [](Store::Documents& documents) {
+    documents.erase("a");
+    documents["b"] = history({"two"});
+  });
+  EXPECT_TRUE(store_->documentsAre({"a", "b"}, wanted));
+  EXPECT_TRUE(store_->documentsAre({"a", "b"}, {{"b", redundancy(3, true)}}));
+  EXPECT_THAT(store_->documents(""), ElementsAre(Key("b"), Key("other")));
+}
+
 TEST_P(StoreTest, RefusesPathsThatAreNoneOrWereNotAskedFor) {
   EXPECT_THAT(problemOf<Qel::RangeException>([&] { put("/a", history({"x"})); }),
               HasSubstr("'/a' is not a path"));
