@@ -18,7 +18,6 @@ import support
 
 PACKAGING = os.path.join(support.ROOT, "packaging/redis")
 STANDBY = {"type": "Redundancy::RedundancyStatus", "protocol": 3, "switchoverCapable": True}
-OWN_END, PEER_END = "10.231.77.1", "10.231.77.2"
 
 
 def encoded(*arguments):
@@ -104,14 +103,18 @@ class Link:
         self.dice = dice
         self.name = f"kavra{os.getpid()}"
         self.prefix = ["ip", "netns", "exec", self.name]
+        # Runs beside each other have addresses of their own.
+        net = f"10.231.{os.getpid() // 64 % 256}"
+        host = os.getpid() % 64 * 4
+        self.nearAddress, self.address = f"{net}.{host + 1}", f"{net}.{host + 2}"
         self.loss = self.delay = 0.0
         self.carried = self.dropped = 0
         self.near, self.far = f"kn{os.getpid()}", f"kf{os.getpid()}"
         self.ends = [self.newEnd(self.near), self.newEnd(self.far)]
         for command in (f"ip netns add {self.name}", f"ip link set {self.far} netns {self.name}",
-                        f"ip addr add {OWN_END}/30 dev {self.near}",
+                        f"ip addr add {self.nearAddress}/30 dev {self.near}",
                         f"ip link set {self.near} up",
-                        f"ip -n {self.name} addr add {PEER_END}/30 dev {self.far}",
+                        f"ip -n {self.name} addr add {self.address}/30 dev {self.far}",
                         f"ip -n {self.name} link set {self.far} up",
                         f"ip -n {self.name} link set lo up"):
             self.run(command)
