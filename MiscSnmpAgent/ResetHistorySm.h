@@ -23,8 +23,8 @@ namespace MiscSnmp::Agent {
 // Keeps GeneralMib::reloadCauseTable equal to the causes of the last reload of the own cell and,
 // under a redundancy protocol with a reachable peer, of the peer cell.
 //
-// The own cell's causes stand under unit 0 and, on a supervisor, again under the cell's id; the
-// peer's under the peer's id. Only reboot index 0 is ever published. Construction empties the table
+// The own cell's causes stand under unit 0, on a supervisor a second time under the cell's id, and
+// the peer's under the peer's id. Only reboot index 0 is published. Construction empties the table
 // and writes the rows of what stands; from then on each change deletes all rows of its cell and
 // writes them again. Rows stay when the machine goes: its successor empties the table.
 //
@@ -42,30 +42,37 @@ class ResetHistorySm final : public Qel::OwnerInterface, public Qel::LiveCount<R
     void onSwitchoverCapable() override;
   };
 
-  class QelCurCellResetHistory final
-      : public Reactor<System::ResetCauseHistory::NotifieeConst, ResetHistorySm> {
+  // What the reactors of the two histories share: whatever changed, the whole history is examined
+  // again by `update`.
+  class HistoryReactor : public Reactor<System::ResetCauseHistory::NotifieeConst, ResetHistorySm> {
    public:
     using Reactor::onRebootHistory;
-    using Reactor::Reactor;
     void notifierIs(Qel::Ptr<Qel::PtrInterface const> notifier) override;
     void onRebootHistory(U32 key) override;
     void onRebootHistoryqelImmediate() override;
 
+   protected:
+    using Update = void (ResetHistorySm::*)();
+    HistoryReactor(const Qel::Ptr<Qel::PtrInterface const>& history, ResetHistorySm* owner,
+                   Update update)
+        : Reactor(history, owner), update_(update) {}
+
    private:
     void react();
+
+    const Update update_;
   };
 
-  class QelPeerCellResetHistory final
-      : public Reactor<System::ResetCauseHistory::NotifieeConst, ResetHistorySm> {
+  class QelCurCellResetHistory final : public HistoryReactor {
    public:
-    using Reactor::onRebootHistory;
-    using Reactor::Reactor;
-    void notifierIs(Qel::Ptr<Qel::PtrInterface const> notifier) override;
-    void onRebootHistory(U32 key) override;
-    void onRebootHistoryqelImmediate() override;
+    QelCurCellResetHistory(const Qel::Ptr<Qel::PtrInterface const>& history, ResetHistorySm* owner)
+        : HistoryReactor(history, owner, &ResetHistorySm::handleCurCellResetHistoryUpdate) {}
+  };
 
-   private:
-    void react();
+  class QelPeerCellResetHistory final : public HistoryReactor {
+   public:
+    QelPeerCellResetHistory(const Qel::Ptr<Qel::PtrInterface const>& history, ResetHistorySm* owner)
+        : HistoryReactor(history, owner, &ResetHistorySm::handlePeerCellResetHistoryUpdate) {}
   };
 
   // The redundancy status and the own cell's history must not be null.
@@ -139,7 +146,7 @@ class ResetHistorySm final : public Qel::OwnerInterface, public Qel::LiveCount<R
   void deletePeerCellResetHistory();
   void deletePeerCellResetInstanceSm();
 
-  // Write the rows of one cell from its latest reload. The own cell's form removes no row first.
+  // Turn the latest reload of a cell into rows. The own cell's form removes no row first.
   void handleCurCellResetHistory();
   void handlePeerCellResetHistory();
   // Re-examine every reload of a cell's history; the keyed forms keep the machine of key 0 in step.

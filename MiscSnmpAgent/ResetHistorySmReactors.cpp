@@ -20,36 +20,19 @@ void ResetHistorySm::QelRedundancyStatus::onSwitchoverCapable() {
   if (const auto owner = live()) owner->handlePeerCellResetHistory();
 }
 
-void ResetHistorySm::QelCurCellResetHistory::notifierIs(
-    Qel::Ptr<Qel::PtrInterface const> notifier) {
-  const Qel::Ptr<QelCurCellResetHistory> alive(this);
+void ResetHistorySm::HistoryReactor::notifierIs(Qel::Ptr<Qel::PtrInterface const> notifier) {
+  const Qel::Ptr<HistoryReactor> alive(this);
   Reactor::notifierIs(notifier);
   isRegisteredNotifieeIs(true);
   if (resetCauseHistory()) react();
 }
 
-void ResetHistorySm::QelCurCellResetHistory::onRebootHistory(U32 /*key*/) { react(); }
+void ResetHistorySm::HistoryReactor::onRebootHistory(U32 /*key*/) { react(); }
 
-void ResetHistorySm::QelCurCellResetHistory::onRebootHistoryqelImmediate() { react(); }
+void ResetHistorySm::HistoryReactor::onRebootHistoryqelImmediate() { react(); }
 
-void ResetHistorySm::QelCurCellResetHistory::react() {
-  if (const auto owner = live()) owner->handleCurCellResetHistoryUpdate();
-}
-
-void ResetHistorySm::QelPeerCellResetHistory::notifierIs(
-    Qel::Ptr<Qel::PtrInterface const> notifier) {
-  const Qel::Ptr<QelPeerCellResetHistory> alive(this);
-  Reactor::notifierIs(notifier);
-  isRegisteredNotifieeIs(true);
-  if (resetCauseHistory()) react();
-}
-
-void ResetHistorySm::QelPeerCellResetHistory::onRebootHistory(U32 /*key*/) { react(); }
-
-void ResetHistorySm::QelPeerCellResetHistory::onRebootHistoryqelImmediate() { react(); }
-
-void ResetHistorySm::QelPeerCellResetHistory::react() {
-  if (const auto owner = live()) owner->handlePeerCellResetHistoryUpdate();
+void ResetHistorySm::HistoryReactor::react() {
+  if (const auto owner = live()) ((*owner).*update_)();
 }
 
 }  // namespace MiscSnmp::Agent
