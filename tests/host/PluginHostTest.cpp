@@ -3,7 +3,6 @@
 #include <dlfcn.h>
 #include <gmock/gmock.h>
 
-#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <fstream>
@@ -26,7 +25,6 @@ namespace Host {
 namespace {
 
 using testing::ElementsAre;
-using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::StartsWith;
 
