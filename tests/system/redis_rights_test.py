@@ -1,0 +1,90 @@
+#!/usr/bin/python3
+"""What the users of the shipped server configuration may do, and what nobody may."""
+
+import contextlib
+import os
+import socket
+import stat
+import unittest
+
+import redis_pair
+import support
+
+KEY = "kavra:e:cell/1/redundancy/status"
+READING = [("PING",), ("GET", "kavra:epoch"), ("HGETALL", KEY), ("XINFO", "STREAM", "kavra:log"),
+           ("XREAD", "COUNT", "1", "STREAMS", "kavra:log", "0"), ("MULTI",)]
+WRITING = [("SET", "kavra:epoch", "x"), ("DEL", "kavra:x"), ("HSET", KEY, "_v", "1"),
+           ("HDEL", "kavra:index", "x"), ("XADD", "kavra:log", "*", "k", KEY),
+           ("WATCH", "kavra:epoch"), ("UNWATCH",)]
+FORBIDDEN = [("FLUSHALL",), ("FLUSHDB",), ("EVAL", "return 1", "0"), ("KEYS", "*"), ("SCAN", "0"),
+             ("CONFIG", "GET", "*"), ("ACL", "LIST"), ("SHUTDOWN",),
+             ("RENAME", "kavra:epoch", "kavra:x"), ("GET", "other"), ("XADD", "other", "*", "k", "v"),
+             ("REPLICAOF", "127.0.0.1", "1"), ("SAVE",), ("CLIENT", "KILL", "TYPE", "normal")]
+
+
+class Rights(support.SystemTest):
+    def setUp(self):
+        super().setUp()
+        self.redis = redis_pair.Redis(self.directory, 1)
+        self.addCleanup(self.redis.kill)
+        self.redis.command("SET", "kavra:epoch", "x")
+        self.redis.command("XADD", "kavra:log", "*", "k", KEY)
+
+    def ask(self, user, command):
+        """The first line of the reply to one command."""
+        with open(self.redis.auth(user)) as file:
+            name, password = file.read().split()
+        with contextlib.closing(socket.socket(socket.AF_UNIX)) as connection:
+            connection.settimeout(support.PATIENCE)
+            connection.connect(self.redis.socket)
+            connection.sendall(redis_pair.encoded("AUTH", name, password))
+            self.assertEqual(connection.recv(100), b"+OK\r\n")
+            connection.sendall(redis_pair.encoded(*command))
+            return connection.recv(65536).split(b"\r\n")[0].decode()
+
+    def assertGranted(self, user, command):
+        self.assertFalse(self.ask(user, command).startswith("-"), (user, command))
+
+    def assertRefused(self, user, command):
+        self.assertTrue(self.ask(user, command).startswith("-NOPERM"), (user, command))
+
+    def testLetBothRead(self):
+        for command in READING:
+            for user in ("agent", "publisher"):
+                self.assertGranted(user, command)
+
+    def testLetThePublisherAloneWrite(self):
+        for command in WRITING:
+            self.assertGranted("publisher", command)
+            self.assertRefused("agent", command)
+
+    def testLetNobodyDoHarm(self):
+        for command in FORBIDDEN:
+            for user in ("agent", "publisher"):
+                self.assertRefused(user, command)
+
+    def testLetNobodyInWithoutAName(self):
+        with contextlib.closing(socket.socket(socket.AF_UNIX)) as connection:
+            connection.connect(self.redis.socket)
+            connection.sendall(redis_pair.encoded("GET", "kavra:epoch"))
+            self.assertTrue(connection.recv(100).startswith(b"-NOAUTH"))
+
+    def testKeepPasswordsFromOthersAndOutOfTheServersFile(self):
+        with open(os.path.join(self.redis.directory, "users.acl")) as file:
+            rights = file.read()
+        for user in ("agent", "publisher"):
+            path = self.redis.auth(user)
+            self.assertEqual(stat.S_IMODE(os.stat(path).st_mode), 0o600)
+            with open(path) as file:
+                self.assertNotIn(file.read().split()[1], rights)
+
+    def testKeepNothingOverARestart(self):
+        self.redis.kill()
+        self.redis.start()
+        self.assertEqual(self.redis.command("DBSIZE"), b":0")
+        self.assertEqual(sorted(name for name in os.listdir(self.redis.directory)
+                                if name.endswith((".rdb", ".aof"))), [])
+
+
+if __name__ == "__main__":
+    unittest.main()
