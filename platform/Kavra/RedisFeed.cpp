@@ -18,6 +18,14 @@ const RedisCommand kXread = {"XREAD", "COUNT", "128", "BLOCK", "1000", "STREAMS"
 constexpr int kMostBadRings = 2;
 constexpr char kNotFollowed[] = "nobody follows it";
 
+// The id of the last entry in the reply to XREAD, one stream with its entries.
+std::optional<RedisStreamId> lastRingIn(const RedisReply& reply) {
+  if (reply.elements.size() != 1 || reply.elements[0].elements.size() != 2) return {};
+  const auto& entries = reply.elements[0].elements[1].elements;
+  if (entries.empty() || entries.back().elements.empty()) return {};
+  return RedisStreamId::of(entries.back().elements[0].text);
+}
+
 }  // namespace
 
 RedisFeed::RedisFeed(RedisServer server, Qel::EventLoop& loop,
@@ -116,14 +124,15 @@ void RedisFeed::handleSnapshot(const Replies& replies) {
   takeSnapshot(snapshot);
   // Followers may have begun to follow something else.
   if (!questionCoversAll()) return askSnapshot({});
-  askForRing();
+  if (confirmed_ == present_) return askForRing();
+  askState();
 }
 
 void RedisFeed::takeSnapshot(const RedisSnapshot& snapshot) {
-  present_ = snapshot.state;
-  if (accepted_ && present_.isBefore(*accepted_)) {
+  stateIs(snapshot.state);
+  if (confirmed_ && present_.isBefore(*confirmed_)) {
     return problemIs(fmt::format("the server went back from {} to {} in epoch {}",
-                                 accepted_->lastId.text(), present_.lastId.text(),
+                                 confirmed_->lastId.text(), present_.lastId.text(),
                                  *present_.epoch));
   }
   accepted_ = present_;
@@ -131,6 +140,22 @@ void RedisFeed::takeSnapshot(const RedisSnapshot& snapshot) {
   documentsAre(snapshot.documents, snapshot.unreadable);
   if (!present_.problem.empty()) throw StoreException(present_.problem);
   beReached();
+}
+
+void RedisFeed::stateIs(const RedisState& state) {
+  const bool goesOn = state.epoch && state.epoch == present_.epoch;
+  if (state == present_ || (goesOn && state.lastId >= present_.lastId)) confirm(present_);
+  if (goesOn && rung_ && state.lastId >= *rung_) {
+    RedisState rung = state;
+    rung.lastId = *rung_;
+    confirm(rung);
+  }
+  rung_.reset();
+  present_ = state;
+}
+
+void RedisFeed::confirm(const RedisState& state) {
+  if (!confirmed_ || !state.isBefore(*confirmed_)) confirmed_ = state;
 }
 
 void RedisFeed::beReached() {
@@ -155,6 +180,7 @@ void RedisFeed::handleRing(const RedisReply& reply) {
   const bool good = reply.isNil() || reply.isArray();
   badRings_ = good ? 0 : badRings_ + 1;
   if (badRings_ == kMostBadRings) throw StoreException(reply.description());
+  rung_ = lastRingIn(reply);
   askSnapshot({});
 }
 
@@ -168,7 +194,9 @@ void RedisFeed::askState() {
 }
 
 void RedisFeed::handleState(const RedisState& state) {
-  if (state != present_) return askSnapshot({});
+  const bool same = state == present_;
+  stateIs(state);
+  if (!same) return askSnapshot({});
   if (accepted_ == present_) lastConfirmed_ = clock_->now();
   askForRing();
 }

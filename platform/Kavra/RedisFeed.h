@@ -28,7 +28,8 @@ namespace Kavra {
 // A connection that is lost takes nothing away: what was last seen goes on being served, the age of
 // it grows, and the server is asked again after a growing pause. Each loss and each recovery is
 // traced once (level 0). A server that went back to an older state (the same epoch, a log with
-// fewer entries) is not believed until it has caught up or begun a new epoch.
+// fewer entries) is not believed until it has caught up or begun a new epoch; how far it was has to
+// be told by two answers, lest one damaged number make everything after it look old.
 //
 // It is connected while somebody follows, so that nobody asks after a peer that does not matter. A
 // document that is followed while a tail is under way is read when that ends, a second at most.
@@ -61,6 +62,9 @@ class RedisFeed final : public Feed {
   void handleState(const RedisState& state);
 
   void takeSnapshot(const RedisSnapshot& snapshot);
+  // Another answer told the state, and maybe confirms the one before.
+  void stateIs(const RedisState& state);
+  void confirm(const RedisState& state);
   void beReached();
   // Runs a step of a handler; a problem costs the connection.
   void guarded(const std::function<void()>& step);
@@ -82,7 +86,9 @@ class RedisFeed final : public Feed {
 
   RedisQuestion asked_;                  // the last question
   std::set<Qel::String> names_;          // the paths that the server has, if somebody wants to know
-  RedisState present_;                   // of the server at the last snapshot
+  RedisState present_;                   // of the server, as told last
+  std::optional<RedisStreamId> rung_;    // by the ring that led to the present snapshot
+  std::optional<RedisState> confirmed_;  // the furthest one that two answers told
   std::optional<RedisState> accepted_;   // of the server when it held what is served
   std::optional<double> lastConfirmed_;  // when that was found to hold
   std::optional<double> lostSince_;      // while the server is away

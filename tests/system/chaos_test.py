@@ -175,6 +175,7 @@ class Chaos(support.SystemTest):
             cell.publish()
         seconds = self.untilFresh(FRESH_WITHIN)
         if seconds is None:
+            self.tell()
             late = self.untilFresh(support.PATIENCE)
             shown = [watcher.shown for watcher in self.watchers]
             wanted = {number: cell.sequence for number, cell in self.cells.items()}
@@ -182,6 +183,8 @@ class Chaos(support.SystemTest):
                       self.said())
         self.recoveries[name].append(seconds)
         for watcher in self.watchers:
+            if watcher.wrong:
+                self.tell()
             self.assertEqual(watcher.wrong, [], f"after '{name}'\n{self.said()}")
 
     def said(self):
@@ -237,10 +240,14 @@ class Chaos(support.SystemTest):
         with open(support.AGENT, "rb") as program:
             return b"__asan_init" in program.read()
 
-    def report(self, healthy, healed):
+    def tell(self):
+        """Which faults there were so far, and how soon all was well after each."""
         for name, times in sorted(self.recoveries.items()):
             print(f"{self.count[name]:5} x {name}: fresh after {statistics.median(times):.3f} s, "
                   f"at most {max(times):.3f} s")
+
+    def report(self, healthy, healed):
+        self.tell()
         for name, times in (("healthy", healthy), ("after healing", healed)):
             cuts = statistics.quantiles(times, n=100)
             print(f"publication to SNMP answer, {name}: p50 {1e3 * cuts[49]:.1f} ms, "

@@ -151,6 +151,20 @@ TEST_F(RedisLinkTest, ShowsNothingButWhatWasPublishedThroughMangledAnswers) {
   EXPECT_EQ(shown(), published_);
 }
 
+TEST_F(RedisLinkTest, IsNotMisledByAStateThatOneAnswerAloneTold) {
+  script_.lastId = "9999999999999-0";
+  int requests = 0;
+  serve([&](unsigned connection, std::string_view request) {
+    if (++requests == 2) {
+      script_.lastId = "5-5";
+      script_.documentIs(kHistoryPath, history({"three"}));
+    }
+    return script_.answersTo(connection, request);
+  });
+  const Reloads later{{0, {"three"}}};
+  EXPECT_TRUE(until([&] { return shown() == later; }));
+}
+
 TEST_F(RedisLinkTest, NeedsNoMoreMemoryNorDescriptorsAfterThousandsOfConnections) {
   serve([this](unsigned connection, std::string_view request) {
     std::string answers = script_.answersTo(connection, request);
