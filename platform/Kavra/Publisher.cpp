@@ -35,7 +35,7 @@ void Publisher::publishIn(double seconds) {
 
 void Publisher::publish() {
   try {
-    if (target_->documentsAre({paths_.begin(), paths_.end()}, documents_)) ++publications_;
+    target_->documentsAre({paths_.begin(), paths_.end()}, documents_);
     if (!problem_.empty()) trace(0, "publishing again");
     problem_.clear();
     backOff_.reset();

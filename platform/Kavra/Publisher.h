@@ -27,9 +27,6 @@ class Publisher final : public Qel::PtrInterface {
   // `loop` must outlive it.
   Publisher(const Qel::Ptr<Feed>& source, const Qel::Ptr<Store>& target, Qel::EventLoop& loop);
 
-  // How often it published something.
-  std::size_t publications() const noexcept { return publications_; }
-
  private:
   static constexpr double kLookEvery = 1.0;
 
@@ -43,7 +40,6 @@ class Publisher final : public Qel::PtrInterface {
   Store::Documents documents_;   // what it has now
   RedisBackOff backOff_;
   std::string problem_;  // empty when all is well
-  std::size_t publications_ = 0;
   Qel::Ptr<Qel::EventWatch> timer_;
   const Qel::Ptr<Follow> follow_;
 };
