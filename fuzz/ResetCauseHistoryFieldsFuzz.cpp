@@ -32,7 +32,7 @@ Qel::DocumentCodec::Fields fieldsOf(std::string_view input) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  const System::ResetCauseHistoryCodec codec;
+  const System::ResetCauseHistoryCodec codec{};
   try {
     const Qel::Document document =
         codec.documentOf(fieldsOf({reinterpret_cast<const char*>(data), size}));

@@ -43,7 +43,7 @@ class RedundancyStatusCodecTest : public support::LiveObjectsTest {
     return problemOf([&] { codec_.documentOf(fields); });
   }
 
-  const RedundancyStatusCodec codec_;
+  const RedundancyStatusCodec codec_{};
 };
 
 TEST_F(RedundancyStatusCodecTest, MakesTheEntityEqualToTheDocument) {

@@ -68,7 +68,7 @@ class ResetCauseHistoryCodecTest : public support::LiveObjectsTest {
   }
   systemtest::Log takeLog() { return std::exchange(log_, {}); }
 
-  const ResetCauseHistoryCodec codec_;
+  const ResetCauseHistoryCodec codec_{};
   systemtest::Log log_;
 };
 
