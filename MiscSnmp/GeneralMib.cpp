@@ -124,12 +124,12 @@ GeneralMib::~GeneralMib() {
 
 Qel::Ptr<ReloadCauseEntry> GeneralMib::reloadCauseTableIs(
     const ReloadCauseKey& key, const Qel::Ptr<System::ResetInstance const>& resetInstance) {
-  if (const Qel::Ptr<ReloadCauseEntry> present = reloadCauseTable_[key]) {
+  if (Qel::Ptr<ReloadCauseEntry> present = reloadCauseTable_[key]) {
     if (present->resetCause() != resetInstance)
       throwOtherReload(resetInstance, present->resetCause());
     return present;
   }
-  const auto row =
+  auto row =
       Qel::Ptr<ReloadCauseEntry>::adopt(new (std::nothrow) ReloadCauseEntry(key, resetInstance));
   if (!row) Qel::throwRangeException("null ValidPtr");
   reloadCauseTable_.rowIs(row);
