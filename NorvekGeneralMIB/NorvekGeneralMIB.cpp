@@ -70,7 +70,7 @@ Qel::Ptr<GeneralMib> findGeneralMib() {
               << " ) for table norvekReloadCauseTable. Is this path correct?" << std::endl;
   }
   QEL_ASSERT(entity != nullptr);
-  const Qel::Ptr<GeneralMib> generalMib = Qel::ptrCast<GeneralMib>(entity);
+  Qel::Ptr<GeneralMib> generalMib = Qel::ptrCast<GeneralMib>(entity);
   if (!generalMib) {
     std::cerr << kGeneralMibPath << " does not appear to be of type MiscSnmp::GeneralMib."
               << std::endl;
