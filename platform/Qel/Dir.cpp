@@ -88,7 +88,7 @@ Ptr<Dir> Dir::dirIs(std::string_view path) {
 Ptr<Entity> Dir::newEntityIs(std::string_view typeName, const Name& name) {
   const TypeNode* type = typeNode(typeName);
   if (type == nullptr) throwRangeException(format("type '%s' is not registered", typeName));
-  const Ptr<Entity> entity = type->newEntityForDir(*this, name);
+  Ptr<Entity> entity = type->newEntityForDir(*this, name);
   entityIs(entity);
   return entity;
 }
