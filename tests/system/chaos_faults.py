@@ -4,6 +4,8 @@ goes on publishing, and undoes it."""
 import signal
 import time
 
+import support
+
 KEYS = ("kavra:epoch", "kavra:log", "kavra:index", "history", "status")
 WRONG_TYPES = {"string": ("SET", "x"), "list": ("LPUSH", "x"), "set": ("SADD", "x"),
                "zset": ("ZADD", "1", "x"), "hash": ("HSET", "x", "y"),
@@ -140,12 +142,15 @@ class Faults:
 
     def foreignDescriptors(self):
         cell = self.anyCell()
+        before = cell.agentIs()[0]
         cell.agent.child.send_signal(signal.SIGUSR1)
         self.goOn(0.3)
         for each in self.cells.values():
             each.redis.command("CLIENT", "KILL", "TYPE", "normal")
         self.goOn(self.dice.uniform(0.5, 2))
         cell.agent.child.send_signal(signal.SIGUSR2)
+        # It takes them back when it looks next; what is open meanwhile is no leak.
+        support.waitFor(lambda: cell.agentIs()[0] <= before + 3, "the foreign descriptors go")
 
     def linkDown(self):
         self.link.setUp(False)
