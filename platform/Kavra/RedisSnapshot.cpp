@@ -2,6 +2,7 @@
 
 #include "Kavra/Path.h"
 #include "Kavra/RedisEntity.h"
+#include "Kavra/Store.h"
 #include "Qel/Assert.h"
 
 namespace Kavra {
@@ -43,6 +44,8 @@ std::vector<RedisCommand> RedisQuestion::commands() const {
 }
 
 RedisSnapshot::RedisSnapshot(const RedisQuestion& question, const RedisReply& outcome) {
+  // Nothing is watched, so no good server does that; but it may not be a good server.
+  if (outcome.isNil()) throw StoreException("the transaction was discarded");
   std::span<const RedisReply> replies(outcome.elements);
   QEL_ASSERT(replies.size() == question.commands().size());
   state = RedisState(replies[0], replies[1]);

@@ -23,6 +23,7 @@ struct RedisQuestion {
 // The answer to it.
 struct RedisSnapshot {
   // `outcome` is that of the question's commands as one transaction.
+  // Throws StoreException where the server discarded it.
   RedisSnapshot(const RedisQuestion& question, const RedisReply& outcome);
 
   RedisState state;

@@ -99,6 +99,15 @@ TEST_F(RedisLinkTest, GivesUpAServerThatSpeaksOtherwise) {
   EXPECT_THAT(log_.lines(), ElementsAre(HasSubstr("not the Redis protocol")));
 }
 
+TEST_F(RedisLinkTest, GivesUpAServerThatDiscardsItsSnapshot) {
+  serve([this](unsigned connection, std::string_view request) {
+    const std::string answers = script_.answersTo(connection, request);
+    return answers.substr(0, answers.find('*')) + kavratest::kNilArray;
+  });
+  EXPECT_TRUE(until([this] { return fake_->connections() > 3; }));
+  EXPECT_THAT(log_.lines(), ElementsAre(HasSubstr("the transaction was discarded")));
+}
+
 TEST_F(RedisLinkTest, SurvivesAnswersThatNobodyAskedFor) {
   serve([this](unsigned connection, std::string_view request) {
     const std::string answers = script_.answersTo(connection, request);
