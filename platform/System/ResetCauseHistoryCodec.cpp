@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <map>
@@ -121,7 +122,7 @@ Qel::Document reloadDocument(Qel::FieldReader& fields, U32 index) {
   return Qel::Document::Map{{"causeQ", std::move(causes)}};
 }
 
-// The reload indexes that have a count, "R:n".
+// The reload indexes that have a count, "R:n", in ascending order: fields come in any.
 std::vector<U32> indexesOf(const Qel::DocumentCodec::Fields& fields) {
   std::vector<U32> indexes;
   for (const auto& [name, value] : fields) {
@@ -134,6 +135,7 @@ std::vector<U32> indexesOf(const Qel::DocumentCodec::Fields& fields) {
     }
     indexes.push_back(index);
   }
+  std::sort(indexes.begin(), indexes.end());
   return indexes;
 }
 

@@ -166,6 +166,16 @@ TEST_F(RedisHoldingTest, PublishesOnceAndThenLooks) {
   EXPECT_EQ(store_->documents(""), documents_);
 }
 
+TEST_F(RedisHoldingTest, PublishesOnceWhereTheServerKeepsTheFieldsInNoOrder) {
+  kavratest::Reloads reloads;
+  for (U32 index = 0; index < 20; ++index) reloads[index] = {std::string(100, 'x'), "y"};
+  documents_[kHistoryPath] = kavratest::historyOf(reloads);
+  EXPECT_TRUE(hold());
+  ASSERT_EQ(command({"OBJECT", "ENCODING", kHistoryKey}).text, "hashtable");
+  EXPECT_FALSE(hold());
+  EXPECT_EQ(store_->documents(""), documents_);
+}
+
 TEST_F(RedisHoldingTest, TakesBackWhatIsNotThereAnyMore) {
   hold();
   documents_.erase(kHistoryPath);

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdint>
 #include <functional>
@@ -240,6 +241,15 @@ TEST_F(ResetCauseHistoryCodecTest, ReadsBackItsFields) {
                                                     {"time", -4294967297.125}})})},
                {"7", reload({})}});
   EXPECT_EQ(codec_.documentOf(codec_.fieldsOf(document)), document);
+}
+
+TEST_F(ResetCauseHistoryCodecTest, ReadsFieldsInAnyOrder) {
+  const Document document = history({{"2", reload({fullCause("a", 1, "b", "c")})},
+                                     {"7", reload({})},
+                                     {"10", reload({fullCause("d", 2, "e", "f")})}});
+  Qel::DocumentCodec::Fields fields = codec_.fieldsOf(document);
+  std::reverse(fields.begin(), fields.end());
+  EXPECT_EQ(codec_.documentOf(fields), document);
 }
 
 TEST_F(ResetCauseHistoryCodecTest, LeavesEmptyOptionalTextsOutOfADocumentOfFields) {
