@@ -15,7 +15,6 @@ namespace Kavra {
 namespace {
 
 const RedisCommand kXread = {"XREAD", "COUNT", "128", "BLOCK", "1000", "STREAMS", kRedisLogKey};
-constexpr int kMostBadRings = 2;
 constexpr char kNotFollowed[] = "nobody follows it";
 
 // The id of the last entry in the reply to XREAD, one stream with its entries.
@@ -72,7 +71,6 @@ void RedisFeed::connect() {
 void RedisFeed::handleLoss(const std::string& why) {
   const Qel::Ptr<RedisFeed> alive(this);
   link_ = nullptr;
-  badRings_ = 0;
   connectLater(backOff_.next());
   problemIs(why);
 }
@@ -139,7 +137,7 @@ void RedisFeed::takeSnapshot(const RedisSnapshot& snapshot) {
   lastConfirmed_ = clock_->now();
   documentsAre(snapshot.documents, snapshot.unreadable);
   if (!present_.problem.empty()) throw StoreException(present_.problem);
-  beReached();
+  if (rings()) beReached();
 }
 
 void RedisFeed::stateIs(const RedisState& state) {
@@ -176,10 +174,11 @@ void RedisFeed::askForRing() {
 }
 
 void RedisFeed::handleRing(const RedisReply& reply) {
-  if (reply.isNil() && questionCoversAll()) return askState();
+  const bool rangBefore = rings();
   const bool good = reply.isNil() || reply.isArray();
-  badRings_ = good ? 0 : badRings_ + 1;
-  if (badRings_ == kMostBadRings) throw StoreException(reply.description());
+  badRings_ = good ? 0 : std::min(badRings_ + 1, kMostBadRings);
+  if (!rings()) throw StoreException(reply.description());
+  if (reply.isNil() && rangBefore && questionCoversAll()) return askState();
   rung_ = lastRingIn(reply);
   askSnapshot({});
 }

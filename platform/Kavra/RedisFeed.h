@@ -45,6 +45,7 @@ class RedisFeed final : public Feed {
 
  private:
   using Replies = RedisLink::Replies;
+  static constexpr int kMostBadRings = 2;
 
   void rest();
   void connectLater(double seconds);
@@ -66,6 +67,9 @@ class RedisFeed final : public Feed {
   void stateIs(const RedisState& state);
   void confirm(const RedisState& state);
   void beReached();
+  // Whether the tail works; a server that refuses it, again and again, is no good one, however good
+  // its snapshots are.
+  bool rings() const noexcept { return badRings_ < kMostBadRings; }
   // Runs a step of a handler; a problem costs the connection.
   void guarded(const std::function<void()>& step);
 
@@ -93,7 +97,7 @@ class RedisFeed final : public Feed {
   std::optional<double> lastConfirmed_;  // when that was found to hold
   std::optional<double> lostSince_;      // while the server is away
   std::string problem_;                  // empty when all is well
-  int badRings_ = 0;                     // in a row
+  int badRings_ = 0;                     // in a row, over connections, too
 };
 
 }  // namespace Kavra

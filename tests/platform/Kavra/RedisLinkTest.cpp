@@ -108,6 +108,18 @@ TEST_F(RedisLinkTest, GivesUpAServerThatDiscardsItsSnapshot) {
   EXPECT_THAT(log_.lines(), ElementsAre(HasSubstr("the transaction was discarded")));
 }
 
+TEST_F(RedisLinkTest, ReportsAServerThatNeverRingsOnce) {
+  serve([this](unsigned connection, std::string_view request) {
+    const std::string answers = script_.answersTo(connection, request);
+    return answers.empty() ? std::string("-NOPERM no permissions to run 'xread'\r\n") : answers;
+  });
+  EXPECT_TRUE(until([this] { return fake_->connections() > 20; }));
+  EXPECT_EQ(shown(), published_);
+  EXPECT_FALSE(feed_->status().reachable);
+  EXPECT_LT(feed_->status().age.value_or(9.0), 9.0);
+  EXPECT_THAT(log_.lines(), ElementsAre(HasSubstr("lost: an error: NOPERM")));
+}
+
 TEST_F(RedisLinkTest, SurvivesAnswersThatNobodyAskedFor) {
   serve([this](unsigned connection, std::string_view request) {
     const std::string answers = script_.answersTo(connection, request);
