@@ -3,12 +3,12 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <exception>
 #include <utility>
 
 #include "Kavra/KavraTrace.h"
 #include "Kavra/RedisTransaction.h"
 #include "Kavra/Store.h"
-#include "Qel/Exception.h"
 
 namespace Kavra {
 
@@ -204,10 +204,9 @@ void RedisFeed::guarded(const std::function<void()>& step) {
   const Qel::Ptr<RedisFeed> alive(this);
   try {
     step();
-  } catch (const StoreException& error) {
-    handleLoss(error.what());
-  } catch (const Qel::RangeException& error) {
-    // The loop has no room.
+  } catch (const std::exception& error) {
+    // Also where the loop has no room, or there is no memory: a follower that stopped between two
+    // requests would never ask again.
     handleLoss(error.what());
   }
 }

@@ -1,10 +1,10 @@
 #include "Kavra/RedisLink.h"
 
+#include <exception>
 #include <utility>
 
 #include "Kavra/Store.h"
 #include "Qel/Assert.h"
-#include "Qel/Exception.h"
 
 namespace Kavra {
 
@@ -91,9 +91,7 @@ Qel::Ptr<Qel::EventWatch> RedisLink::alarm(double seconds, const char* problem) 
 void RedisLink::guarded(const std::function<void()>& step) {
   try {
     step();
-  } catch (const StoreException& error) {
-    lose(error.what());
-  } catch (const Qel::RangeException& error) {
+  } catch (const std::exception& error) {
     lose(error.what());
   }
 }

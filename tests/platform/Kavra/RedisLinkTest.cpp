@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <iterator>
 #include <memory>
+#include <new>
 #include <string>
 
 #include "Documents.h"
@@ -118,6 +119,26 @@ TEST_F(RedisLinkTest, ReportsAServerThatNeverRingsOnce) {
   EXPECT_FALSE(feed_->status().reachable);
   EXPECT_LT(feed_->status().age.value_or(9.0), 9.0);
   EXPECT_THAT(log_.lines(), ElementsAre(HasSubstr("lost: an error: NOPERM")));
+}
+
+TEST_F(RedisLinkTest, IsFollowedAgainAfterAMomentWithoutMemory) {
+  class ShortOfMemory final : public Qel::Clock {
+   public:
+    double now() const override {
+      if (++looks_ == 1) throw std::bad_alloc();
+      return 1700000000.0;
+    }
+
+   private:
+    mutable int looks_ = 0;
+  };
+  serveScript();
+  const auto feed = Qel::make<RedisFeed>(RedisServer{RedisAddress::ofPath(fake_->socket()), {}},
+                                         hasty_, Qel::make<ShortOfMemory>());
+  const auto follower = followerOf(feed);
+  EXPECT_TRUE(until([&] { return feed->status().reachable; }));
+  EXPECT_THAT(log_.lines(),
+              ElementsAre(HasSubstr("not reached: std::bad_alloc"), HasSubstr("back after")));
 }
 
 TEST_F(RedisLinkTest, SurvivesAnswersThatNobodyAskedFor) {
