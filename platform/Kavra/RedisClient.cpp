@@ -75,6 +75,8 @@ std::vector<RedisReply> RedisClient::request(const std::vector<RedisCommand>& co
         connection_->receive();
       }
     }
+    // It would be taken for the answer to the next request.
+    if (connection_->takeReply()) throw StoreException("an answer that nobody asked for");
   } catch (const StoreException& error) {
     // A server that has no use for the connection says so before it closes it.
     const bool told = !replies.empty() && replies.back().isError();
@@ -86,7 +88,9 @@ std::vector<RedisReply> RedisClient::request(const std::vector<RedisCommand>& co
 RedisReply RedisClient::transaction(const std::vector<RedisCommand>& commands) {
   const std::vector<RedisReply> replies = request(redisTransactionOf(commands));
   try {
-    return redisOutcomeOf(replies, commands.size());
+    const RedisReply& outcome = redisOutcomeOf(replies, commands.size());
+    if (outcome.isNil()) throw StoreException("the transaction was discarded");
+    return outcome;
   } catch (const StoreException& error) {
     fail(error.what());
   }

@@ -24,7 +24,8 @@ class RedisClient {
 
   // Sends the commands and waits for as many replies. Errors among them are for the caller.
   std::vector<RedisReply> request(const std::vector<RedisCommand>& commands);
-  // The outcome of a transaction of the commands; see RedisTransaction.h.
+  // The outcome of a transaction of the commands, of which no key is watched; see
+  // RedisTransaction.h.
   RedisReply transaction(const std::vector<RedisCommand>& commands);
 
   [[noreturn]] void fail(const std::string& problem) const;

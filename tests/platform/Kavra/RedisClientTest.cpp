@@ -1,0 +1,111 @@
+#include "Kavra/RedisClient.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <functional>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "DatabaseDirectory.h"
+#include "Kavra/FileDescriptor.h"
+#include "Kavra/RedisAddress.h"
+#include "Kavra/Store.h"
+
+namespace Kavra {
+namespace {
+
+using testing::HasSubstr;
+using testing::StartsWith;
+
+// Waits for one client, and answers each piece that comes with the next text; then it closes.
+class CannedServer {
+ public:
+  explicit CannedServer(std::vector<std::string> answers)
+      : address_(RedisAddress::ofPath((directory_.path() / "canned.sock").string())),
+        listener_(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+    const SocketAddress socket = address_.resolve().front();
+    EXPECT_EQ(::bind(listener_.fd(), socket.address(), socket.size), 0);
+    EXPECT_EQ(::listen(listener_.fd(), 1), 0);
+    thread_ = std::thread([this, answers = std::move(answers)] { serve(answers); });
+  }
+  CannedServer(const CannedServer&) = delete;
+  CannedServer& operator=(const CannedServer&) = delete;
+  ~CannedServer() { thread_.join(); }
+
+  RedisServer server() const { return {address_, {}}; }
+  const std::string& name() const { return address_.text(); }
+
+ private:
+  void serve(const std::vector<std::string>& answers) const {
+    const FileDescriptor client(::accept4(listener_.fd(), nullptr, nullptr, SOCK_CLOEXEC));
+    char piece[4096];
+    for (const std::string& answer : answers) {
+      if (::recv(client.fd(), piece, sizeof piece, 0) <= 0) return;
+      if (::send(client.fd(), answer.data(), answer.size(), MSG_NOSIGNAL) < 0) return;
+    }
+  }
+
+  const kavratest::DatabaseDirectory directory_;
+  const RedisAddress address_;
+  const FileDescriptor listener_;
+  std::thread thread_;
+};
+
+std::string problemOf(const CannedServer& server, const std::function<void(RedisClient&)>& work) {
+  try {
+    RedisClient client(server.server());
+    work(client);
+    return "nothing";
+  } catch (const StoreException& error) {
+    return error.what();
+  }
+}
+
+void look(RedisClient& client) { (void)client.transaction({{"GET", "kavra:epoch"}}); }
+
+TEST(RedisClientTest, TakesTheOutcomeOfATransaction) {
+  const CannedServer server({"+PONG\r\n", "+OK\r\n+QUEUED\r\n*1\r\n$5\r\nepoch\r\n"});
+  EXPECT_EQ(problemOf(server,
+                      [](RedisClient& client) {
+                        const RedisReply outcome = client.transaction({{"GET", "kavra:epoch"}});
+                        EXPECT_EQ(outcome.elements.at(0).text, "epoch");
+                      }),
+            "nothing");
+}
+
+TEST(RedisClientTest, NamesTheServerThatDiscardsATransaction) {
+  const CannedServer server({"+PONG\r\n", "+OK\r\n+QUEUED\r\n*-1\r\n"});
+  EXPECT_EQ(problemOf(server, look), server.name() + ": the transaction was discarded");
+}
+
+TEST(RedisClientTest, TakesNoAnswerThatNobodyAskedForAsTheNext) {
+  const CannedServer server({"+PONG\r\n*1\r\n$5\r\nother\r\n", "+OK\r\n+QUEUED\r\n"});
+  EXPECT_EQ(problemOf(server, look), server.name() + ": an answer that nobody asked for");
+}
+
+TEST(RedisClientTest, NamesTheServerThatRefusesTheLogin) {
+  const CannedServer server({"-NOAUTH Authentication required.\r\n"});
+  EXPECT_EQ(problemOf(server, look), server.name() + ": NOAUTH Authentication required.");
+}
+
+TEST(RedisClientTest, NamesTheServerThatAnswersOtherwise) {
+  for (const std::string answer :
+       {"+OK\r\n+QUEUED\r\n*0\r\n", "+OK\r\n+QUEUED\r\n*2\r\n:1\r\n:2\r\n",
+        "+OK\r\n+QUEUED\r\n:1\r\n", "+OK\r\n+QUEUED\r\n+OK\r\n", "%1\r\n+a\r\n:1\r\n"}) {
+    const CannedServer server({"+PONG\r\n", answer});
+    EXPECT_THAT(problemOf(server, look), StartsWith(server.name() + ": ")) << answer;
+  }
+}
+
+TEST(RedisClientTest, TellsThatTheServerClosedTheConnection) {
+  const CannedServer server({"+PONG\r\n", "+OK\r\n"});
+  EXPECT_THAT(problemOf(server, look), HasSubstr("closed"));
+}
+
+}  // namespace
+}  // namespace Kavra
