@@ -60,6 +60,7 @@ double secondsOf(const std::string& text) {
 
 std::vector<double> secondsOf(const std::vector<std::string>& texts) {
   std::vector<double> times;
+  times.reserve(texts.size());
   for (const std::string& text : texts) times.push_back(secondsOf(text));
   return times;
 }

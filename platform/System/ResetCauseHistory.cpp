@@ -38,7 +38,7 @@ Qel::Ptr<ResetCauseHistory const> ResetCauseHistory::NotifieeConst::resetCauseHi
 
 Qel::Ptr<ResetInstance> ResetCauseHistory::rebootHistoryIs(U32 index) {
   if (Qel::Ptr<ResetInstance> present = rebootHistory(index)) return present;
-  const Qel::Ptr<ResetInstance> instance = Qel::make<ResetInstance>(index);
+  Qel::Ptr<ResetInstance> instance = Qel::make<ResetInstance>(index);
   rebootHistoryIs(instance);
   return instance;
 }

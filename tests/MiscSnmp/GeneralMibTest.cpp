@@ -34,7 +34,6 @@ void* __wrap__ZnwmRKSt9nothrow_t(std::size_t size, const std::nothrow_t& tag) {
 namespace MiscSnmp {
 namespace {
 
-using support::reload;
 using support::reloadOf;
 using testing::ElementsAre;
 using testing::IsEmpty;

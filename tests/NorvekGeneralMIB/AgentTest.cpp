@@ -15,9 +15,7 @@ namespace NorvekGeneralMIB {
 namespace {
 
 using MiscSnmp::ReloadCauseKey;
-using testing::AllOf;
 using testing::Contains;
-using testing::Each;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;

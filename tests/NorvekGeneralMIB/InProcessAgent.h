@@ -35,6 +35,7 @@ class InProcessAgent {
   static InProcessAgent& instance();
   InProcessAgent(const InProcessAgent&) = delete;
   InProcessAgent& operator=(const InProcessAgent&) = delete;
+  ~InProcessAgent() = delete;
 
   Response get(const std::vector<Oid>& names) { return request(SNMP_MSG_GET, names); }
   Response getNext(const std::vector<Oid>& names) { return request(SNMP_MSG_GETNEXT, names); }
@@ -43,7 +44,6 @@ class InProcessAgent {
 
  private:
   InProcessAgent();
-  ~InProcessAgent() = delete;
 
   Response request(int command, const std::vector<Oid>& names);
   // Sends the PDU, which net-snmp frees, and serves until it is answered or a second has passed.

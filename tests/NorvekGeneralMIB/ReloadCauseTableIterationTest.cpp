@@ -15,8 +15,6 @@ namespace {
 using MiscSnmp::ReloadCauseKey;
 using testing::Contains;
 using testing::ElementsAre;
-using testing::ElementsAreArray;
-using testing::IsEmpty;
 using testing::Not;
 
 constexpr char kFirst[] = "Snmp 2: norvekReloadCauseTable_get_first_data_point - ";

@@ -165,6 +165,7 @@ TEST_F(NetSnmpEventLoopTest, RefusesASecondWatchOfADescriptor) {
 TEST_F(NetSnmpEventLoopTest, RefusesMoreDescriptorsThanNetSnmpTakes) {
   std::vector<Pair> pairs(kMostDescriptors + 1);
   std::vector<Ptr<EventWatch>> watches;
+  watches.reserve(kMostDescriptors);
   for (int count = 0; count < kMostDescriptors; ++count) {
     watches.push_back(loop_.readableIs(pairs[static_cast<std::size_t>(count)].end(), [] {}));
   }

@@ -45,6 +45,7 @@ Program::Program(const std::vector<std::string>& arguments) {
   const auto out = newPipe();
   const auto err = newPipe();
   std::vector<char*> argv;
+  argv.reserve(arguments.size() + 1);
   for (const std::string& argument : arguments) argv.push_back(const_cast<char*>(argument.c_str()));
   argv.push_back(nullptr);
   pid_ = ::fork();
@@ -90,7 +91,7 @@ std::string Program::readLine() {
     end = outText_.find('\n');
   }
   if (end == std::string::npos) return {};
-  const std::string line = outText_.substr(0, end);
+  std::string line = outText_.substr(0, end);
   outText_.erase(0, end + 1);
   return line;
 }

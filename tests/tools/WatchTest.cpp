@@ -14,7 +14,6 @@
 namespace Tools {
 namespace {
 
-using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::StartsWith;
 using toolstest::Program;

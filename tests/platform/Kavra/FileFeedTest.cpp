@@ -218,12 +218,13 @@ TEST_F(FileFeedTest, MayBeLetGoFromInsideAChange) {
 
 TEST_F(FileFeedTest, TakesTenThousandCausesInOneReload) {
   std::vector<std::string> causes;
+  causes.reserve(10001);
   for (int i = 0; i < 10000; ++i) causes.push_back("cause " + std::to_string(i));
   open();
   const auto start = std::chrono::steady_clock::now();
   directory_.replace(json(history(causes)));
   EXPECT_TRUE(shows({{0, causes}}));
-  causes.push_back("one more");
+  causes.emplace_back("one more");
   directory_.replace(json(history(causes)));
   EXPECT_TRUE(shows({{0, causes}}));
   // Milliseconds each; comparing each with each would take far longer, instrumented or not.

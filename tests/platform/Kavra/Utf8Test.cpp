@@ -8,7 +8,7 @@
 namespace Kavra {
 namespace {
 
-using std::string_view_literals::operator""sv;
+using namespace std::string_view_literals;
 
 TEST(Utf8Test, AcceptsTheFirstAndLastOfEachLength) {
   for (const auto text : {""sv, "\0"sv, "\x7f"sv, "\xc2\x80"sv, "\xdf\xbf"sv, "\xe0\xa0\x80"sv,

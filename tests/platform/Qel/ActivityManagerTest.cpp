@@ -106,7 +106,7 @@ TEST_F(ActivityManagerTest, AnErrorOfWorkIsTracedAndGoesNoFurther) {
 }
 
 TEST_F(ActivityManagerTest, WakesTheLoopOnceUntilTheWorkIsDone) {
-  manager_->wakeUpIs([this] { log_.push_back("wake up"); });
+  manager_->wakeUpIs([this] { log_.emplace_back("wake up"); });
   EXPECT_THAT(log_, IsEmpty());
   const Ptr<Activity> a = put("a");
   const Ptr<Activity> b = put("b");
@@ -117,11 +117,11 @@ TEST_F(ActivityManagerTest, WakesTheLoopOnceUntilTheWorkIsDone) {
 }
 
 TEST_F(ActivityManagerTest, WakesTheLoopForWorkPutOffByWork) {
-  manager_->wakeUpIs([this] { log_.push_back("wake up"); });
+  manager_->wakeUpIs([this] { log_.emplace_back("wake up"); });
   Ptr<Activity> b;
   const Ptr<Activity> a = manager_->activityIs([this, &b] {
     b = put("b");
-    log_.push_back("a");
+    log_.emplace_back("a");
   });
   manager_->run();
   EXPECT_THAT(log_, ElementsAre("wake up", "a", "wake up"));
@@ -129,7 +129,7 @@ TEST_F(ActivityManagerTest, WakesTheLoopForWorkPutOffByWork) {
 
 TEST_F(ActivityManagerTest, ALoopThatComesLateIsWokenForWhatWaits) {
   const Ptr<Activity> a = put("a");
-  manager_->wakeUpIs([this] { log_.push_back("wake up"); });
+  manager_->wakeUpIs([this] { log_.emplace_back("wake up"); });
   EXPECT_THAT(log_, ElementsAre("wake up"));
 }
 

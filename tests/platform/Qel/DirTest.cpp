@@ -42,7 +42,7 @@ class Watching : public Dir::NotifieeConst {
 class DirTest : public support::LiveObjectsTest {
  protected:
   Ptr<Entity> put(const Name& name) {
-    const auto entity = make<Entity>(name);
+    auto entity = make<Entity>(name);
     dir_->entityIs(entity);
     return entity;
   }

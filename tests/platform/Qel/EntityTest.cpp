@@ -31,7 +31,7 @@ class Watching : public Qel::Entity::NotifieeConst {
     isRegisteredNotifieeIs(true);
     hasNotificationActiveIs(true);
   }
-  void onZeroReferences() override { log_.push_back("zero references"); }
+  void onZeroReferences() override { log_.emplace_back("zero references"); }
 
  private:
   std::vector<std::string>& log_;

@@ -26,7 +26,7 @@ using Map = Qel::HashMap<Value, U32>;
 class HashMapTest : public support::LiveObjectsTest {
  protected:
   Ptr<Value> added(U32 key) {
-    const auto value = make<Value>();
+    auto value = make<Value>();
     map_.valueIs(key, value);
     return value;
   }

@@ -62,7 +62,7 @@ class NotifieeListTest : public support::LiveObjectsTest {
   }
   Ptr<Notifiee> joined(const std::string& name,
                        NotifierReference reference = NotifierReference::counted) {
-    const auto notifiee = make<Notifiee>(name, log_, reference);
+    auto notifiee = make<Notifiee>(name, log_, reference);
     notifiee->notifierIs(notifier_);
     notifiee->hasNotificationActiveIs(true);
     notifiee->isRegisteredNotifieeIs(true);

@@ -48,14 +48,14 @@ class Owner : public Qel::OwnerInterface {
   }
 
   Ptr<Child> childIs(const std::string& name) {
-    const auto child = make<Child>(name, Ptr<Owner>(this), log_);
+    auto child = make<Child>(name, Ptr<Owner>(this), log_);
     children_.push_back(child);
     qelChildIs(*child);
     return child;
   }
   // Drops the oldest child.
   Ptr<Child> childDel() {
-    const Ptr<Child> child = children_.front();
+    Ptr<Child> child = children_.front();
     qelChildDel(*child);
     children_.erase(children_.begin());
     return child;

@@ -113,7 +113,7 @@ TEST_F(PollEventLoopTest, AWatchMayEndAnotherThatIsReadyAsWell) {
   Pair second;
   Ptr<EventWatch> other;
   const Ptr<EventWatch> watch = loop_.readableIs(pair_.ends[0], [&] {
-    log_.push_back("first");
+    log_.emplace_back("first");
     other = nullptr;
   });
   other = loop_.readableIs(second.ends[0], noting("second"));
@@ -160,7 +160,7 @@ TEST_F(PollEventLoopTest, ATimerMayEndItselfAndTheNextOne) {
   first = loop_.timerIs(0, [&] {
     second = nullptr;
     first = nullptr;
-    log_.push_back("first");
+    log_.emplace_back("first");
   });
   second = loop_.timerIs(0, noting("second"));
   EXPECT_EQ(loop_.runOnce(kLong), 1U);
@@ -171,7 +171,7 @@ TEST_F(PollEventLoopTest, ATimerMayEndItselfAndTheNextOne) {
 TEST_F(PollEventLoopTest, ATimerThatRenewsItselfDoesNotStarveThePass) {
   Ptr<EventWatch> timer;
   std::function<void()> renew = [&] {
-    log_.push_back("timer");
+    log_.emplace_back("timer");
     timer = loop_.timerIs(0, renew);
   };
   timer = loop_.timerIs(0, renew);
@@ -204,7 +204,7 @@ TEST_F(PollEventLoopTest, RunsPutOffWorkWithoutWaiting) {
 TEST_F(PollEventLoopTest, WorkThatPutsOffMoreWorkIsServedPassByPass) {
   Ptr<Qel::Activity> second;
   const Ptr<Qel::Activity> first = Qel::activityManager()->activityIs([&] {
-    log_.push_back("first");
+    log_.emplace_back("first");
     second = Qel::activityManager()->activityIs(noting("second"));
   });
   EXPECT_EQ(loop_.runOnce(kLong), 1U);
@@ -229,7 +229,7 @@ TEST_F(PollEventLoopTest, AStopBeforeTheRunEndsThatRunAlone) {
   loop_.stop();
   loop_.run();
   const Ptr<EventWatch> timer = loop_.timerIs(0, [this] {
-    log_.push_back("timer");
+    log_.emplace_back("timer");
     loop_.stop();
   });
   loop_.run();

@@ -23,9 +23,9 @@ using testing::IsEmpty;
 class Told : public Qel::PtrInterface {
  public:
   explicit Told(std::vector<std::string>& log) : log_(log) {}
-  ~Told() override { log_.push_back("destroyed"); }
+  ~Told() override { log_.emplace_back("destroyed"); }
   void zeroReferencesIs(bool zero) override {
-    log_.push_back(zero ? "zero references" : "references again");
+    log_.emplace_back(zero ? "zero references" : "references again");
   }
 
  private:
@@ -74,6 +74,7 @@ TEST_F(PtrInterfaceTest, AReferenceToAConstantObjectKeepsItAsWell) {
 
 TEST_F(PtrInterfaceTest, AConstructorMayHandOutShortLivedReferences) {
   const auto object = make<Handed>([](const Ptr<Handed>& self) {
+    // NOLINTNEXTLINE(performance-unnecessary-copy-initialization)
     const Ptr<Handed> another = self;
     EXPECT_EQ(another->references(), 3U);
   });
@@ -91,6 +92,7 @@ TEST_F(PtrInterfaceTest, AConstructorMayHandOutReferencesThatStay) {
 
 TEST_F(PtrInterfaceTest, AConstructorThatThrowsUnwindsOnceWithNothingLeft) {
   EXPECT_THROW(make<Handed>([](const Ptr<Handed>& self) {
+                 // NOLINTNEXTLINE(performance-unnecessary-copy-initialization)
                  const Ptr<Handed> another = self;
                  throw std::runtime_error("no object");
                }),
@@ -102,6 +104,7 @@ TEST_F(PtrInterfaceTest, ADestructorMayHandOutShortLivedReferences) {
   int ends = 0;
   make<Handed>([](const Ptr<Handed>&) {},
                [&ends](const Ptr<Handed>& self) {
+                 // NOLINTNEXTLINE(performance-unnecessary-copy-initialization)
                  const Ptr<Handed> another = self;
                  EXPECT_EQ(another->references(), 3U);
                  ++ends;
@@ -160,6 +163,7 @@ TEST_F(PtrInterfaceTest, CountsAcrossThreadsOnceToldTo) {
   Qel::PtrInterface::threadSafePointersIs(true);
   const auto object = make<Told>(log_);
   const auto churn = [&object] {
+    // NOLINTNEXTLINE(performance-unnecessary-copy-initialization): to count it is the point.
     for (int i = 0; i < 20000; ++i) const Ptr<Told> copy = object;
   };
   std::thread other(churn);

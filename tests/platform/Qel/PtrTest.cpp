@@ -46,6 +46,7 @@ TEST_F(PtrTest, ACopyAddsAReferenceAndAMoveDoesNot) {
   EXPECT_EQ(copy->references(), 2U);
   const Ptr<Derived> moved = std::move(first);
   EXPECT_EQ(moved->references(), 2U);
+  // NOLINTNEXTLINE(bugprone-use-after-move): null is what a move leaves.
   EXPECT_EQ(first, nullptr);
 }
 

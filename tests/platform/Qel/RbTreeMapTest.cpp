@@ -44,7 +44,7 @@ std::vector<Key> keysFrom(MapOrConst& map, const Key& start) {
 class RbTreeMapTest : public support::LiveObjectsTest {
  protected:
   Ptr<Row> added(const Key& key) {
-    const auto row = make<Row>(key);
+    auto row = make<Row>(key);
     map_.rowIs(row);
     return row;
   }

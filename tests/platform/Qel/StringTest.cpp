@@ -33,7 +33,7 @@ TEST(StringTest, HoldsAnyOctets) {
 
 TEST(StringTest, CopiesShareOneBuffer) {
   const String text("shared");
-  const String copy = text;
+  const String copy = text;  // NOLINT(performance-unnecessary-copy-initialization)
   EXPECT_EQ(copy.charPtr(), text.charPtr());
 }
 

@@ -61,7 +61,7 @@ TEST_F(TypeNodeTest, KnowsItsAttributesAndOperationsByName) {
 
 TEST_F(TypeNodeTest, DoesWhatItWasToldHowToDo) {
   class Thing : public Qel::PtrInterface {};
-  const auto thing = make<Thing>();
+  auto thing = make<Thing>();
   const auto dir = make<Qel::Dir>("dir");
   Qel::TypeDescription description{.name = "Test::Type"};
   description.factory = [&](const GenericArgs& args) {

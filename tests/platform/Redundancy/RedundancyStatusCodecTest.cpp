@@ -35,7 +35,7 @@ std::string problemOf(const std::function<void()>& work) {
 class RedundancyStatusCodecTest : public support::LiveObjectsTest {
  protected:
   std::string problemOfDocument(const Document& document) const {
-    const std::string problem = problemOf([&] { codec_.decode(document); });
+    std::string problem = problemOf([&] { codec_.decode(document); });
     EXPECT_EQ(problemOf([&] { codec_.fieldsOf(document); }), problem);
     return problem;
   }

@@ -59,7 +59,7 @@ class ResetCauseHistoryCodecTest : public support::LiveObjectsTest {
     return Qel::ptrCast<ResetCauseHistory>(entity);
   }
   std::string problemOfDocument(const Document& document) const {
-    const std::string problem = problemOf([&] { codec_.decode(document); });
+    std::string problem = problemOf([&] { codec_.decode(document); });
     // The flat form is made of good documents alone.
     EXPECT_EQ(problemOf([&] { codec_.fieldsOf(document); }), problem);
     return problem;
