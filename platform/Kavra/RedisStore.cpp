@@ -27,19 +27,40 @@ std::string newEpoch() {
   return fmt::format("{:08x}{:08x}{:08x}{:08x}", random(), random(), random(), random());
 }
 
-RedisCommand hashCommand(const Qel::String& path, const Qel::Document& document) {
-  RedisCommand command{"HSET", redisKeyOf(path)};
+// Why a document is too large to be published, or empty.
+std::string sizeProblemOf(const Qel::String& path, const Qel::DocumentCodec::Fields& fields) {
   std::size_t octets = 0;
-  for (auto& [name, value] : redisFieldsOf(path, document)) {
-    octets += name.size() + value.size();
+  for (const auto& [name, value] : fields) octets += name.size() + value.size();
+  if (octets <= RedisStore::kMostDocumentOctets) return {};
+  return fmt::format("{}: its fields take {} octets, {} are allowed", path.view(), octets,
+                     RedisStore::kMostDocumentOctets);
+}
+
+RedisCommand hashCommand(const Qel::String& path, const Qel::Document& document) {
+  Qel::DocumentCodec::Fields fields = redisFieldsOf(path, document);
+  if (const auto problem = sizeProblemOf(path, fields); !problem.empty()) {
+    throw StoreException(problem);
+  }
+  RedisCommand command{"HSET", redisKeyOf(path)};
+  for (auto& [name, value] : fields) {
     command.push_back(std::move(name));
     command.push_back(std::move(value));
   }
-  if (octets > RedisStore::kMostDocumentOctets) {
-    throw StoreException(fmt::format("{}: its fields take {} octets, {} are allowed", path.view(),
-                                     octets, RedisStore::kMostDocumentOctets));
-  }
   return command;
+}
+
+// Takes the documents that are too large out of what is to be published; returns why, or empty.
+template <class Changes>
+std::string takeTooLarge(Changes& changes) {
+  std::string problem;
+  std::erase_if(changes, [&](const auto& change) {
+    const auto& [path, document] = change;
+    if (document == nullptr) return false;
+    const std::string why = sizeProblemOf(path, redisFieldsOf(path, *document));
+    if (!why.empty()) problem = why;
+    return !why.empty();
+  });
+  return problem;
 }
 
 // What makes the server hold `document` (nothing, where it is null) at `path`.
@@ -149,8 +170,11 @@ bool RedisStore::documentsAre(const std::vector<Qel::String>& paths, const Docum
   const bool lost = older || !published_ || state.epoch != published_->epoch;
   Documents wanted;
   for (const auto& [path, document] : documents) wanted.emplace(path, redisFormOf(path, document));
-  const Changes changes = changesOf(allOf(snapshot), wanted, lost);
-  return !changes.empty() && publish(client, changes, older ? kNewEpoch : Keys());
+  Changes changes = changesOf(allOf(snapshot), wanted, lost);
+  const std::string tooLarge = takeTooLarge(changes);
+  const bool published = !changes.empty() && publish(client, changes, older ? kNewEpoch : Keys());
+  if (!tooLarge.empty()) throw StoreException(tooLarge);
+  return published;
 }
 
 void RedisStore::transact(const std::vector<Qel::String>& paths, const Edit& edit) {

@@ -34,7 +34,8 @@ class RedisStore final : public Store {
 
   Documents documents(const Qel::String& prefix) override;
   // Publishes all of them anew when the epoch is not that of this object's last publication, or the
-  // server holds an older state.
+  // server holds an older state. A document that is too large leaves the one before it in its
+  // place, and raises StoreException after the others were published.
   bool documentsAre(const std::vector<Qel::String>& paths, const Documents& documents) override;
   Status status() override;
 

@@ -176,6 +176,19 @@ TEST_F(RedisHoldingTest, PublishesOnceWhereTheServerKeepsTheFieldsInNoOrder) {
   EXPECT_EQ(store_->documents(""), documents_);
 }
 
+TEST_F(RedisHoldingTest, PublishesTheOthersWhereOneIsTooLarge) {
+  hold();
+  documents_[kHistoryPath] = history(std::vector<std::string>(200, std::string(65536, 'x')));
+  documents_[kRedundancyPath] = redundancy(4, true);
+  for (int look = 0; look < 2; ++look) {
+    EXPECT_THAT(problemOf([&] { hold(); }),
+                AllOf(StartsWith(kHistoryPath), HasSubstr("8388608 are allowed")));
+    EXPECT_EQ(store_->documents(""), (Store::Documents{{kHistoryPath, history({"one"})},
+                                                       {kRedundancyPath, redundancy(4, true)}}));
+  }
+  EXPECT_EQ(command({"XLEN", kRedisLogKey}).integer, 2);
+}
+
 TEST_F(RedisHoldingTest, TakesBackWhatIsNotThereAnyMore) {
   hold();
   documents_.erase(kHistoryPath);
