@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <chrono>
 #include <exception>
 #include <utility>
 
@@ -15,6 +16,8 @@ namespace Kavra {
 namespace {
 
 const RedisCommand kXread = {"XREAD", "COUNT", "128", "BLOCK", "1000", "STREAMS", kRedisLogKey};
+constexpr std::chrono::milliseconds kEarly{500};  // for an answer to it that brings no news
+constexpr double kPause = 0.1;
 constexpr char kNotFollowed[] = "nobody follows it";
 
 // The id of the last entry in the reply to XREAD, one stream with its entries.
@@ -45,6 +48,7 @@ void RedisFeed::handleFollows() {
 
 void RedisFeed::rest() {
   link_ = nullptr;
+  pause_ = nullptr;
   retry_ = nullptr;
   lostSince_.reset();
   problem_ = kNotFollowed;
@@ -64,6 +68,7 @@ void RedisFeed::connect() {
     // A name may have addresses that do not work: each gets its turn.
     link_ = Qel::make<RedisLink>(loop_, addresses[attempts_++ % addresses.size()],
                                  [this](const std::string& why) { handleLoss(why); });
+    news_ = true;
     askSnapshot(server_.loginCommands());
   });
 }
@@ -71,6 +76,7 @@ void RedisFeed::connect() {
 void RedisFeed::handleLoss(const std::string& why) {
   const Qel::Ptr<RedisFeed> alive(this);
   link_ = nullptr;
+  pause_ = nullptr;
   connectLater(backOff_.next());
   problemIs(why);
 }
@@ -122,7 +128,7 @@ void RedisFeed::handleSnapshot(const Replies& replies) {
   takeSnapshot(snapshot);
   // Followers may have begun to follow something else.
   if (!questionCoversAll()) return askSnapshot({});
-  if (confirmed_ == present_) return askForRing();
+  if (confirmed_ == present_) return goOn();
   askState();
 }
 
@@ -149,6 +155,7 @@ void RedisFeed::stateIs(const RedisState& state) {
     confirm(rung);
   }
   rung_.reset();
+  if (state != present_) news_ = true;
   present_ = state;
 }
 
@@ -165,7 +172,15 @@ void RedisFeed::beReached() {
                        seconds));
 }
 
+void RedisFeed::goOn() {
+  const bool early = std::chrono::steady_clock::now() - ringAsked_ < kEarly;
+  if (news_ || !early) return askForRing();
+  pause_ = loop_.timerIs(kPause, [this] { guarded([this] { askForRing(); }); });
+}
+
 void RedisFeed::askForRing() {
+  news_ = false;
+  ringAsked_ = std::chrono::steady_clock::now();
   RedisCommand xread = kXread;
   xread.push_back(present_.lastId.text());
   link_->requestIs({xread}, [this](const Replies& replies) {
@@ -197,7 +212,7 @@ void RedisFeed::handleState(const RedisState& state) {
   stateIs(state);
   if (!same) return askSnapshot({});
   if (accepted_ == present_) lastConfirmed_ = clock_->now();
-  askForRing();
+  goOn();
 }
 
 void RedisFeed::guarded(const std::function<void()>& step) {

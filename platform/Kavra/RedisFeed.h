@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <functional>
 #include <optional>
 #include <set>
@@ -58,6 +59,9 @@ class RedisFeed final : public Feed {
   void askSnapshot(const std::vector<RedisCommand>& login);
   void askForRing();
   void askState();
+  // Waits for the next ring: at once, or after a pause where the server rings early for nothing and
+  // would keep the loop busy.
+  void goOn();
   void handleSnapshot(const Replies& replies);
   void handleRing(const RedisReply& reply);
   void handleState(const RedisState& state);
@@ -87,6 +91,7 @@ class RedisFeed final : public Feed {
   Qel::Ptr<RedisLink> link_;         // null while waiting for the next attempt
   Qel::Ptr<Qel::EventWatch> retry_;  // that attempt
   Qel::Ptr<Qel::EventWatch> rest_;
+  Qel::Ptr<Qel::EventWatch> pause_;
 
   RedisQuestion asked_;                  // the last question
   std::set<Qel::String> names_;          // the paths that the server has, if somebody wants to know
@@ -97,7 +102,9 @@ class RedisFeed final : public Feed {
   std::optional<double> lastConfirmed_;  // when that was found to hold
   std::optional<double> lostSince_;      // while the server is away
   std::string problem_;                  // empty when all is well
-  int badRings_ = 0;                     // in a row, over connections, too
+  bool news_ = false;                    // since a ring was asked for last
+  std::chrono::steady_clock::time_point ringAsked_;  // the last one
+  int badRings_ = 0;                                 // in a row, over connections, too
 };
 
 }  // namespace Kavra

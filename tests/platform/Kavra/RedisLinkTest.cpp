@@ -121,6 +121,30 @@ TEST_F(RedisLinkTest, ReportsAServerThatNeverRingsOnce) {
   EXPECT_THAT(log_.lines(), ElementsAre(HasSubstr("lost: an error: NOPERM")));
 }
 
+TEST_F(RedisLinkTest, AsksAServerThatRingsForNothingNowAndThen) {
+  using kavratest::array;
+  using kavratest::bulk;
+  const std::string bell = array(
+      {array({bulk("kavra:log"), array({array({bulk("1-1"), array({bulk("k"), bulk("x")})})})})});
+  for (const std::string& ring : {std::string(kavratest::kNilArray), bell}) {
+    int rings = 0;
+    serve([&](unsigned connection, std::string_view request) {
+      const std::string answers = script_.answersTo(connection, request);
+      if (!answers.empty()) return answers;
+      ++rings;
+      return ring;
+    });
+    hasty_.factorIs(1);
+    EXPECT_TRUE(until([&] { return rings == 5; }));
+    rings = 0;
+    kavratest::runUntil(
+        loop_, [] { return false; }, 0.5);
+    EXPECT_LE(rings, 6) << ring;
+    EXPECT_EQ(shown(), published_);
+    EXPECT_TRUE(feed_->status().reachable);
+  }
+}
+
 TEST_F(RedisLinkTest, IsFollowedAgainAfterAMomentWithoutMemory) {
   class ShortOfMemory final : public Qel::Clock {
    public:
