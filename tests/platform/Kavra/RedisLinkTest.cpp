@@ -129,7 +129,7 @@ TEST_F(RedisLinkTest, AsksAServerThatRingsForNothingNowAndThen) {
   for (const std::string& ring : {std::string(kavratest::kNilArray), bell}) {
     int rings = 0;
     serve([&](unsigned connection, std::string_view request) {
-      const std::string answers = script_.answersTo(connection, request);
+      std::string answers = script_.answersTo(connection, request);
       if (!answers.empty()) return answers;
       ++rings;
       return ring;
