@@ -49,6 +49,11 @@ Publication::Publication(const Qel::String& path, Qel::Document found)
   }
 }
 
+Qel::Document settledFormOf(const Qel::Document& document, const Qel::String& type) {
+  const Qel::DocumentCodec& codec = codecOf(type);
+  return codec.documentOf(codec.fieldsOf(document));
+}
+
 const Qel::DocumentCodec& codecOf(const Qel::String& typeName) {
   const Qel::DocumentCodec* codec = findCodec(typeName);
   if (codec == nullptr) Qel::throwRangeException(unknownType(typeName));

@@ -85,8 +85,9 @@ std::vector<RedisReply> RedisClient::request(const std::vector<RedisCommand>& co
   return replies;
 }
 
-RedisReply RedisClient::transaction(const std::vector<RedisCommand>& commands) {
+std::optional<RedisReply> RedisClient::transaction(const std::vector<RedisCommand>& commands) {
   const std::vector<RedisReply> replies = request(redisTransactionOf(commands));
+  if (isRefusedForMemory(replies)) return {};
   try {
     const RedisReply& outcome = redisOutcomeOf(replies, commands.size());
     if (outcome.isNil()) throw StoreException("the transaction was discarded");

@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -24,9 +25,9 @@ class RedisClient {
 
   // Sends the commands and waits for as many replies. Errors among them are for the caller.
   std::vector<RedisReply> request(const std::vector<RedisCommand>& commands);
-  // The outcome of a transaction of the commands, of which no key is watched; see
-  // RedisTransaction.h.
-  RedisReply transaction(const std::vector<RedisCommand>& commands);
+  // The outcome of a transaction of the commands, of which no key is watched, or nothing when the
+  // server has no memory left for one; see RedisTransaction.h.
+  std::optional<RedisReply> transaction(const std::vector<RedisCommand>& commands);
 
   [[noreturn]] void fail(const std::string& problem) const;
 

@@ -144,11 +144,6 @@ Fields redisFieldsOf(const Qel::String& path, const Qel::Document& document) {
   return fields;
 }
 
-Qel::Document redisFormOf(const Qel::String& path, const Qel::Document& document) {
-  const Qel::DocumentCodec& codec = codecOf(Publication(path, document).type);
-  return codec.documentOf(codec.fieldsOf(document));
-}
-
 RedisEntity::RedisEntity(const Qel::String& path, const RedisReply& hash) {
   // No such key: HGETALL answers with no field.
   if (hash.isArray() && hash.elements.empty()) return;

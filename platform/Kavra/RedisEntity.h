@@ -24,8 +24,6 @@ std::optional<Qel::String> pathOfRedisKey(std::string_view key);
 
 // The hash of a document that fits its type.
 Qel::DocumentCodec::Fields redisFieldsOf(const Qel::String& path, const Qel::Document& document);
-// The document as it is read from its hash: what may be left out is there, in a fixed order.
-Qel::Document redisFormOf(const Qel::String& path, const Qel::Document& document);
 
 // What a server holds of a document.
 struct RedisEntity {

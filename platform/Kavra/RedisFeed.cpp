@@ -121,7 +121,22 @@ void RedisFeed::askSnapshot(const std::vector<RedisCommand>& login) {
 }
 
 void RedisFeed::handleSnapshot(const Replies& replies) {
-  const RedisSnapshot snapshot(asked_, redisOutcomeOf(replies, asked_.commands().size()));
+  if (isRefusedForMemory(replies)) return askSingly();
+  handleOutcome(redisOutcomeOf(replies, asked_.commands().size()));
+}
+
+void RedisFeed::askSingly() {
+  link_->requestIs(asked_.singleCommands(), [this](const Replies& replies) {
+    guarded([this, &replies] {
+      const auto outcome = asked_.outcomeOf(replies);
+      if (outcome) return handleOutcome(*outcome);
+      askSnapshot({});
+    });
+  });
+}
+
+void RedisFeed::handleOutcome(const RedisReply& outcome) {
+  const RedisSnapshot snapshot(asked_, outcome);
   if (asked_.names) names_ = snapshot.names;
   // What was named only now must not be missing from a snapshot that is taken in as a whole.
   if (!questionCoversAll()) return askSnapshot({});

@@ -58,11 +58,13 @@ class RedisFeed final : public Feed {
   // Each asks, and its handler decides what comes next.
   void askSnapshot(const std::vector<RedisCommand>& login);
   void askForRing();
+  void askSingly();
   void askState();
   // Waits for the next ring: at once, or after a pause where the server rings early for nothing and
   // would keep the loop busy.
   void goOn();
   void handleSnapshot(const Replies& replies);
+  void handleOutcome(const RedisReply& outcome);
   void handleRing(const RedisReply& reply);
   void handleState(const RedisState& state);
 

@@ -43,6 +43,22 @@ std::vector<RedisCommand> RedisQuestion::commands() const {
   return commands;
 }
 
+std::vector<RedisCommand> RedisQuestion::singleCommands() const {
+  std::vector<RedisCommand> singles = commands();
+  singles.push_back(RedisState::epochCommand());
+  singles.push_back(RedisState::logCommand());
+  return singles;
+}
+
+std::optional<RedisReply> RedisQuestion::outcomeOf(std::span<const RedisReply> replies) const {
+  QEL_ASSERT(replies.size() == singleCommands().size());
+  const auto after = replies.last(2);
+  // Whoever publishes rings, too, and so moves the state on.
+  if (RedisState(replies[0], replies[1]) != RedisState(after[0], after[1])) return {};
+  const auto before = replies.first(replies.size() - 2);
+  return RedisReply{RedisReply::Kind::array, 0, {}, {before.begin(), before.end()}};
+}
+
 RedisSnapshot::RedisSnapshot(const RedisQuestion& question, const RedisReply& outcome) {
   // Nothing is watched, so no good server does that; but it may not be a good server.
   if (outcome.isNil()) throw StoreException("the transaction was discarded");

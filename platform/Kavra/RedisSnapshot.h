@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <set>
 #include <span>
 #include <vector>
@@ -15,6 +16,12 @@ namespace Kavra {
 // What to look at in a Redis server, all at the same moment.
 struct RedisQuestion {
   std::vector<RedisCommand> commands() const;
+
+  // The same without a transaction, for a server that has no memory left for one: the state is
+  // asked for again at the end. The outcome is that of a transaction, or nothing when the state
+  // changed meanwhile.
+  std::vector<RedisCommand> singleCommands() const;
+  std::optional<RedisReply> outcomeOf(std::span<const RedisReply> replies) const;
 
   std::vector<Qel::String> paths;
   bool names = false;  // also which paths there are

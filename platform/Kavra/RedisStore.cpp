@@ -126,7 +126,12 @@ std::vector<Qel::String> matching(const std::set<Qel::String>& names, const Qel:
 }
 
 RedisSnapshot read(RedisClient& client, const RedisQuestion& question) {
-  return {question, client.transaction(question.commands())};
+  for (int attempt = 0; attempt < kMostAttempts; ++attempt) {
+    auto outcome = client.transaction(question.commands());
+    if (!outcome) outcome = question.outcomeOf(client.request(question.singleCommands()));
+    if (outcome) return {question, *outcome};
+  }
+  client.fail("it changes faster than it can be read");
 }
 
 Store::Documents allOf(const RedisSnapshot& snapshot) {
@@ -168,8 +173,7 @@ bool RedisStore::documentsAre(const std::vector<Qel::String>& paths, const Docum
   // Followers do not believe an older state of the epoch that they know.
   const bool older = !state.problem.empty() || (published_ && state.isBefore(*published_));
   const bool lost = older || !published_ || state.epoch != published_->epoch;
-  Documents wanted;
-  for (const auto& [path, document] : documents) wanted.emplace(path, redisFormOf(path, document));
+  const Documents wanted = settled(documents);
   Changes changes = changesOf(allOf(snapshot), wanted, lost);
   const std::string tooLarge = takeTooLarge(changes);
   const bool published = !changes.empty() && publish(client, changes, older ? kNewEpoch : Keys());

@@ -1,5 +1,7 @@
 #include "Kavra/RedisTransaction.h"
 
+#include <algorithm>
+
 #include "Kavra/Store.h"
 
 namespace Kavra {
@@ -22,6 +24,12 @@ const RedisReply& redisOutcomeOf(std::span<const RedisReply> replies, std::size_
                          outcome.description());
   }
   return outcome;
+}
+
+bool isRefusedForMemory(std::span<const RedisReply> replies) noexcept {
+  return std::any_of(replies.begin(), replies.end(), [](const RedisReply& reply) {
+    return reply.isError() && reply.text.starts_with("OOM ");
+  });
 }
 
 }  // namespace Kavra

@@ -10,9 +10,10 @@ namespace Kavra {
 
 namespace {
 
-void needAllowed(const Store::Documents& before, const Store::Documents& after,
-                 const std::vector<Qel::String>& paths) {
-  for (const auto& [path, document] : after) {
+// Checks what `edit` has changed, and settles it.
+void settle(const Store::Documents& before, Store::Documents& after,
+            const std::vector<Qel::String>& paths) {
+  for (auto& [path, document] : after) {
     if (std::find(paths.begin(), paths.end(), path) == paths.end()) {
       Qel::throwRangeException(Qel::valueToStrep(path) + " is not among the paths of the update");
     }
@@ -20,6 +21,7 @@ void needAllowed(const Store::Documents& before, const Store::Documents& after,
     if (present != before.end() && present->second == document) continue;
     const Publication publication(path, document);
     if (!publication.fits()) throw StoreException(path + ": " + publication.misfit);
+    document = settledFormOf(document, publication.type);
   }
 }
 
@@ -28,12 +30,21 @@ void needAllowed(const Store::Documents& before, const Store::Documents& after,
 StoreException::~StoreException() = default;
 
 bool Store::documentsAre(const std::vector<Qel::String>& paths, const Documents& documents) {
+  const Documents wanted = settled(documents);
   bool published = false;
   update(paths, [&](Documents& present) {
-    published = present != documents;
-    present = documents;
+    published = present != wanted;
+    present = wanted;
   });
   return published;
+}
+
+Store::Documents Store::settled(const Documents& documents) {
+  Documents settled;
+  for (const auto& [path, document] : documents) {
+    settled.emplace(path, settledFormOf(document, Publication(path, document).type));
+  }
+  return settled;
 }
 
 void Store::update(const std::vector<Qel::String>& paths, const Edit& edit) {
@@ -41,7 +52,7 @@ void Store::update(const std::vector<Qel::String>& paths, const Edit& edit) {
   transact(paths, [&](Documents& documents) {
     const Documents before = documents;
     edit(documents);
-    needAllowed(before, documents, paths);
+    settle(before, documents, paths);
   });
 }
 

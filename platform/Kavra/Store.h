@@ -31,7 +31,8 @@ class Store : public Qel::PtrInterface {
   virtual Documents documents(const Qel::String& prefix) = 0;
 
   // Reads the documents of `paths` (one that is not published is absent), lets `edit` change, add
-  // and erase among them, and publishes the outcome in one step that no other writer comes between.
+  // and erase among them, and publishes the outcome in one step that no other writer comes between,
+  // in the form that is the same for every store (see settledFormOf).
   // `edit` is called again when another writer was faster, and gives up by raising. Raises
   // StoreException for a changed document that does not fit its type, RangeException for a path
   // that is not well formed or was not asked for.
@@ -46,7 +47,9 @@ class Store : public Qel::PtrInterface {
   virtual Status status() = 0;
 
  protected:
-  // update(), whose `edit` checks what it leaves.
+  // The documents, which fit their types, as the store gives them back.
+  static Documents settled(const Documents& documents);
+  // update(), whose `edit` checks and settles what it leaves.
   virtual void transact(const std::vector<Qel::String>& paths, const Edit& edit) = 0;
 };
 

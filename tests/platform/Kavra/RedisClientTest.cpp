@@ -72,8 +72,8 @@ TEST(RedisClientTest, TakesTheOutcomeOfATransaction) {
   const CannedServer server({"+PONG\r\n", "+OK\r\n+QUEUED\r\n*1\r\n$5\r\nepoch\r\n"});
   EXPECT_EQ(problemOf(server,
                       [](RedisClient& client) {
-                        const RedisReply outcome = client.transaction({{"GET", "kavra:epoch"}});
-                        EXPECT_EQ(outcome.elements.at(0).text, "epoch");
+                        const auto outcome = client.transaction({{"GET", "kavra:epoch"}});
+                        EXPECT_EQ(outcome.value().elements.at(0).text, "epoch");
                       }),
             "nothing");
 }

@@ -276,6 +276,14 @@ TEST_F(RedisFeedTest, StaysWithAServerThatHasNoMemoryLeft) {
   EXPECT_THAT(log_.lines(), IsEmpty());
 }
 
+TEST_F(RedisFeedTest, ReadsFromAServerThatHadNoMemoryLeftBefore) {
+  publish(history({"one"}));
+  command({"CONFIG", "SET", "maxmemory", "1"});
+  EXPECT_TRUE(shows({"one"}));
+  EXPECT_TRUE(feed_->status().reachable);
+  EXPECT_THAT(log_.lines(), IsEmpty());
+}
+
 class RedisUserTest : public RedisFollowingTest {
  protected:
   static RedisServer as(const RedisServerProcess& server, const char* user, const char* password) {

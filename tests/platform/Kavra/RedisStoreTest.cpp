@@ -124,6 +124,17 @@ TEST_F(RedisStoreTest, PublishesNothingWhenTheServerHasNoMemoryLeft) {
   EXPECT_EQ(store_->documents("").at(kHistoryPath), history({"two"}));
 }
 
+TEST_F(RedisStoreTest, ReadsFromAServerThatHasNoMemoryLeft) {
+  put(kHistoryPath, history({"one"}));
+  const Status before = store_->status();
+  command({"CONFIG", "SET", "maxmemory", "1"});
+  EXPECT_EQ(store_->documents("").at(kHistoryPath), history({"one"}));
+  const Status full = store_->status();
+  EXPECT_TRUE(full.reachable);
+  EXPECT_EQ(full.lastId, before.lastId);
+  EXPECT_EQ(full.epoch, before.epoch);
+}
+
 TEST_F(RedisStoreTest, RefusesADocumentThatIsTooLarge) {
   const std::vector<std::string> causes(200, std::string(65536, 'x'));
   EXPECT_THAT(problemOf([&] { put(kHistoryPath, history(causes)); }),
