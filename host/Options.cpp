@@ -125,8 +125,9 @@ void checkListening(const Options& options) {
 
 void complete(Options& options) {
   for (auto& plugin : options.plugins) plugin = std::filesystem::absolute(plugin).string();
+  const bool peerIsAFile = options.peerDb.starts_with("file:");
   if (options.peerDb.empty()) options.peerDb = options.db;
-  if (options.peerDbAuth.empty()) options.peerDbAuth = options.dbAuth;
+  if (options.peerDbAuth.empty() && !peerIsAFile) options.peerDbAuth = options.dbAuth;
   if (options.listenAddresses.empty() && !options.agentxAddress) {
     options.listenAddresses = {kDefaultListenAddress};
   }

@@ -228,8 +228,15 @@ class Program {
   }
 
   void addStatus() {
-    command("status", "print how the database stands")->callback([this] {
-      commands().status(url().text());
+    CLI::App* status = command("status", "print how the database stands");
+    CLI::Option* peer = named(option(status, "--peer-db", "URL"));
+    peer->description("tell of the peer supervisor's database as well");
+    CLI::Option* auth = named(option(status, "--peer-db-auth", "FILE"))->needs(peer);
+    auth->description("like --db-auth, for --peer-db");
+    status->callback([=, this] {
+      if (peer->count() == 0) return commands().status(url().text());
+      const Kavra::StoreUrl peerUrl(text(peer), text(auth));
+      commands().status(url().text(), peerUrl.store(clock_), peerUrl.text());
     });
   }
 

@@ -36,18 +36,18 @@ Document secondsOrNull(const std::optional<double>& seconds) {
   return seconds ? Document(std::round(*seconds * 1000) / 1000) : Document();
 }
 
-Document documentOf(const Kavra::Status& status, const std::string& url) {
+Document::Map documentOf(const Kavra::Status& status, const std::string& url) {
   Document::List quarantined;
   for (const Kavra::Quarantine& refused : status.quarantined) {
     quarantined.push_back(Document::Map{{"path", refused.path}, {"why", refused.why}});
   }
-  return Document::Map{{"url", Qel::String(url)},
-                       {"reachable", status.reachable},
-                       {"problem", textOrNull(status.problem)},
-                       {"epoch", textOrNull(status.epoch)},
-                       {"lastId", textOrNull(status.lastId)},
-                       {"age", secondsOrNull(status.age)},
-                       {"quarantined", std::move(quarantined)}};
+  return {{"url", Qel::String(url)},
+          {"reachable", status.reachable},
+          {"problem", textOrNull(status.problem)},
+          {"epoch", textOrNull(status.epoch)},
+          {"lastId", textOrNull(status.lastId)},
+          {"age", secondsOrNull(status.age)},
+          {"quarantined", std::move(quarantined)}};
 }
 
 Document parsed(const std::string& json, const std::string& source) {
@@ -144,6 +144,13 @@ void Commands::setRedundancy(U32 cell, const std::optional<U32>& protocol,
 
 void Commands::status(const std::string& url) {
   out_ << Kavra::toJson(documentOf(store_->status(), url), JsonForm::pretty) << '\n';
+}
+
+void Commands::status(const std::string& url, const Qel::Ptr<Store>& peer,
+                      const std::string& peerUrl) {
+  Document::Map both = documentOf(store_->status(), url);
+  both.emplace_back("peer", documentOf(peer->status(), peerUrl));
+  out_ << Kavra::toJson(both, JsonForm::pretty) << '\n';
 }
 
 }  // namespace Tools

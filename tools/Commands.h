@@ -38,8 +38,11 @@ class Commands {
   void setRedundancy(U32 cell, const std::optional<U32>& protocol,
                      const std::optional<bool>& switchoverCapable);
 
-  // Prints how the database stands.
+  // Prints how the database at `url`, this one, stands; with how the peer's does, where there is
+  // one.
   void status(const std::string& url);
+  void status(const std::string& url, const Qel::Ptr<Kavra::Store>& peer,
+              const std::string& peerUrl);
 
  private:
   // Replaces the document at `path` by what `edit` makes of the present one, or of null. A present

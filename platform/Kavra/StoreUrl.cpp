@@ -21,6 +21,10 @@ StoreUrl::StoreUrl(const std::string& text, const std::string& credentialsFile)
     place_ = text.substr(prefix.size());
     if (place_.empty()) break;
     if (scheme_ != Scheme::file) address();
+    if (scheme_ == Scheme::file && !credentialsFile.empty()) {
+      throw StoreException("'" + text + "' is a file: it takes no user and password (" +
+                           credentialsFile + ")");
+    }
     return;
   }
   throw StoreException("'" + text +

@@ -18,7 +18,8 @@ struct RedisServer;
 class StoreUrl {
  public:
   // `credentialsFile` names the file with the user and the password of a Redis server that wants to
-  // know them (see RedisServer.h); empty for none. Raises StoreException for any other address.
+  // know them (see RedisServer.h); empty for none. Raises StoreException for any other address, and
+  // for a file that is to be opened with a user.
   explicit StoreUrl(const std::string& text, const std::string& credentialsFile = {});
 
   const std::string& text() const noexcept { return text_; }

@@ -64,6 +64,10 @@ TEST(Options, AuthenticateToThePeersDatabaseAsToTheOwn) {
   EXPECT_EQ(readOptions({}).peerDbAuth, "");
 }
 
+TEST(Options, AuthenticateToNoFile) {
+  EXPECT_EQ(readOptions({"--db-auth", "own.auth", "--peer-db", "file:b"}).peerDbAuth, "");
+}
+
 TEST(Options, LookForThePeerWhereTheOwnCellLives) {
   EXPECT_EQ(readOptions({"--db", "redis://127.0.0.1"}).peerDb, "redis://127.0.0.1");
 }

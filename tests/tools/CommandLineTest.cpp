@@ -101,12 +101,12 @@ TEST_F(CommandLineTest, PutsGetsListsAndDeletesDocuments) {
   EXPECT_EQ(done({"ls"}), "cell/2/redundancy/status\n");
 }
 
-TEST_F(CommandLineTest, PutsADocumentFromAFileAndKeepsTheOrderOfItsMembers) {
+TEST_F(CommandLineTest, PutsADocumentFromAFileWithItsMembersInTheUsualOrder) {
   const std::string source = (directory_.path() / "document").string();
   directory_.write(source, R"({"switchoverCapable": false, "protocol": 0,
                                "type": "Redundancy::RedundancyStatus"})");
   done({"put", kRedundancyPath, source});
-  EXPECT_THAT(done({"get", kRedundancyPath}), StartsWith("{\n  \"switchoverCapable\": false"));
+  EXPECT_THAT(done({"get", kRedundancyPath}), StartsWith("{\n  \"type\": \"Redundancy"));
 }
 
 TEST_F(CommandLineTest, PutsWhatItGot) {
@@ -268,6 +268,20 @@ TEST_F(CommandLineTest, TellsHowTheDatabaseStands) {
   EXPECT_NE(status.member("age")->as<double>(), nullptr);
   EXPECT_EQ(Kavra::toJson(*status.member("quarantined"), Kavra::JsonForm::line),
             R"([{"path": "a", "why": "/type: expected a text but found an integer"}])");
+}
+
+TEST_F(CommandLineTest, TellsHowThePeersDatabaseStandsAsWell) {
+  directory_.write("{}");
+  const kavratest::DatabaseDirectory other;
+  other.write("nonsense");
+  const Document status = Kavra::ofJson(done({"status", "--peer-db", other.url()}));
+  EXPECT_EQ(*status.member("reachable"), Document(true));
+  const Document& peer = *status.member("peer");
+  EXPECT_EQ(*peer.member("url"), Document(Qel::String(other.url())));
+  EXPECT_EQ(*peer.member("reachable"), Document(false));
+  EXPECT_EQ(Kavra::ofJson(done({"status"})).member("peer"), nullptr);
+  EXPECT_EQ(refused({"status", "--peer-db-auth", "x"}), "--peer-db-auth requires --peer-db");
+  EXPECT_EQ(refused({"ls", "--peer-db", other.url()}), "The following argument was not expected: --peer-db");
 }
 
 TEST_F(CommandLineTest, TellsThatTheFileDoesNotParse) {

@@ -51,6 +51,11 @@ TEST_F(StoreUrlTest, OfAServerOpensTheStoreOnRedis) {
   }
 }
 
+TEST_F(StoreUrlTest, RefusesAUserForAFile) {
+  EXPECT_EQ(problemOf([] { StoreUrl("file:a", "/etc/user"); }),
+            "'file:a' is a file: it takes no user and password (/etc/user)");
+}
+
 TEST_F(StoreUrlTest, TellsWhatIsWrongWithAServersAddress) {
   for (const char* text : {"redis://h:0", "redis://h:65536", "redis://h:x", "redis://:6379",
                            "redis://[::1", "redis://[::1]6379", "redis://h:"}) {
