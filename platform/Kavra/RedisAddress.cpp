@@ -82,9 +82,23 @@ RedisAddress RedisAddress::ofPath(const std::string& path) {
   return address;
 }
 
+bool RedisAddress::isNamed() const {
+  if (!path_.empty()) return false;
+  try {
+    return resolve(AI_NUMERICHOST).empty();
+  } catch (const StoreException&) {
+    return true;
+  }
+}
+
 std::vector<SocketAddress> RedisAddress::resolve() const {
   if (!path_.empty()) return {unixAddress()};
+  return resolve(0);
+}
+
+std::vector<SocketAddress> RedisAddress::resolve(int flags) const {
   addrinfo hints = {};
+  hints.ai_flags = flags;
   hints.ai_family = AF_UNSPEC;
   hints.ai_socktype = SOCK_STREAM;
   addrinfo* list = nullptr;

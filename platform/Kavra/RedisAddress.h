@@ -27,13 +27,17 @@ class RedisAddress {
 
   // As it was given, with the scheme of the state database's addresses.
   const std::string& text() const noexcept { return text_; }
-  // Every address that the host has at the moment, at least one. An address in numbers costs
-  // nothing; a name is looked up, for which the caller waits. Raises StoreException.
+  // Whether the host is a name, which has to be looked up.
+  bool isNamed() const;
+  // Every address that the host has at the moment, at least one. Whoever asks for a name waits for
+  // the look-up; may be called from any thread. Raises StoreException.
   std::vector<SocketAddress> resolve() const;
 
  private:
   RedisAddress() = default;
   SocketAddress unixAddress() const;
+  // Asks getaddrinfo(3), with its flags.
+  std::vector<SocketAddress> resolve(int flags) const;
 
   std::string text_;
   std::string host_;  // empty for a path

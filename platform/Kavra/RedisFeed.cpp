@@ -36,7 +36,7 @@ RedisFeed::RedisFeed(RedisServer server, Qel::EventLoop& loop,
 
 void RedisFeed::handleFollows() {
   // From the loop, since a follow may begin or end in the middle of anything.
-  const bool idle = !link_ && !retry_;
+  const bool idle = !link_ && !lookup_ && !retry_;
   if (isFollowed() && idle) connectLater(0.0);
   if (!isFollowed() && !idle) {
     rest_ = loop_.timerIs(0.0, [this] {
@@ -48,6 +48,7 @@ void RedisFeed::handleFollows() {
 
 void RedisFeed::rest() {
   link_ = nullptr;
+  lookup_ = nullptr;
   pause_ = nullptr;
   retry_ = nullptr;
   lostSince_.reset();
@@ -64,13 +65,24 @@ void RedisFeed::connectLater(double seconds) {
 void RedisFeed::connect() {
   retry_ = nullptr;
   guarded([this] {
-    const std::vector<SocketAddress> addresses = server_.address.resolve();
-    // A name may have addresses that do not work: each gets its turn.
-    link_ = Qel::make<RedisLink>(loop_, addresses[attempts_++ % addresses.size()],
-                                 [this](const std::string& why) { handleLoss(why); });
-    news_ = true;
-    askSnapshot(server_.loginCommands());
+    if (!server_.address.isNamed()) return connectTo(server_.address.resolve());
+    lookup_ = Qel::make<AddressLookup>(
+        loop_, [address = server_.address] { return address.resolve(); },
+        [this](auto& answer) {
+          guarded([this, &answer] {
+            lookup_ = nullptr;
+            connectTo(answer.get());
+          });
+        });
   });
+}
+
+void RedisFeed::connectTo(const AddressLookup::Addresses& addresses) {
+  // A name may have addresses that do not work: each gets its turn.
+  link_ = Qel::make<RedisLink>(loop_, addresses[attempts_++ % addresses.size()],
+                               [this](const std::string& why) { handleLoss(why); });
+  news_ = true;
+  askSnapshot(server_.loginCommands());
 }
 
 void RedisFeed::handleLoss(const std::string& why) {

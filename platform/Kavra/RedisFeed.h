@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "Kavra/AddressLookup.h"
 #include "Kavra/Feed.h"
 #include "Kavra/RedisBackOff.h"
 #include "Kavra/RedisLink.h"
@@ -51,6 +52,7 @@ class RedisFeed final : public Feed {
   void rest();
   void connectLater(double seconds);
   void connect();
+  void connectTo(const AddressLookup::Addresses& addresses);
   void handleLoss(const std::string& why);
   // What is served is not the state of the server any more.
   void problemIs(const std::string& why);
@@ -90,7 +92,8 @@ class RedisFeed final : public Feed {
 
   RedisBackOff backOff_;
   std::size_t attempts_ = 0;
-  Qel::Ptr<RedisLink> link_;         // null while waiting for the next attempt
+  Qel::Ptr<RedisLink> link_;         // null while waiting for the next attempt, or for
+  Qel::Ptr<AddressLookup> lookup_;   // the server's address
   Qel::Ptr<Qel::EventWatch> retry_;  // that attempt
   Qel::Ptr<Qel::EventWatch> rest_;
   Qel::Ptr<Qel::EventWatch> pause_;

@@ -281,7 +281,8 @@ TEST_F(CommandLineTest, TellsHowThePeersDatabaseStandsAsWell) {
   EXPECT_EQ(*peer.member("reachable"), Document(false));
   EXPECT_EQ(Kavra::ofJson(done({"status"})).member("peer"), nullptr);
   EXPECT_EQ(refused({"status", "--peer-db-auth", "x"}), "--peer-db-auth requires --peer-db");
-  EXPECT_EQ(refused({"ls", "--peer-db", other.url()}), "The following argument was not expected: --peer-db");
+  EXPECT_EQ(refused({"ls", "--peer-db", other.url()}),
+            "The following argument was not expected: --peer-db");
 }
 
 TEST_F(CommandLineTest, TellsThatTheFileDoesNotParse) {

@@ -284,6 +284,23 @@ TEST_F(RedisFeedTest, ReadsFromAServerThatHadNoMemoryLeftBefore) {
   EXPECT_THAT(log_.lines(), IsEmpty());
 }
 
+TEST_F(RedisFollowingTest, FindsAServerByTheNameOfItsHost) {
+  const std::string port = kavratest::freePort();
+  const RedisServerProcess server({"--port", port, "--bind", "127.0.0.1"});
+  const auto named = Qel::make<RedisFeed>(
+      RedisServer{RedisAddress::ofHost("localhost:" + port), {}}, loop_, clock_);
+  const auto follow = followerOf(named);
+  EXPECT_TRUE(until([&] { return named->status().reachable; }));
+}
+
+TEST_F(RedisFollowingTest, TellsThatTheHostHasNoAddress) {
+  const auto lost =
+      Qel::make<RedisFeed>(RedisServer{RedisAddress::ofHost("no..name"), {}}, loop_, clock_);
+  const auto follow = followerOf(lost);
+  ASSERT_TRUE(until([&] { return !log_.lines().empty(); }));
+  EXPECT_THAT(log_.lines().front(), HasSubstr("not reached: no address for 'no..name'"));
+}
+
 class RedisUserTest : public RedisFollowingTest {
  protected:
   static RedisServer as(const RedisServerProcess& server, const char* user, const char* password) {

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <netinet/in.h>
 #include <spawn.h>
+#include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -15,11 +17,25 @@
 #include <vector>
 
 #include "DatabaseDirectory.h"
+#include "Kavra/FileDescriptor.h"
 #include "Kavra/RedisClient.h"
 #include "Kavra/RedisServer.h"
 #include "Kavra/Store.h"
 
 namespace kavratest {
+
+// A TCP port that nobody listens at.
+inline std::string freePort() {
+  const Kavra::FileDescriptor fd(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+  sockaddr_in address = {};
+  address.sin_family = AF_INET;
+  socklen_t size = sizeof address;
+  auto* const any = reinterpret_cast<sockaddr*>(&address);
+  if (::bind(fd.fd(), any, size) != 0 || ::getsockname(fd.fd(), any, &size) != 0) {
+    throw std::runtime_error("no free port");
+  }
+  return std::to_string(ntohs(address.sin_port));
+}
 
 // A real redis-server of the test's own, on a Unix socket in a temporary directory, ended with it.
 class RedisServerProcess {
