@@ -1,27 +1,47 @@
 """The faults that a pair of supervisors is put through. Each does its harm, waits while the pair
 goes on publishing, and undoes it."""
 
+import re
 import signal
 import time
 
 import support
 
-KEYS = ("kavra:epoch", "kavra:log", "kavra:index", "history", "status")
+# Each key and what it is.
+KEYS = {"kavra:epoch": "string", "kavra:log": "stream", "kavra:index": "hash", "history": "hash",
+        "status": "hash"}
 WRONG_TYPES = {"string": ("SET", "x"), "list": ("LPUSH", "x"), "set": ("SADD", "x"),
                "zset": ("ZADD", "1", "x"), "hash": ("HSET", "x", "y"),
                "stream": ("XADD", "*", "x", "y")}
-# Fields of a history and what is written there instead.
+# Fields of a history and what is written there instead; None takes the field away.
 BAD_VALUES = {
-    "truncated": [("0:0:d", "cell"), ("0:0:t", "1700"), ("0:0:t", "")],
+    "truncated": [("0:0:d", "cell"), ("0:0:t", "1700"), ("0:0:t", ""), ("0:0:b", None)],
     "oversized": [("0:0:d", b"x" * 70000), ("0:0:a", b"y" * 500000)],
     "not UTF-8": [("0:0:d", b"\xff\xfe\x00"), ("0:0:t", b"\xff")],
     "NaN": [("0:0:t", "nan"), ("0:0:t", "inf")],
-    "lying count": [("n", "5"), ("0:n", "99"), ("0:n", "4294967295"), ("0:n", "-1")],
+    "lying count": [("n", "7"), ("0:n", "99"), ("0:n", "4294967295"), ("0:n", "-1")],
 }
+# The same where the check goes, too: only what is no history by itself, since any that is would
+# rightly be shown.
+BAD_VALUES_ALONE = {
+    "truncated": [("0:0:t", ""), ("0:0:b", None), ("0:n", None)],
+    "oversized": BAD_VALUES["oversized"],
+    "not UTF-8": [("0:0:t", b"\xff"), ("0:n", b"\xff\xfe\x00"), (b"0:0:\xff", "x")],
+    "NaN": BAD_VALUES["NaN"],
+    "lying count": [*BAD_VALUES["lying count"], ("n", "0"), ("0:n", "0")],
+}
+MOST_ATTEMPTS = 5
+
+
+def within(seconds, condition):
+    until = time.monotonic() + seconds
+    while not (answer := condition()) and time.monotonic() < until:
+        time.sleep(0.005)
+    return answer
 
 
 def keyOf(cell, name):
-    paths = {"history": f"kavra:e:cell/{cell.number}/sys/reset/history",
+    paths = {"history": cell.historyKey(),
              "status": f"kavra:e:cell/{cell.number}/redundancy/status"}
     return paths.get(name, name)
 
@@ -44,15 +64,21 @@ class Faults:
             "server stopped for 4 s": self.serverStopped,
             "FLUSHALL": lambda: self.anyCell().redis.command("FLUSHALL"),
             "XTRIM 0": lambda: self.trim(0), "MAXLEN 1": lambda: self.trim(1),
-            "memory limit": self.memoryLimit, "user deleted": self.userDeleted,
+            "memory limit": self.memoryLimit,
             "connections killed": self.connectionsKilled,
             "publisher killed": self.publisherKilled, "agent killed": self.agentKilled,
             "31 foreign descriptors": self.foreignDescriptors}
-        for name in KEYS:
+        for user in ("agent", "publisher"):
+            faults[f"user {user} deleted"] = lambda user=user: self.userDeleted(user)
+        for name, usual in KEYS.items():
             faults[f"{name} deleted"] = lambda name=name: self.keyDeleted(name)
-            faults[f"{name} of a wrong type"] = lambda name=name: self.keyReplaced(name)
-        for name in BAD_VALUES:
-            faults[f"value {name}"] = lambda name=name: self.valueReplaced(name)
+            for wrong in WRONG_TYPES:
+                if wrong != usual:
+                    faults[f"{name} of type {wrong}"] = (
+                        lambda name=name, wrong=wrong: self.keyReplaced(name, wrong))
+        for kind in BAD_VALUES:
+            faults[f"value {kind}"] = lambda kind=kind: self.valueReplaced(kind, False)
+            faults[f"value {kind}, no check"] = lambda kind=kind: self.valueReplaced(kind, True)
         for mode in ("split", "truncate", "mangle"):
             faults[f"answers: {mode}"] = lambda mode=mode: self.answersDistorted(mode)
         if self.link:
@@ -87,9 +113,8 @@ class Faults:
         self.goOn(self.dice.uniform(0, 2))
         redis.command("CONFIG", "SET", "maxmemory", "64mb")
 
-    def userDeleted(self):
+    def userDeleted(self, user):
         redis = self.anyCell().redis
-        user = self.dice.choice(["agent", "publisher"])
         redis.command("ACL", "DELUSER", user)
         self.goOn(self.dice.uniform(0, 2))
         redis.command("ACL", "SETUSER", *redis.rights(user))
@@ -105,27 +130,49 @@ class Faults:
         cell.redis.command("DEL", keyOf(cell, name))
         self.ringSometimes(cell, name)
 
-    def keyReplaced(self, name):
+    def keyReplaced(self, name, wrong):
         cell = self.anyCell()
-        usual = {"kavra:epoch": "string", "kavra:log": "stream"}.get(name, "hash")
-        wrong = self.dice.choice([kind for kind in WRONG_TYPES if kind != usual])
         command, *arguments = WRONG_TYPES[wrong]
         key = keyOf(cell, name)
-        cell.redis.command("DEL", key)
-        cell.redis.command(command, key, *arguments)
+        cell.redis.transaction(("DEL", key), (command, key, *arguments))
         self.ringSometimes(cell, name)
-
-    def valueReplaced(self, kind):
-        cell = self.anyCell()
-        field, value = self.dice.choice(BAD_VALUES[kind])
-        cell.redis.command("HSET", keyOf(cell, "history"), field, value)
-        self.ringSometimes(cell, "history")
 
     def ringSometimes(self, cell, name):
         if name != "kavra:log" and self.dice.randrange(4):
-            cell.redis.command("XADD", "kavra:log", "*", "k", keyOf(cell, name))
+            self.ring(cell, keyOf(cell, name))
         # The publisher may or may not write it anew before anybody looks.
-        self.goOn(self.dice.choice([0, self.dice.uniform(0, 1.5)]))
+        time.sleep(self.dice.choice([0, 0.05]))
+        self.goOn(self.dice.choice([0, self.dice.uniform(0, 0.6)]))
+
+    @staticmethod
+    def ring(cell, key):
+        cell.redis.command("XADD", "kavra:log", "*", "k", key)
+
+    def valueReplaced(self, kind, alone):
+        cell = self.anyCell()
+        field, value = self.dice.choice((BAD_VALUES_ALONE if alone else BAD_VALUES)[kind])
+        key = cell.historyKey()
+        damage = [("HDEL", key, field) if value is None else ("HSET", key, field, value)]
+        if alone:
+            damage.append(("HDEL", key, "_c"))
+        # Who refuses it: the check, or what reads the fields.
+        before = len(self.refusals(cell, not alone))
+        for _ in range(MOST_ATTEMPTS):
+            cell.redis.transaction(*damage)
+            self.ring(cell, key)
+            # The publisher looks once a second, and may have mended it just then.
+            if within(0.5, lambda: len(self.refusals(cell, not alone)) > before):
+                break
+        else:
+            raise AssertionError(f"nobody refused {damage}:\n{cell.agent.said()[-2000:]}")
+        self.goOn(self.dice.choice([0, self.dice.uniform(0, 0.6)]))
+
+    @staticmethod
+    def refusals(cell, byCheck):
+        """What the cell's own agent said of its history."""
+        path = f"cell/{cell.number}/sys/reset/history"
+        said = re.findall(f"{path}: refused: (.*)", cell.agent.said())
+        return [why for why in said if ("field _c:" in why) == byCheck]
 
     def publisherKilled(self):
         cell = self.anyCell()

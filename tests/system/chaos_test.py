@@ -8,6 +8,7 @@
   5  no row lost, whatever is away
   6  descriptors and memory stay as they are
   7  every question is answered within a second
+  8  nobody writes where nothing is new
 
 CHAOS_SECONDS says how long (120 by default)."""
 
@@ -27,7 +28,9 @@ import support
 SECONDS = float(os.environ.get("CHAOS_SECONDS", "120"))
 FRESH_WITHIN = 2.0
 MOST_ROWS = 20
-CAUSE = re.compile(rb"cell (\d+) reload (\d+) cause (\d+) of (\d+)")
+KEPT_AS = ("listpack", "hashtable")  # how a server keeps a small history and a large one
+STILL_FOR = 1.2  # seconds; a publisher looks once a second
+CAUSE = re.compile(rb"cell (\d+) reload (\d+) cause (\d+) of (\d+)(?: ([a-z])\5*)?")
 
 
 def tableOf(client):
@@ -134,6 +137,7 @@ class Chaos(support.SystemTest):
         for watcher in self.watchers:
             watcher.start()
         self.count = collections.Counter()
+        self.encodings = collections.Counter()
         self.recoveries = collections.defaultdict(list)
 
     def startServers(self):
@@ -159,9 +163,9 @@ class Chaos(support.SystemTest):
             self.dice.choice(list(self.cells.values())).publish()
             time.sleep(min(left, self.dice.uniform(0.02, 0.2)))
 
-    def untilFresh(self, patience):
+    def untilFresh(self, patience, begun=None):
         """The seconds until every agent shows what was published last, or None."""
-        begun = time.monotonic()
+        begun = begun or time.monotonic()
         while time.monotonic() < begun + patience:
             if all(watcher.isFresh() for watcher in self.watchers):
                 return time.monotonic() - begun
@@ -171,9 +175,10 @@ class Chaos(support.SystemTest):
     def survive(self, name, fault):
         fault()
         self.count[name] += 1
+        begun = time.monotonic()
         for cell in self.cells.values():
             cell.publish()
-        seconds = self.untilFresh(FRESH_WITHIN)
+        seconds = self.untilFresh(FRESH_WITHIN, begun)
         if seconds is None:
             self.tell()
             late = self.untilFresh(support.PATIENCE)
@@ -182,6 +187,7 @@ class Chaos(support.SystemTest):
             self.fail(f"(1) after '{name}': fresh after {late} s more, {shown} of {wanted}\n" +
                       self.said())
         self.recoveries[name].append(seconds)
+        self.encodings.update(cell.encoding() for cell in self.cells.values())
         for watcher in self.watchers:
             if watcher.wrong:
                 self.tell()
@@ -196,9 +202,10 @@ class Chaos(support.SystemTest):
         found = []
         for watcher in self.watchers:
             watcher.pause = 0.001
+        time.sleep(0.02)  # the longer pause that they may still be in
         for _ in range(times):
-            self.dice.choice(list(self.cells.values())).publish()
-            found.append(self.untilFresh(FRESH_WITHIN))
+            begun = self.dice.choice(list(self.cells.values())).publish()
+            found.append(self.untilFresh(FRESH_WITHIN, begun))
             self.assertIsNotNone(found[-1], "(1) while nothing is wrong")
         for watcher in self.watchers:
             watcher.pause = 0.02
@@ -207,6 +214,7 @@ class Chaos(support.SystemTest):
     def testThatThePairStaysTrue(self):
         self.assertIsNotNone(self.untilFresh(support.PATIENCE), self.said())
         healthy = self.latencies(100)
+        self.checkStillness()
         faults = chaos_faults.Faults(self).classes()
         over = time.monotonic() + SECONDS
         sizes = collections.defaultdict(list)
@@ -220,8 +228,31 @@ class Chaos(support.SystemTest):
                 for cell in self.cells.values():
                     sizes[cell.number, cell.agentsStarted].append(cell.agentIs())
         healed = self.latencies(100)
+        self.checkStillness()
         self.report(healthy, healed)
         self.checkSizes(sizes)
+
+    def checkStillness(self):
+        """A publisher that has nothing new to say says nothing, however the server keeps what it
+        said before."""
+        for encoding in KEPT_AS:
+            for cell in self.cells.values():
+                self.publishUntilKept(cell, encoding)
+            before = self.lastRings()
+            time.sleep(STILL_FOR)
+            self.assertEqual(self.lastRings(), before, f"(8) where a history is a {encoding}")
+
+    def publishUntilKept(self, cell, encoding):
+        """Until the server keeps some reloads of a cell in this way."""
+        for _ in range(100):
+            cell.publish()
+            self.assertIsNotNone(self.untilFresh(FRESH_WITHIN), "(1) while nothing is wrong")
+            if cell.encoding() == encoding and redis_pair.reloadsOf(cell.sequence) > 3:
+                return
+        self.fail(f"no history is kept as {encoding}")
+
+    def lastRings(self):
+        return {number: cell.redis.lastRing() for number, cell in self.cells.items()}
 
     def checkSizes(self, sizes):
         for (cell, start), found in sizes.items():
@@ -256,9 +287,10 @@ class Chaos(support.SystemTest):
             print(f"agent {watcher.cell.number}: {watcher.looks} looks, slowest answer "
                   f"{1e3 * watcher.slowest:.0f} ms")
         print(f"{sum(self.count.values())} faults of {len(self.count)} classes, "
-              f"{self.proxy.mangled} answers distorted, " +
+              f"histories kept {dict(self.encodings)}, {self.proxy.mangled} answers distorted, " +
               (f"{self.link.dropped} packets lost of {self.link.dropped + self.link.carried}"
                if self.link else "NO LINK OF ITS OWN: no faults of the link"))
+        self.assertEqual(set(self.encodings), set(KEPT_AS))
         for watcher in self.watchers:
             self.assertLess(watcher.slowest, 1.0, "(7)")
 

@@ -3,6 +3,7 @@ link between them. The servers run with the shipped configuration and rights."""
 
 import contextlib
 import fcntl
+import functools
 import heapq
 import json
 import os
@@ -24,6 +25,19 @@ def encoded(*arguments):
     parts = [argument.encode() if isinstance(argument, str) else argument for argument in arguments]
     return b"*%d\r\n" % len(parts) + b"".join(b"$%d\r\n%s\r\n" % (len(part), part)
                                               for part in parts)
+
+
+def replyIn(received):
+    """The next reply: a text or a list as such, anything else as the line that it is."""
+    line = received.readline()
+    if not line.endswith(b"\r\n"):
+        raise OSError("the server closed the connection")
+    kind, rest = line[:1], line[1:-2]
+    if kind == b"*":
+        return [replyIn(received) for _ in range(int(rest))]
+    if kind == b"$" and int(rest) >= 0:
+        return received.read(int(rest) + 2)[:-2]
+    return line[:-2]
 
 
 class Redis:
@@ -75,18 +89,29 @@ class Redis:
         return False
 
     def command(self, *arguments):
-        """The first line of the reply, asked as the administrator."""
+        """The reply, asked as the administrator."""
+        return self.replies([arguments])[0]
+
+    def transaction(self, *commands):
+        """Does them together, between whatever else the server is asked, and each in earnest."""
+        outcome = self.replies([["MULTI"], *commands, ["EXEC"]])[-1]
+        if not isinstance(outcome, list) or any(isinstance(reply, bytes) and reply.startswith(b"-")
+                                                for reply in outcome):
+            raise AssertionError(f"{commands}: {outcome}")
+
+    def replies(self, commands):
         with socket.socket(socket.AF_UNIX) as connection:
             connection.settimeout(support.PATIENCE)
             connection.connect(self.socket)
-            connection.sendall(encoded("AUTH", "admin", "admin") + encoded(*arguments))
-            received = b""
-            while received.count(b"\r\n") < 2:
-                piece = connection.recv(65536)
-                if not piece:
-                    raise OSError("the server closed the connection")
-                received += piece
-        return received.split(b"\r\n")[1]
+            connection.sendall(b"".join(encoded(*command)
+                                        for command in [["AUTH", "admin", "admin"], *commands]))
+            with connection.makefile("rb") as received:
+                return [replyIn(received) for _ in range(1 + len(commands))][1:]
+
+    def lastRing(self):
+        """The id of the last entry that the log was ever given."""
+        told = self.command("XINFO", "STREAM", "kavra:log")
+        return dict(zip(told[::2], told[1::2]))[b"last-generated-id"].decode()
 
     def kill(self):
         self.process.kill()
@@ -264,19 +289,28 @@ class Cell:
         self.agentsStarted = 0
 
     def publish(self):
-        """Writes the next history: what it says tells which it is."""
+        """Writes the next history: what it says tells which it is. Returns when it was not there
+        yet."""
         self.sequence += 1
-        causes = [{"description": text, "time": at} for text, at in causesOf(self.number,
-                                                                            self.sequence)]
         documents = {
             f"cell/{self.number}/redundancy/status": STANDBY,
             f"cell/{self.number}/sys/reset/history": {
                 "type": "System::ResetCauseHistory",
-                "rebootHistory": {"0": {"causeQ": causes}}}}
+                "rebootHistory": {
+                    str(index): {"causeQ": documentsOf(self.number, self.sequence - index)}
+                    for index in range(reloadsOf(self.sequence))}}}
         with open(self.file + ".new", "w") as file:
             json.dump(documents, file)
+        begun = time.monotonic()
         os.replace(self.file + ".new", self.file)
-        return time.monotonic()
+        return begun
+
+    def historyKey(self):
+        return f"kavra:e:cell/{self.number}/sys/reset/history"
+
+    def encoding(self):
+        """How the server keeps the history: "listpack" where it is small, or "hashtable"."""
+        return self.redis.command("OBJECT", "ENCODING", self.historyKey()).decode()
 
     def startPublisher(self):
         self.publisher = support.Process(
@@ -295,7 +329,38 @@ class Cell:
         return len(os.listdir(f"{process}/fd")), resident
 
 
+def reloadsOf(sequence):
+    """How many reloads a history tells of: the last one as reload 0, and some before it."""
+    return min(sequence, 1 + sequence % 6)
+
+
+def isWordy(sequence):
+    """Long texts come and go, for a while each, so that some histories are small as a whole."""
+    return sequence // 10 % 2 == 1
+
+
+def textOf(cell, sequence, number, count):
+    text = f"cell {cell} reload {sequence} cause {number} of {count}"
+    more = 37 * (sequence + number) % 160 if isWordy(sequence) else 0
+    return text + " " * (more > 0) + "abcdefghijklmnopqrstuvwxyz"[sequence % 26] * more
+
+
+@functools.lru_cache(4096)
 def causesOf(cell, sequence):
     count = 1 + sequence % 5
-    return [(f"cell {cell} reload {sequence} cause {number} of {count}",
-             1700000000 + sequence) for number in range(1, count + 1)]
+    return tuple((textOf(cell, sequence, number, count), 1700000000 + sequence)
+                 for number in range(1, count + 1))
+
+
+def documentsOf(cell, sequence):
+    """The causes of one reload as they are published, some with what to do and what else is
+    known."""
+    documents = []
+    for number, (text, at) in enumerate(causesOf(cell, sequence), 1):
+        cause = {"description": text, "time": at}
+        if (sequence + number) % 3 == 0:
+            cause["recommendedAction"] = f"look at fan {number}; no more than 40 \u00b0C"
+        if (sequence + number) % 4 == 0:
+            cause["detail"] = f"detail {sequence} " * (20 if isWordy(sequence) else 2)
+        documents.append(cause)
+    return documents
