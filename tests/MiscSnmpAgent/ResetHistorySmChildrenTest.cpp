@@ -43,13 +43,13 @@ TEST_F(ResetHistorySmTest, RefusesAnotherReloadUnderAKeyInUse) {
   const auto text =
       inUseText("_resetInstance", other.get(), present.get(), "System::ResetInstance");
 
-  EXPECT_EQ(errorOf<Qel::NameInUseException>(
+  EXPECT_EQ(support::problemOf<Qel::NameInUseException>(
                 [&] { machine->curCellResetInstanceSmIs(0, other, machine); }),
             text);
-  EXPECT_EQ(errorOf<Qel::NameInUseException>(
+  EXPECT_EQ(support::problemOf<Qel::NameInUseException>(
                 [&] { machine->peerCellResetInstanceSmIs(0, other, machine); }),
             text);
-  EXPECT_EQ(errorOf<Qel::NameInUseException>(
+  EXPECT_EQ(support::problemOf<Qel::NameInUseException>(
                 [&] { machine->peerCellResetInstanceSmIs(0, nullptr, machine); }),
             inUseText("_resetInstance", nullptr, present.get(), "System::ResetInstance"));
   EXPECT_EQ(machine->curCellResetInstanceSm()[0], own);
@@ -65,14 +65,14 @@ TEST_F(ResetHistorySmTest, RefusesAnotherBackPointerUnderAKeyInUse) {
   const auto text =
       inUseText("_resetHistorySm", other.get(), machine.get(), "MiscSnmp::Agent::ResetHistorySm");
 
-  EXPECT_EQ(errorOf<Qel::NameInUseException>(
+  EXPECT_EQ(support::problemOf<Qel::NameInUseException>(
                 [&] { machine->curCellResetInstanceSmIs(0, reload, other); }),
             text);
-  EXPECT_EQ(errorOf<Qel::NameInUseException>(
+  EXPECT_EQ(support::problemOf<Qel::NameInUseException>(
                 [&] { machine->peerCellResetInstanceSmIs(0, reload, other); }),
             text);
   // The reload is compared first.
-  EXPECT_EQ(errorOf<Qel::NameInUseException>(
+  EXPECT_EQ(support::problemOf<Qel::NameInUseException>(
                 [&] { machine->curCellResetInstanceSmIs(0, nullptr, other); }),
             inUseText("_resetInstance", nullptr, reload.get(), "System::ResetInstance"));
 }
@@ -80,13 +80,13 @@ TEST_F(ResetHistorySmTest, RefusesAnotherBackPointerUnderAKeyInUse) {
 TEST_F(ResetHistorySmTest, RefusesANullBackPointer) {
   const auto machine = started();
 
-  EXPECT_EQ(
-      errorOf<Qel::RangeException>([&] { machine->curCellResetInstanceSmIs(0, nullptr, nullptr); }),
-      "null ValidPtr");
-  EXPECT_EQ(errorOf<Qel::RangeException>(
+  EXPECT_EQ(support::problemOf<Qel::RangeException>(
+                [&] { machine->curCellResetInstanceSmIs(0, nullptr, nullptr); }),
+            "null ValidPtr");
+  EXPECT_EQ(support::problemOf<Qel::RangeException>(
                 [&] { machine->peerCellResetInstanceSmIs(0, nullptr, nullptr); }),
             "null ValidPtr");
-  EXPECT_EQ(errorOf<Qel::RangeException>([&] {
+  EXPECT_EQ(support::problemOf<Qel::RangeException>([&] {
               machine->peerCellResetHistoryStatusDirMounterIs(
                   "", "cell/2/sys/reset/history", entityManager_, Qel::activityManager()->clock(),
                   nullptr);

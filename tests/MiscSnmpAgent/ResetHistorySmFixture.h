@@ -4,6 +4,7 @@
 
 #include "MiscSnmpAgent/AgentFixture.h"
 #include "Qel/Strep.h"
+#include "support/ProblemOf.h"
 
 namespace MiscSnmp::Agent {
 
@@ -41,16 +42,6 @@ class Obituary final : public Qel::Entity::NotifieeConst {
   support::TraceRecorder& log_;
   const char* const line_;
 };
-
-template <class Error, class Work>
-std::string errorOf(const Work& work) {
-  try {
-    work();
-  } catch (const Error& error) {
-    return error.what();
-  }
-  return "no error";
-}
 
 // A machine over trace-less logs: only rows show.
 class ResetHistorySmTest : public QuietAgentFixture {

@@ -188,9 +188,10 @@ TEST_F(ResetHistorySmTest, AnOwnHistoryWithAnotherLatestReloadIsRefusedWhileTheF
   const auto machine = started();
   const auto other = historyWith(kWatchdog);
 
-  EXPECT_EQ(errorOf<Qel::NameInUseException>([&] { machine->curCellResetHistoryIs(other); }),
-            inUseText("_resetInstance", other->rebootHistory(0).get(),
-                      history_->rebootHistory(0).get(), "System::ResetInstance"));
+  EXPECT_EQ(
+      support::problemOf<Qel::NameInUseException>([&] { machine->curCellResetHistoryIs(other); }),
+      inUseText("_resetInstance", other->rebootHistory(0).get(), history_->rebootHistory(0).get(),
+                "System::ResetInstance"));
 }
 
 TEST_F(ResetHistorySmTest, APeersHistoryIsReplacedAndRebuiltAtOnce) {

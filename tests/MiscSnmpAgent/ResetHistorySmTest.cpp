@@ -78,7 +78,7 @@ TEST_F(ResetHistorySmTest, CannotMountWithoutAnEntityManager) {
   protocolIs(kProtocolWithPeer);
   const std::ptrdiff_t before = newObjects();
 
-  EXPECT_EQ(errorOf<Qel::RangeException>([this] { made(); }), "null ValidPtr");
+  EXPECT_EQ(support::problemOf<Qel::RangeException>([this] { made(); }), "null ValidPtr");
   EXPECT_EQ(newObjects(), before);
 }
 
@@ -89,7 +89,7 @@ TEST_F(ResetHistorySmTest, AnErrorInTheConstructorLeavesNothingBehind) {
   });
   const std::ptrdiff_t before = newObjects();
 
-  EXPECT_EQ(errorOf<std::runtime_error>([this] { made(); }), "no more rows");
+  EXPECT_EQ(support::problemOf<std::runtime_error>([this] { made(); }), "no more rows");
 
   // The rows that were written stay; of the machine nothing does.
   EXPECT_EQ(newObjects(), before + 4);

@@ -12,6 +12,7 @@
 #include "DatabaseDirectory.h"
 #include "Documents.h"
 #include "Kavra/Store.h"
+#include "support/ProblemOf.h"
 
 namespace Kavra {
 namespace {
@@ -23,12 +24,7 @@ using testing::HasSubstr;
 using testing::StartsWith;
 
 std::string problemOf(const std::function<void()>& work) {
-  try {
-    work();
-    return "nothing";
-  } catch (const StoreException& error) {
-    return error.what();
-  }
+  return support::problemOf<StoreException>(work);
 }
 
 class DatabaseFileTest : public testing::Test {

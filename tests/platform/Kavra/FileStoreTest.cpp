@@ -13,6 +13,7 @@
 #include "Kavra/DatabaseFile.h"
 #include "support/LiveObjects.h"
 #include "support/ManualClock.h"
+#include "support/ProblemOf.h"
 
 namespace Kavra {
 namespace {
@@ -32,12 +33,7 @@ class FileStoreTest : public support::LiveObjectsTest {
         {path}, [&](Store::Documents& documents) { documents.insert_or_assign(path, document); });
   }
   std::string problemOfPutting(const Qel::Document& document) const {
-    try {
-      put("a", document);
-      return "nothing";
-    } catch (const StoreException& error) {
-      return error.what();
-    }
+    return support::problemOf<StoreException>([&] { put("a", document); });
   }
 
   const kavratest::DatabaseDirectory directory_;

@@ -11,6 +11,7 @@
 #include "Qel/Clock.h"
 #include "RedisServerProcess.h"
 #include "support/LiveObjects.h"
+#include "support/ProblemOf.h"
 
 namespace Kavra {
 namespace {
@@ -34,13 +35,8 @@ class RedisStoreTest : public support::LiveObjectsTest {
     store_->update(
         {path}, [&](Store::Documents& documents) { documents.insert_or_assign(path, document); });
   }
-  std::string problemOf(const std::function<void()>& work) {
-    try {
-      work();
-      return "nothing";
-    } catch (const StoreException& error) {
-      return error.what();
-    }
+  static std::string problemOf(const std::function<void()>& work) {
+    return support::problemOf<StoreException>(work);
   }
   RedisReply command(const RedisCommand& command) const { return server_.command(command); }
   std::string epoch() const { return command({"GET", kRedisEpochKey}).text; }

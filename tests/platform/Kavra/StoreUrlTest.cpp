@@ -14,6 +14,7 @@
 #include "Kavra/RedisStore.h"
 #include "Qel/PollEventLoop.h"
 #include "support/LiveObjects.h"
+#include "support/ProblemOf.h"
 
 namespace Kavra {
 namespace {
@@ -21,12 +22,7 @@ namespace {
 using testing::HasSubstr;
 
 std::string problemOf(const std::function<void()>& work) {
-  try {
-    work();
-    return "nothing";
-  } catch (const StoreException& error) {
-    return error.what();
-  }
+  return support::problemOf<StoreException>(work);
 }
 
 class StoreUrlTest : public support::LiveObjectsTest {

@@ -7,6 +7,8 @@
 #include <limits>
 #include <string>
 
+#include "support/ProblemOf.h"
+
 namespace {
 
 using Qel::Document;
@@ -23,13 +25,8 @@ Document history() {
 }
 
 template <class Read>
-std::string refusal(Read read) {
-  try {
-    read();
-  } catch (const Qel::DocumentException& error) {
-    return error.what();
-  }
-  return "no refusal";
+std::string refusal(const Read& read) {
+  return support::problemOf<Qel::DocumentException>(read);
 }
 
 TEST(DocumentTest, HoldsOneKindOfValue) {

@@ -4,19 +4,16 @@
 
 #include <string>
 
+#include "support/ProblemOf.h"
+
 namespace {
 
 using Fields = Qel::DocumentCodec::Fields;
 using Qel::FieldReader;
 
 template <class Read>
-std::string refusal(Read read) {
-  try {
-    read();
-  } catch (const Qel::DocumentException& error) {
-    return error.what();
-  }
-  return "no refusal";
+std::string refusal(const Read& read) {
+  return support::problemOf<Qel::DocumentException>(read);
 }
 
 TEST(FieldReaderTest, TakesEachFieldOnce) {

@@ -9,6 +9,7 @@
 
 #include "Redundancy/RedundancyStatus.h"
 #include "support/LiveObjects.h"
+#include "support/ProblemOf.h"
 
 namespace Redundancy {
 namespace {
@@ -24,12 +25,7 @@ Document status(Document protocol, Document switchoverCapable) {
 }
 
 std::string problemOf(const std::function<void()>& work) {
-  try {
-    work();
-    return "nothing";
-  } catch (const Qel::DocumentException& error) {
-    return error.what();
-  }
+  return support::problemOf<Qel::DocumentException>(work);
 }
 
 class RedundancyStatusCodecTest : public support::LiveObjectsTest {

@@ -15,6 +15,7 @@
 #include "System/ResetCauseHistory.h"
 #include "Watchers.h"
 #include "support/LiveObjects.h"
+#include "support/ProblemOf.h"
 
 namespace System {
 namespace {
@@ -43,12 +44,7 @@ Document history(Document::Map reloads) {
 Document historyOfCause(Document cause) { return history({{"0", reload({std::move(cause)})}}); }
 
 std::string problemOf(const std::function<void()>& work) {
-  try {
-    work();
-    return "nothing";
-  } catch (const Qel::DocumentException& error) {
-    return error.what();
-  }
+  return support::problemOf<Qel::DocumentException>(work);
 }
 
 class ResetCauseHistoryCodecTest : public support::LiveObjectsTest {
