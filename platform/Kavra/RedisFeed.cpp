@@ -19,6 +19,7 @@ const RedisCommand kXread = {"XREAD", "COUNT", "128", "BLOCK", "1000", "STREAMS"
 constexpr std::chrono::milliseconds kEarly{500};  // for an answer to it that brings no news
 constexpr double kPause = 0.1;
 constexpr char kNotFollowed[] = "nobody follows it";
+constexpr char kNotReached[] = "not reached yet";
 
 // The id of the last entry in the reply to XREAD, one stream with its entries.
 std::optional<RedisStreamId> lastRingIn(const RedisReply& reply) {
@@ -37,7 +38,10 @@ RedisFeed::RedisFeed(RedisServer server, Qel::EventLoop& loop,
 void RedisFeed::handleFollows() {
   // From the loop, since a follow may begin or end in the middle of anything.
   const bool idle = !link_ && !lookup_ && !retry_;
-  if (isFollowed() && idle) connectLater(0.0);
+  if (isFollowed() && idle) {
+    connectLater(0.0);
+    problem_ = kNotReached;
+  }
   if (!isFollowed() && !idle) {
     rest_ = loop_.timerIs(0.0, [this] {
       const Qel::Ptr<RedisFeed> alive(this);

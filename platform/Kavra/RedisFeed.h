@@ -23,9 +23,9 @@ namespace Kavra {
 // The live side of a state database on a Redis server.
 //
 // The truth is the snapshot: the state of the server and every followed document, read in one
-// transaction. The server's log only rings the doorbell; whatever it says, the next snapshot
-// follows. Once a second without a ring the state is compared, since a log that was trimmed or
-// replaced rings no more.
+// transaction, or between two looks at the same state where the server has no memory for one. The
+// server's log only rings the doorbell; whatever it says, the next snapshot follows. Once a second
+// without a ring the state is compared, since a log that was trimmed or replaced rings no more.
 //
 // A connection that is lost takes nothing away: what was last seen goes on being served, the age of
 // it grows, and the server is asked again after a growing pause. Each loss and each recovery is

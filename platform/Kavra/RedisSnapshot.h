@@ -13,7 +13,7 @@
 
 namespace Kavra {
 
-// What to look at in a Redis server, all at the same moment.
+// What to look at in a Redis server, all of it in the same state.
 struct RedisQuestion {
   std::vector<RedisCommand> commands() const;
 

@@ -33,7 +33,7 @@ struct RedisStreamId {
 
 // By what a follower tells whether a server holds other things than before.
 struct RedisState {
-  // The two commands whose replies tell the state, to be sent in one transaction.
+  // The two commands whose replies tell the state.
   static RedisCommand epochCommand() { return {"GET", kRedisEpochKey}; }
   static RedisCommand logCommand() { return {"XINFO", "STREAM", kRedisLogKey}; }
 

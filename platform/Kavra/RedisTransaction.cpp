@@ -27,9 +27,9 @@ const RedisReply& redisOutcomeOf(std::span<const RedisReply> replies, std::size_
 }
 
 bool isRefusedForMemory(std::span<const RedisReply> replies) noexcept {
-  return std::any_of(replies.begin(), replies.end(), [](const RedisReply& reply) {
-    return reply.isError() && reply.text.starts_with("OOM ");
-  });
+  const auto error = std::find_if(replies.begin(), replies.end(),
+                                  [](const RedisReply& reply) { return reply.isError(); });
+  return error != replies.end() && error->text.starts_with("OOM ");
 }
 
 }  // namespace Kavra

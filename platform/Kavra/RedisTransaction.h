@@ -17,8 +17,8 @@ std::vector<RedisCommand> redisTransactionOf(const std::vector<RedisCommand>& co
 // replies. Elements may be errors.
 const RedisReply& redisOutcomeOf(std::span<const RedisReply> replies, std::size_t count);
 
-// Whether the server has no memory left to keep the commands of a transaction. It executes those
-// that only read, one by one.
+// Whether the server has no memory left to keep the commands of a transaction, and nothing went
+// wrong before it said so, such as a login. It executes the commands that only read, one by one.
 bool isRefusedForMemory(std::span<const RedisReply> replies) noexcept;
 
 }  // namespace Kavra

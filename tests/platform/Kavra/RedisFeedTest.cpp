@@ -323,6 +323,15 @@ TEST_F(RedisUserTest, IsRefusedWithAWrongPasswordAndLetInWithTheRightOne) {
                                 testing::Not(HasSubstr("wrong;")))));
 }
 
+TEST_F(RedisUserTest, IsRefusedWithAWrongPasswordByAServerThatHasNoMemoryLeft) {
+  server_.command({"CONFIG", "SET", "maxmemory", "1"});
+  const auto refused = Qel::make<RedisFeed>(as(server_, "agent", "wrong"), loop_, clock_);
+  const auto follower = followerOf(refused);
+  EXPECT_TRUE(until([&] { return refused->status().reachable || !log_.lines().empty(); }));
+  EXPECT_FALSE(refused->status().reachable);
+  EXPECT_THAT(log_.lines(), ElementsAre(HasSubstr("not reached: WRONGPASS")));
+}
+
 TEST_F(RedisUserTest, IsLostWhenItsUserIsDeletedAndBackWhenItIsThereAgain) {
   const auto feed = Qel::make<RedisFeed>(as(server_, "agent", "right"), loop_, clock_);
   const auto follower = followerOf(feed);
@@ -366,6 +375,20 @@ TEST_F(RedisFollowingTest, IsConnectedWhileSomebodyFollows) {
   EXPECT_FALSE(feed->status().reachable);
   EXPECT_EQ(feed->status().problem, "nobody follows it");
   EXPECT_THAT(log_.lines(), IsEmpty());
+}
+
+TEST_F(RedisFollowingTest, TellsThatItHasNotReachedTheServerYet) {
+  support::ManualEventLoop silent;
+  const auto feed =
+      Qel::make<RedisFeed>(RedisServer{RedisAddress::ofHost("localhost"), {}}, silent, clock_);
+  EXPECT_EQ(feed->status().problem, "nobody follows it");
+  auto follower = followerOf(feed);
+  silent.settle();
+  EXPECT_EQ(feed->status().problem, "not reached yet");
+  EXPECT_FALSE(feed->status().reachable);
+  follower = nullptr;
+  silent.settle();
+  EXPECT_EQ(feed->status().problem, "nobody follows it");
 }
 
 TEST_F(RedisFollowingTest, WaitsUntilTheLoopHasRoomForItsDescriptors) {
