@@ -9,6 +9,7 @@
 #include <memory>
 #include <new>
 #include <string>
+#include <vector>
 
 #include "Documents.h"
 #include "FakeRedisServer.h"
@@ -143,6 +144,43 @@ TEST_F(RedisLinkTest, AsksAServerThatRingsForNothingNowAndThen) {
     EXPECT_EQ(shown(), published_);
     EXPECT_TRUE(feed_->status().reachable);
   }
+}
+
+TEST_F(RedisLinkTest, TakesNothingFromAServerWithoutMemoryThatChangesWhileItIsRead) {
+  const Qel::String path = kavratest::kRedundancyPath;
+  script_.documentIs(path, kavratest::redundancy(1, true));
+  bool changed = false;
+  serve([&](unsigned connection, std::string_view request) {
+    if (request.find("EXEC") != std::string_view::npos) {
+      std::string answers = script_.answersTo(connection, request);
+      const std::size_t queued = answers.find("+QUEUED");
+      const std::string refused = "-OOM command not allowed when used memory > 'maxmemory'.\r\n";
+      answers.replace(queued, std::string("+QUEUED\r\n").size(), refused);
+      answers.replace(answers.rfind("+QUEUED\r\n") + 9, std::string::npos,
+                      "-EXECABORT Transaction discarded because of previous errors.\r\n");
+      return answers;
+    }
+    // Between the redundancy status and the history, both are published.
+    const std::size_t middle = request.rfind("*2\r\n$7\r\nHGETALL");
+    if (changed || middle == std::string_view::npos) return script_.answersTo(connection, request);
+    std::string answers = script_.answersTo(connection, request.substr(0, middle));
+    changed = true;
+    script_.lastId = "2-1";
+    script_.documentIs(path, kavratest::redundancy(2, true));
+    script_.documentIs(kHistoryPath, history({"three"}));
+    return answers + script_.answersTo(connection, request.substr(middle));
+  });
+  std::vector<Qel::Document> told;
+  const auto follow =
+      feed_->followIs(path, [&](const Qel::String&, const Publication* publication) -> Qel::String {
+        if (publication != nullptr) told.push_back(publication->document);
+        return {};
+      });
+  EXPECT_TRUE(until([this] { return shown() == Reloads{{0, {"three"}}}; }));
+  EXPECT_TRUE(changed);
+  EXPECT_THAT(told, ElementsAre(kavratest::redundancy(2, true)));
+  EXPECT_TRUE(feed_->status().reachable);
+  EXPECT_THAT(log_.lines(), IsEmpty());
 }
 
 TEST_F(RedisLinkTest, IsFollowedAgainAfterAMomentWithoutMemory) {

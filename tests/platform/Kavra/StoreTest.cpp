@@ -22,6 +22,7 @@
 #include "RunUntil.h"
 #include "StoreContract.h"
 #include "support/LiveObjects.h"
+#include "support/ProblemOf.h"
 #include "support/TraceRecorder.h"
 
 namespace Kavra {
@@ -32,6 +33,7 @@ using kavratest::kHistoryPath;
 using kavratest::misfitHistory;
 using kavratest::redundancy;
 using kavratest::Reloads;
+using support::problemOf;
 using testing::AllOf;
 using testing::ElementsAre;
 using testing::HasSubstr;
@@ -88,15 +90,6 @@ class StoreTest : public support::LiveObjects,
       return true;
     } catch (const std::exception&) {
       return false;
-    }
-  }
-  template <class Error>
-  std::string problemOf(const std::function<void()>& work) {
-    try {
-      work();
-      return "nothing";
-    } catch (const Error& error) {
-      return error.what();
     }
   }
 
@@ -191,6 +184,27 @@ TEST_P(StoreTest, HoldsWhatItIsToldToAndSaysWhetherItHadToPublish) {
   EXPECT_TRUE(store_->documentsAre({"a", "b"}, wanted));
   EXPECT_TRUE(store_->documentsAre({"a", "b"}, {{"b", redundancy(3, true)}}));
   EXPECT_THAT(store_->documents(""), ElementsAre(Key("b"), Key("other")));
+}
+
+TEST_P(StoreTest, HoldsWhatIsToldInAnyFormAndPublishesItOnce) {
+  using Map = Qel::Document::Map;
+  Qel::Document::List causes;
+  for (const Qel::Document& time :
+       {Qel::Document(std::int64_t{-7}), Qel::Document(U32{1700000000}), Qel::Document(-0.0),
+        Qel::Document(1.0 / 3), Qel::Document(5e-324), Qel::Document(1e9 + 0.1)}) {
+    causes.push_back(Map{{"detail", ""}, {"time", time}, {"description", "\xff"}});
+  }
+  const Map reloads{{"10", Map{{"causeQ", causes}}}, {"2", Map{{"causeQ", Qel::Document::List{}}}}};
+  const Store::Documents wanted{
+      {"a", Map{{"rebootHistory", reloads}, {"type", kavratest::kHistoryType}}},
+      {"b", Map{{"switchoverCapable", true},
+                {"protocol", std::int64_t{3}},
+                {"type", "Redundancy::RedundancyStatus"}}}};
+  EXPECT_TRUE(store_->documentsAre({"a", "b"}, wanted));
+  EXPECT_FALSE(store_->documentsAre({"a", "b"}, wanted));
+  const Store::Documents held = store_->documents("");
+  EXPECT_FALSE(store_->documentsAre({"a", "b"}, held));
+  EXPECT_EQ(store_->documents(""), held);
 }
 
 TEST_P(StoreTest, RefusesPathsThatAreNoneOrWereNotAskedFor) {
