@@ -63,7 +63,7 @@ void describe(CLI::App& app, Options& options, std::vector<std::string>& traces)
   addName(app, "--db-auth", options.dbAuth, "FILE",
           "Two lines, the user and the password for a Redis server at --db [none]");
   addName(app, "--peer-db-auth", options.peerDbAuth, "FILE",
-          "The same for --peer-db [the same as --db-auth]");
+          "The same for --peer-db [the same as --db-auth, unless that is a file]");
   addName(app, "--listen", options.listenAddresses, "ADDRESS",
           fmt::format("Listen there, in net-snmp's transport notation; repeatable [{}]",
                       kDefaultListenAddress));

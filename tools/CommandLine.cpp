@@ -232,7 +232,7 @@ class Program {
     CLI::Option* peer = named(option(status, "--peer-db", "URL"));
     peer->description("tell of the peer supervisor's database as well");
     CLI::Option* auth = named(option(status, "--peer-db-auth", "FILE"))->needs(peer);
-    auth->description("like --db-auth, for --peer-db");
+    auth->description("like --db-auth, for --peer-db (default: none)");
     status->callback([=, this] {
       if (peer->count() == 0) return commands().status(url().text());
       const Kavra::StoreUrl peerUrl(text(peer), text(auth));
