@@ -1,5 +1,7 @@
 #include "Kavra/StoreUrl.h"
 
+#include <fmt/format.h>
+
 #include "Kavra/FileFeed.h"
 #include "Kavra/FileStore.h"
 #include "Kavra/RedisFeed.h"
@@ -22,8 +24,8 @@ StoreUrl::StoreUrl(const std::string& text, const std::string& credentialsFile)
     if (place_.empty()) break;
     if (scheme_ != Scheme::file) address();
     if (scheme_ == Scheme::file && !credentialsFile.empty()) {
-      throw StoreException("'" + text + "' is a file: it takes no user and password (" +
-                           credentialsFile + ")");
+      throw StoreException(
+          fmt::format("'{}' is a file: it takes no user and password ({})", text, credentialsFile));
     }
     return;
   }
