@@ -2,10 +2,13 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
+#include <string_view>
 #include <utility>
 
 #include "host/Errors.h"
@@ -16,6 +19,17 @@ namespace Host {
 namespace {
 
 constexpr auto kName = "norvek-snmpd";
+
+// Why net-snmp could not listen at an address, which it does not say: `error` is what errno held
+// then. Only a socket sets these; the look-up of a name, which may be no name, leaves others
+// behind.
+std::string reasonOf(std::string_view address, int error) {
+  constexpr int kSocketErrors[] = {EACCES, EPERM,  EADDRINUSE, EADDRNOTAVAIL, EAFNOSUPPORT,
+                                   EMFILE, ENFILE, ENOBUFS,    ENOMEM};
+  const bool isPath = address.starts_with("unix") || address.starts_with('/');
+  const bool isOfASocket = std::ranges::find(kSocketErrors, error) != std::end(kSocketErrors);
+  return error != 0 && (isPath || isOfASocket) ? std::strerror(error) : "not an address";
+}
 
 // MIB files are for those who print names; the agent answers in numbers.
 void loadNoMibs() {
@@ -122,8 +136,7 @@ void SnmpAgent::listenAt(const std::vector<std::string>& addresses) {
     const NetSnmpLog::Capture capture;
     errno = 0;
     if (netsnmp_agent_listen_on(address.c_str()) < 0) {
-      const std::string reason = errno != 0 ? std::strerror(errno) : "not an address";
-      throw StartError(fmt::format("cannot listen on {}: {}", address, reason));
+      throw StartError(fmt::format("cannot listen on {}: {}", address, reasonOf(address, errno)));
     }
   }
 }
