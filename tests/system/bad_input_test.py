@@ -60,7 +60,7 @@ class BadInput(support.SystemTest):
         secret = self.write("access.conf", "rocommunity secret\n")
         os.chmod(secret, 0)
         agent = support.Process(self.directory, "setpriv", "--reuid=65534", "--clear-groups",
-                                support.AGENT, "--config", secret)
+                                support.agentForAnyone(self.directory), "--config", secret)
         self.addCleanup(agent.close)
         self.assertEqual(agent.ended(), FAILURE)
         self.assertEqual(agent.said(), f"norvek-snmpd: {secret}: Permission denied\n")

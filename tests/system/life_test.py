@@ -78,12 +78,12 @@ class Life(support.SystemTest):
         """It runs as any user, in a directory where it may write nothing."""
         if os.geteuid() != 0:
             self.skipTest("only root may become another user")
+        program = support.agentForAnyone(self.directory)
         os.chmod(self.directory, 0o555)
         os.chmod(self.database, 0o444)
         port = support.freePort()
         agent = support.Process(self.directory, "setpriv", "--reuid=65534", "--regid=65534",
-                                "--clear-groups", support.AGENT, "--listen",
-                                f"udp:127.0.0.1:{port}")
+                                "--clear-groups", program, "--listen", f"udp:127.0.0.1:{port}")
         self.addCleanup(agent.close)
         support.waitFor(lambda: " serves " in agent.said() or agent.hasEnded(), "the agent serves")
         self.assertEqual(Manager(f"udp:127.0.0.1:{port}").rows(),

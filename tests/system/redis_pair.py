@@ -163,7 +163,11 @@ class Link:
         try:
             os.close(cls.newEnd("kp0"))
             cls.run(f"ip netns add {probe}")
-            cls.run(f"ip netns del {probe}")
+            try:
+                # Where / is no mount, as in a chroot, a namespace can be made but not entered.
+                cls.run(f"ip netns exec {probe} ip link set lo up")
+            finally:
+                cls.run(f"ip netns del {probe}")
         except (OSError, subprocess.CalledProcessError):
             return False
         return True

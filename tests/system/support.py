@@ -6,6 +6,7 @@ import json
 import os
 import random
 import re
+import shutil
 import signal
 import socket
 import subprocess
@@ -139,6 +140,18 @@ class Manager:
 
     def set(self, name, kind, value):
         return self.run("snmpset", name, kind, value)
+
+
+def agentForAnyone(directory):
+    """A copy of the agent that any user may run, wherever the tree is."""
+    libraries = os.path.join(os.path.dirname(PROGRAMS), "lib")
+    for source, name in ((PROGRAMS, "bin"), (libraries, "lib")):
+        copy = os.path.join(directory, name)
+        os.mkdir(copy, 0o755)
+        for file in os.listdir(source):
+            if file == "norvek-snmpd" or ".so" in file:
+                shutil.copy(os.path.join(source, file), copy)
+    return os.path.join(directory, "bin/norvek-snmpd")
 
 
 class Process:

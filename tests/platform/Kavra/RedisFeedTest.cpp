@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <netdb.h>
 
 #include <algorithm>
 #include <string>
@@ -285,6 +286,7 @@ TEST_F(RedisFeedTest, ReadsFromAServerThatHadNoMemoryLeftBefore) {
 }
 
 TEST_F(RedisFollowingTest, FindsAServerByTheNameOfItsHost) {
+  if (::gethostbyname("localhost") == nullptr) GTEST_SKIP() << "this machine does not know itself";
   const std::string port = kavratest::freePort();
   const RedisServerProcess server({"--port", port, "--bind", "127.0.0.1"});
   const auto named = Qel::make<RedisFeed>(
