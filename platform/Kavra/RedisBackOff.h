@@ -8,13 +8,13 @@ namespace Kavra {
 // How long to wait before the next attempt to connect: a random part ("full jitter") of a time that
 // grows from 0.1 s to 5 s.
 //
-// It grows by a fifth each time, so that after an outage of t seconds it stands near 0.4 t: who was
+// It grows by a tenth each time, so that after an outage of t seconds it stands near 0.2 t: who was
 // away for a moment is found again at once, and nobody is asked more than 20 times a second.
 class RedisBackOff {
  public:
   static constexpr double kLeast = 0.1;
   static constexpr double kMost = 5.0;
-  static constexpr double kGrowth = 1.2;
+  static constexpr double kGrowth = 1.1;
 
   // Seconds until the next attempt.
   double next() {

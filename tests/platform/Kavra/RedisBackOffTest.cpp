@@ -42,6 +42,15 @@ TEST(RedisBackOffTest, LeavesNoWaitLongerThanHalfOfAnOutageAndASecond) {
   }
 }
 
+TEST(RedisBackOffTest, AsksWithinTwoSecondsAfterAnOutageOfFour) {
+  for (int run = 0; run < 5000; ++run) {
+    RedisBackOff backOff;
+    double away = 0.0;
+    while (away <= 4.0) away += backOff.next();
+    EXPECT_LT(away - 4.0, 1.8);
+  }
+}
+
 TEST(RedisBackOffTest, BeginsAnewAfterASuccess) {
   RedisBackOff backOff;
   for (int i = 0; i < 100; ++i) backOff.next();
