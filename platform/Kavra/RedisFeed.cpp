@@ -166,6 +166,8 @@ void RedisFeed::handleOutcome(const RedisReply& outcome) {
 void RedisFeed::takeSnapshot(const RedisSnapshot& snapshot) {
   stateIs(snapshot.state);
   if (confirmed_ && present_.isBefore(*confirmed_)) {
+    // A log that cannot be read does not tell how far the server is.
+    if (!present_.problem.empty()) throw StoreException(present_.problem);
     return problemIs(fmt::format("the server went back from {} to {} in epoch {}",
                                  confirmed_->lastId.text(), present_.lastId.text(),
                                  *present_.epoch));

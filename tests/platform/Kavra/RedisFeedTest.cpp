@@ -58,6 +58,11 @@ class RedisFeedTest : public RedisFollowingTest {
   bool lost() {
     return until([this] { return !feed_->status().reachable; });
   }
+  // The server is not believed, for what is wrong with a key.
+  bool tells(const char* key) const {
+    const Status status = feed_->status();
+    return !status.reachable && status.problem.view().starts_with("key " + std::string(key));
+  }
   // As long as a follower needs that has missed every ring.
   void wait() {
     const auto watch = loop_.timerIs(1.5, [this] { loop_.stop(); });
@@ -168,6 +173,10 @@ TEST_F(RedisFeedTest, LivesThroughEveryWrongTypeInThePlaceOfTheLogAndTheEpoch) {
       replacement[1] = key;
       command({"DEL", key});
       command(replacement);
+      // A text is another epoch.
+      if (key != std::string(kRedisEpochKey) || replacement[0] != "SET") {
+        EXPECT_TRUE(until([&] { return tells(key); })) << key << ' ' << replacement[0];
+      }
       publish(history({std::to_string(++number)}));
       EXPECT_TRUE(shows({std::to_string(number)})) << key << ' ' << replacement[0];
     }
