@@ -267,7 +267,7 @@ class Chaos(support.SystemTest):
             # A leak raises the least that is found, too. A sanitizer keeps what is freed.
             if len(found) > 40 and not self.isSanitized():
                 half = len(found) // 2
-                self.assertLess(min(kilobytes[half:]) - min(kilobytes[:half]), 2048)
+                self.assertLess(min(kilobytes[half:]) - min(kilobytes[:half]), 1024)
 
     @staticmethod
     def isSanitized():
