@@ -3,16 +3,15 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <filesystem>
 #include <functional>
 #include <future>
-#include <iterator>
 #include <string>
 
 #include "Kavra/Store.h"
 #include "Qel/PollEventLoop.h"
 #include "RunUntil.h"
 #include "support/LiveObjects.h"
+#include "support/OpenDescriptors.h"
 
 namespace Kavra {
 namespace {
@@ -33,10 +32,6 @@ class AddressLookupTest : public support::LiveObjectsTest {
   }
   bool until(const std::function<bool()>& condition) {
     return kavratest::runUntil(loop_, condition);
-  }
-  static std::ptrdiff_t openDescriptors() {
-    const std::filesystem::directory_iterator descriptors("/proc/self/fd");
-    return std::distance(begin(descriptors), end(descriptors));
   }
 
   Qel::PollEventLoop loop_;
@@ -72,7 +67,7 @@ TEST_F(AddressLookupTest, LeavesTheLoopFreeUntilThereIsAnAnswer) {
 }
 
 TEST_F(AddressLookupTest, TellsNobodyWhoLetItGo) {
-  const std::ptrdiff_t before = openDescriptors();
+  const std::ptrdiff_t before = support::openDescriptors();
   std::promise<void> answer;
   auto lookup = lookUp([wait = answer.get_future().share()] {
     wait.wait();
@@ -80,7 +75,7 @@ TEST_F(AddressLookupTest, TellsNobodyWhoLetItGo) {
   });
   lookup = nullptr;
   answer.set_value();
-  EXPECT_TRUE(until([&] { return openDescriptors() == before; }));
+  EXPECT_TRUE(until([&] { return support::openDescriptors() == before; }));
   EXPECT_EQ(calls_, 0);
 }
 

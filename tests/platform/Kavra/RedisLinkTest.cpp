@@ -4,8 +4,6 @@
 #include <gtest/gtest.h>
 #include <malloc.h>
 
-#include <filesystem>
-#include <iterator>
 #include <memory>
 #include <new>
 #include <string>
@@ -17,6 +15,7 @@
 #include "Kavra/EntityManager.h"
 #include "RedisFollowingTest.h"
 #include "ScriptedRedis.h"
+#include "support/OpenDescriptors.h"
 #include "support/Random.h"
 
 namespace Kavra {
@@ -48,10 +47,6 @@ class RedisLinkTest : public kavratest::RedisFollowingTest {
     });
   }
   Reloads shown() const { return kavratest::reloadsOf(entity_); }
-  static std::ptrdiff_t openDescriptors() {
-    const std::filesystem::directory_iterator descriptors("/proc/self/fd");
-    return std::distance(begin(descriptors), end(descriptors));
-  }
 
   const Reloads published_{{0, {"one", "two"}}};
   kavratest::HastyEventLoop hasty_{loop_, 50};
@@ -288,14 +283,14 @@ TEST_F(RedisLinkTest, NeedsNoMoreMemoryNorDescriptorsAfterThousandsOfConnections
   };
   ASSERT_TRUE(reach(200));
   script_.forget();
-  const std::ptrdiff_t descriptors = openDescriptors();
+  const std::ptrdiff_t descriptors = support::openDescriptors();
   const std::size_t memory = mallinfo2().uordblks;
   ASSERT_TRUE(reach(10200));
   script_.forget();
   const std::size_t memoryAfter = mallinfo2().uordblks;
   RecordProperty("octets_at_first", std::to_string(memory));
   RecordProperty("octets_after_10000_connections", std::to_string(memoryAfter));
-  EXPECT_LE(openDescriptors(), descriptors + 3);
+  EXPECT_LE(support::openDescriptors(), descriptors + 3);
   EXPECT_LE(memoryAfter, memory + 32768);
   EXPECT_EQ(shown(), published_);
 }
