@@ -5,7 +5,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
-#include <iterator>
 #include <random>
 #include <string>
 #include <string_view>
@@ -15,12 +14,12 @@
 #include "FakeRedisServer.h"
 #include "Kavra/EntityManager.h"
 #include "Kavra/RedisFeed.h"
-#include "Kavra/RedisLink.h"
 #include "Qel/Assert.h"
 #include "Qel/Clock.h"
 #include "Qel/PollEventLoop.h"
 #include "Qel/Trace.h"
 #include "ScriptedRedis.h"
+#include "TimeShiftedEventLoop.h"
 
 namespace {
 
@@ -29,28 +28,14 @@ constexpr char kHangUp = '\x1d';
 constexpr int kMostPasses = 100000;
 
 // Pauses are over at once, and nobody runs out of patience: an answer comes at once or never.
-class TimelessEventLoop final : public Qel::EventLoop {
+class TimelessEventLoop final : public kavratest::TimeShiftedEventLoop {
  public:
-  explicit TimelessEventLoop(Qel::EventLoop& loop) : loop_(loop) {}
+  using TimeShiftedEventLoop::TimeShiftedEventLoop;
 
-  Qel::Ptr<Qel::EventWatch> readableIs(int fd, std::function<void()> call) override {
-    return loop_.readableIs(fd, std::move(call));
-  }
-  Qel::Ptr<Qel::EventWatch> writableIs(int fd, std::function<void()> call) override {
-    return loop_.writableIs(fd, std::move(call));
-  }
   Qel::Ptr<Qel::EventWatch> timerIs(double seconds, std::function<void()> call) override {
     constexpr double kNever = 1e6;
-    const bool isAlarm = std::ranges::find(kAlarms, seconds) != std::end(kAlarms);
-    return loop_.timerIs(isAlarm ? kNever : 0.0, std::move(call));
+    return loop_.timerIs(isAlarm(seconds) ? kNever : 0.0, std::move(call));
   }
-
- private:
-  static constexpr double kAlarms[] = {Kavra::RedisLink::kConnectPatience,
-                                       Kavra::RedisLink::kPatience,
-                                       Kavra::RedisLink::kStallPatience};
-
-  Qel::EventLoop& loop_;
 };
 
 // Answers with the records of the input, and then as a good server does.

@@ -14,6 +14,7 @@
 #include "RedisFollowingTest.h"
 #include "RedisServerProcess.h"
 #include "ScriptedRedis.h"
+#include "TimeShiftedEventLoop.h"
 
 namespace Kavra {
 namespace {
@@ -30,28 +31,17 @@ using testing::Le;
 using testing::SizeIs;
 
 // Notes for how long its user pauses before an attempt to connect, and lets a hundredth of it pass.
-class PauseRecorder final : public Qel::EventLoop {
+class PauseRecorder final : public kavratest::TimeShiftedEventLoop {
  public:
-  explicit PauseRecorder(Qel::PollEventLoop& loop) : loop_(loop) {}
+  using TimeShiftedEventLoop::TimeShiftedEventLoop;
 
-  Qel::Ptr<Qel::EventWatch> readableIs(int fd, std::function<void()> call) override {
-    return loop_.readableIs(fd, std::move(call));
-  }
-  Qel::Ptr<Qel::EventWatch> writableIs(int fd, std::function<void()> call) override {
-    return loop_.writableIs(fd, std::move(call));
-  }
   Qel::Ptr<Qel::EventWatch> timerIs(double seconds, std::function<void()> call) override {
-    const bool isAlarm = seconds == RedisLink::kPatience || seconds == RedisLink::kStallPatience ||
-                         seconds == RedisLink::kConnectPatience;
-    if (isAlarm) return loop_.timerIs(seconds, std::move(call));
+    if (isAlarm(seconds)) return loop_.timerIs(seconds, std::move(call));
     pauses.push_back(seconds);
     return loop_.timerIs(seconds / 100, std::move(call));
   }
 
   std::vector<double> pauses;
-
- private:
-  Qel::PollEventLoop& loop_;
 };
 
 class RedisFeedPaceTest : public kavratest::RedisFollowingTest {
