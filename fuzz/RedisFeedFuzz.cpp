@@ -10,16 +10,16 @@
 #include <string_view>
 #include <utility>
 
-#include "Documents.h"
-#include "FakeRedisServer.h"
 #include "Kavra/EntityManager.h"
-#include "Kavra/RedisFeed.h"
+#include "Kavra/Redis/Feed.h"
 #include "Qel/Assert.h"
 #include "Qel/Clock.h"
 #include "Qel/PollEventLoop.h"
 #include "Qel/Trace.h"
-#include "ScriptedRedis.h"
-#include "TimeShiftedEventLoop.h"
+#include "platform/Kavra/Documents.h"
+#include "platform/Kavra/Redis/FakeServer.h"
+#include "platform/Kavra/Redis/ScriptedServer.h"
+#include "platform/Kavra/TimeShiftedEventLoop.h"
 
 namespace {
 
@@ -48,7 +48,7 @@ class Server {
 
   std::string socket() const { return fake_.socket(); }
   bool isGood() const { return isGood_; }
-  kavratest::ScriptedRedis& script() { return script_; }
+  kavratest::ScriptedServer& script() { return script_; }
 
   // Nothing happens any more: whoever still waits would run out of patience.
   void handleSilence() {
@@ -67,8 +67,8 @@ class Server {
 
   std::string_view records_;
   bool isGood_ = false;
-  kavratest::ScriptedRedis script_;
-  kavratest::FakeRedisServer fake_;
+  kavratest::ScriptedServer script_;
+  kavratest::FakeServer fake_;
 };
 
 }  // namespace
@@ -82,8 +82,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   server.script().documentIs(kavratest::kHistoryPath, kavratest::history({"good at last"}));
   const kavratest::Reloads truth{{0, {"good at last"}}};
   {
-    const auto manager = Qel::make<Kavra::EntityManager>(Qel::make<Kavra::RedisFeed>(
-        Kavra::RedisServer{Kavra::RedisAddress::ofPath(server.socket()), {}}, loop,
+    const auto manager = Qel::make<Kavra::EntityManager>(Qel::make<Kavra::Redis::Feed>(
+        Kavra::Redis::ConnectionOptions{Kavra::Redis::Address::ofPath(server.socket()), {}}, loop,
         Qel::make<Qel::SystemClock>()));
     const auto history = manager->entityIs(kavratest::kHistoryPath, kavratest::kHistoryType);
     int passes = 0;

@@ -5,9 +5,9 @@
 #include <cmath>
 #include <utility>
 
-#include "Kavra/JsonText.h"
+#include "Kavra/CheckedDocument.h"
+#include "Kavra/Json/Text.h"
 #include "Kavra/Path.h"
-#include "Kavra/Publication.h"
 #include "tools/Errors.h"
 #include "tools/HistoryEdit.h"
 
@@ -15,8 +15,8 @@ namespace Tools {
 
 namespace {
 
-using Kavra::JsonForm;
 using Kavra::Store;
+using Kavra::Json::Form;
 using Qel::Document;
 
 constexpr char kHistoryType[] = "System::ResetCauseHistory";
@@ -52,17 +52,17 @@ Document::Map documentOf(const Kavra::Status& status, const std::string& url) {
 
 Document parsed(const std::string& json, const std::string& source) {
   try {
-    return Kavra::ofJson(json);
-  } catch (const Kavra::JsonException& error) {
+    return Kavra::Json::read(json);
+  } catch (const Kavra::Json::Exception& error) {
     throw CommandError(source + ": " + error.what());
   }
 }
 
 void needGood(const std::string& path, const Document& present, const char* type) {
-  const Kavra::Publication publication(Qel::String(path), present);
-  if (publication.fits() && publication.type == type) return;
-  const std::string why = publication.fits() ? "is of type " + publication.type.stdString()
-                                             : "does not fit: " + publication.misfit.stdString();
+  const Kavra::CheckedDocument checked(Qel::String(path), present);
+  if (checked.fits() && checked.type == type) return;
+  const std::string why = checked.fits() ? "is of type " + checked.type.stdString()
+                                         : "does not fit: " + checked.misfit.stdString();
   throw CommandError(fmt::format("{}: the published document {}", path, why));
 }
 
@@ -79,7 +79,7 @@ void Commands::get(const std::string& path) {
   const Store::Documents documents = store_->documents(Qel::String(path));
   const auto found = documents.find(Qel::String(path));
   if (found == documents.end()) throwNotPublished(path);
-  out_ << Kavra::toJson(found->second, JsonForm::pretty) << '\n';
+  out_ << Kavra::Json::write(found->second, Form::pretty) << '\n';
 }
 
 void Commands::put(const std::string& path, const std::string& json, const std::string& source) {
@@ -143,14 +143,14 @@ void Commands::setRedundancy(U32 cell, const std::optional<U32>& protocol,
 }
 
 void Commands::status(const std::string& url) {
-  out_ << Kavra::toJson(documentOf(store_->status(), url), JsonForm::pretty) << '\n';
+  out_ << Kavra::Json::write(documentOf(store_->status(), url), Form::pretty) << '\n';
 }
 
 void Commands::status(const std::string& url, const Qel::Ptr<Store>& peer,
                       const std::string& peerUrl) {
   Document::Map both = documentOf(store_->status(), url);
   both.emplace_back("peer", documentOf(peer->status(), peerUrl));
-  out_ << Kavra::toJson(both, JsonForm::pretty) << '\n';
+  out_ << Kavra::Json::write(both, Form::pretty) << '\n';
 }
 
 }  // namespace Tools

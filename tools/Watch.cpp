@@ -1,7 +1,7 @@
 #include "tools/Watch.h"
 
 #include "Kavra/Feed.h"
-#include "Kavra/JsonText.h"
+#include "Kavra/Json/Text.h"
 #include "Qel/PollEventLoop.h"
 #include "tools/EndOnSignal.h"
 #include "tools/Errors.h"
@@ -10,11 +10,10 @@ namespace Tools {
 
 namespace {
 
-std::string lineOf(const Qel::String& path, const Kavra::Publication* publication) {
+std::string lineOf(const Qel::String& path, const Kavra::CheckedDocument* checked) {
   const Qel::Document::Map line{
-      {"path", path},
-      {"document", publication == nullptr ? Qel::Document() : publication->document}};
-  return Kavra::toJson(line, Kavra::JsonForm::line);
+      {"path", path}, {"document", checked == nullptr ? Qel::Document() : checked->document}};
+  return Kavra::Json::write(line, Kavra::Json::Form::line);
 }
 
 }  // namespace
@@ -27,10 +26,10 @@ void watch(const Kavra::StoreUrl& url, const std::string& prefix,
       url.feed(loop, clock)
           ->followPrefixIs(
               Qel::String(prefix),
-              [&](const Qel::String& path, const Kavra::Publication* publication) -> Qel::String {
+              [&](const Qel::String& path, const Kavra::CheckedDocument* checked) -> Qel::String {
                 // What does not fit is on standard error already.
-                if (publication != nullptr && !publication->fits()) return {};
-                out << lineOf(path, publication) << '\n' << std::flush;
+                if (checked != nullptr && !checked->fits()) return {};
+                out << lineOf(path, checked) << '\n' << std::flush;
                 if (!out) loop.stop();
                 return {};
               });

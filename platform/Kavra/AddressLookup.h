@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "Kavra/FileDescriptor.h"
-#include "Kavra/RedisAddress.h"
+#include "Kavra/SocketAddress.h"
 #include "Qel/EventLoop.h"
 #include "Qel/Ptr.h"
 

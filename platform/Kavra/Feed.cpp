@@ -64,11 +64,11 @@ bool Feed::take(const Qel::String& path, const Qel::Document& document) {
     entry.misfit = nullptr;
     return false;
   }
-  Publication publication(path, document);
-  if (publication.fits()) {
-    entry = {std::make_shared<const Publication>(std::move(publication)), nullptr};
+  CheckedDocument checked(path, document);
+  if (checked.fits()) {
+    entry = {std::make_shared<const CheckedDocument>(std::move(checked)), nullptr};
   } else {
-    quarantine(entry, path, std::move(publication));
+    quarantine(entry, path, std::move(checked));
   }
   return true;
 }
@@ -76,21 +76,21 @@ bool Feed::take(const Qel::String& path, const Qel::Document& document) {
 bool Feed::takeUnreadable(const Qel::String& path, const Qel::String& why) {
   Entry& entry = entries_[path];
   if (entry.misfit && entry.misfit->misfit == why) return false;
-  Publication publication(path, {});
-  publication.misfit = why;
-  quarantine(entry, path, std::move(publication));
+  CheckedDocument checked(path, {});
+  checked.misfit = why;
+  quarantine(entry, path, std::move(checked));
   return true;
 }
 
-void Feed::quarantine(Entry& entry, const Qel::String& path, Publication misfit) {
+void Feed::quarantine(Entry& entry, const Qel::String& path, CheckedDocument misfit) {
   trace(0, fmt::format("{}: refused: {}", path.view(), misfit.misfit.view()));
-  entry.misfit = std::make_shared<const Publication>(std::move(misfit));
+  entry.misfit = std::make_shared<const CheckedDocument>(std::move(misfit));
 }
 
 void Feed::tell(const Qel::String& path) {
   const auto entry = entries_.find(path);
-  const PublicationPtr publication =
-      entry == entries_.end() ? PublicationPtr() : entry->second.latest();
+  const CheckedDocumentPtr checked =
+      entry == entries_.end() ? CheckedDocumentPtr() : entry->second.latest();
   std::vector<Follow::Number> numbers;
   for (const auto& [number, follow] : follows_) {
     if (follow->hasBegun() && follow->covers(path)) numbers.push_back(number);
@@ -100,20 +100,20 @@ void Feed::tell(const Qel::String& path) {
     const auto found = follows_.find(number);
     if (found == follows_.end()) continue;
     const Qel::Ptr<Follow> held(found->second);
-    held->deliver(path, publication);
+    held->deliver(path, checked);
   }
 }
 
 void Feed::tellAll(Follow::Number number) {
-  std::vector<std::pair<Qel::String, PublicationPtr>> covered;
+  std::vector<std::pair<Qel::String, CheckedDocumentPtr>> covered;
   for (const auto& [path, entry] : entries_) {
     if (follows_.at(number)->covers(path)) covered.emplace_back(path, entry.served());
   }
-  for (const auto& [path, publication] : covered) {
+  for (const auto& [path, checked] : covered) {
     const auto found = follows_.find(number);
     if (found == follows_.end()) return;
     const Qel::Ptr<Follow> held(found->second);
-    held->deliver(path, publication);
+    held->deliver(path, checked);
   }
 }
 

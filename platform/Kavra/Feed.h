@@ -4,8 +4,8 @@
 #include <memory>
 #include <set>
 
+#include "Kavra/CheckedDocument.h"
 #include "Kavra/Follow.h"
-#include "Kavra/Publication.h"
 #include "Kavra/Status.h"
 #include "Qel/Document.h"
 #include "Qel/Ptr.h"
@@ -64,13 +64,13 @@ class Feed : public Qel::PtrInterface {
  private:
   friend class Follow;
 
-  using PublicationPtr = std::shared_ptr<const Publication>;
+  using CheckedDocumentPtr = std::shared_ptr<const CheckedDocument>;
   // What is known of a path.
   struct Entry {
-    PublicationPtr good;    // the last one that fitted, or null
-    PublicationPtr misfit;  // one after it that did not, or null
-    const PublicationPtr& latest() const noexcept { return misfit ? misfit : good; }
-    const PublicationPtr& served() const noexcept { return good ? good : misfit; }
+    CheckedDocumentPtr good;    // the last one that fitted, or null
+    CheckedDocumentPtr misfit;  // one after it that did not, or null
+    const CheckedDocumentPtr& latest() const noexcept { return misfit ? misfit : good; }
+    const CheckedDocumentPtr& served() const noexcept { return good ? good : misfit; }
   };
 
   Qel::Ptr<Follow> newFollow(Follow::Scope scope, const Qel::String& text, Follow::Call call);
@@ -81,7 +81,7 @@ class Feed : public Qel::PtrInterface {
   // True when followers are to be told.
   bool take(const Qel::String& path, const Qel::Document& document);
   bool takeUnreadable(const Qel::String& path, const Qel::String& why);
-  void quarantine(Entry& entry, const Qel::String& path, Publication misfit);
+  void quarantine(Entry& entry, const Qel::String& path, CheckedDocument misfit);
   void tell(const Qel::String& path);
   // Tells one follower of everything that it covers.
   void tellAll(Follow::Number number);

@@ -29,9 +29,9 @@ void Follow::begin() {
 }
 
 void Follow::deliver(const Qel::String& path,
-                     const std::shared_ptr<const Publication>& publication) {
+                     const std::shared_ptr<const CheckedDocument>& checked) {
   Qel::String why;
-  runGuarded(path, [&] { why = call_(path, publication.get()); });
+  runGuarded(path, [&] { why = call_(path, checked.get()); });
   if (why.empty()) {
     if (refusal_.path == path) refusal_ = {};
     return;

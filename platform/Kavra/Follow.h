@@ -4,7 +4,7 @@
 #include <functional>
 #include <memory>
 
-#include "Kavra/Publication.h"
+#include "Kavra/CheckedDocument.h"
 #include "Kavra/Status.h"
 #include "Qel/ActivityManager.h"
 #include "Qel/Ptr.h"
@@ -21,7 +21,7 @@ class Follow final : public Qel::PtrInterface {
   using Number = std::uint64_t;
   // Called with a publication, or with null when the path was unpublished. Returns why the follower
   // cannot use what it was told, or an empty text.
-  using Call = std::function<Qel::String(const Qel::String& path, const Publication* publication)>;
+  using Call = std::function<Qel::String(const Qel::String& path, const CheckedDocument* checked)>;
   enum class Scope { path, prefix };
 
   // Made by Feed::followIs and Feed::followPrefixIs.
@@ -37,7 +37,7 @@ class Follow final : public Qel::PtrInterface {
   bool hasBegun() const noexcept { return hasBegun_; }
 
   // Calls the follower. What it raises is traced; a refusal is traced and remembered.
-  void deliver(const Qel::String& path, const std::shared_ptr<const Publication>& publication);
+  void deliver(const Qel::String& path, const std::shared_ptr<const CheckedDocument>& checked);
   // The last refusal, while it holds; its path is empty when there is none.
   const Quarantine& refusal() const noexcept { return refusal_; }
 

@@ -22,26 +22,26 @@ Mirror::Mirror(const Qel::Ptr<Feed>& feed, const Qel::String& path, const Qel::S
       typeName_(typeName),
       call_(std::move(call)),
       entity_(codecOf(typeName).newEntity(Qel::Name(path))),
-      follow_(feed->followIs(path, [this](const Qel::String&, const Publication* publication) {
-        return handlePublication(publication);
+      follow_(feed->followIs(path, [this](const Qel::String&, const CheckedDocument* checked) {
+        return handleDocument(checked);
       })) {}
 
-Qel::String Mirror::handlePublication(const Publication* publication) {
-  if (publication == nullptr || publication->type.empty()) return {};
+Qel::String Mirror::handleDocument(const CheckedDocument* checked) {
+  if (checked == nullptr || checked->type.empty()) return {};
   // Handlers may let go of whoever holds this mirror.
   const Qel::Ptr<Mirror> alive(this);
-  if (publication->type != typeName_) {
+  if (checked->type != typeName_) {
     if (call_) {
       std::exchange(call_, nullptr)(nullptr);
       return {};
     }
     // One that does not even fit its own type is in quarantine already.
-    if (!publication->fits()) return {};
-    return fmt::format("of type '{}' where '{}' is followed", publication->type.view(),
+    if (!checked->fits()) return {};
+    return fmt::format("of type '{}' where '{}' is followed", checked->type.view(),
                        typeName_.view());
   }
-  if (!publication->fits()) return {};
-  apply(publication->change);
+  if (!checked->fits()) return {};
+  apply(checked->change);
   if (call_) std::exchange(call_, nullptr)(entity_);
   return {};
 }

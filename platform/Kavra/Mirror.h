@@ -30,7 +30,7 @@ class Mirror final : public Qel::PtrInterface {
 
  private:
   // Returns why the publication is refused, or an empty text.
-  Qel::String handlePublication(const Publication* publication);
+  Qel::String handleDocument(const CheckedDocument* checked);
   void apply(const Qel::DocumentCodec::Change& change);
 
   const Qel::String path_;

@@ -11,18 +11,18 @@ Publisher::Publisher(const Qel::Ptr<Feed>& source, const Qel::Ptr<Store>& target
     : target_(target),
       loop_(loop),
       follow_(source->followPrefixIs(
-          {}, [this](const Qel::String& path, const Publication* publication) {
-            return handlePublication(path, publication);
+          {}, [this](const Qel::String& path, const CheckedDocument* checked) {
+            return handleDocument(path, checked);
           })) {
   publishIn(kLookEvery);
 }
 
-Qel::String Publisher::handlePublication(const Qel::String& path, const Publication* publication) {
-  if (publication == nullptr) {
+Qel::String Publisher::handleDocument(const Qel::String& path, const CheckedDocument* checked) {
+  if (checked == nullptr) {
     documents_.erase(path);
-  } else if (publication->fits()) {
+  } else if (checked->fits()) {
     paths_.insert(path);
-    documents_.insert_or_assign(path, publication->document);
+    documents_.insert_or_assign(path, checked->document);
   }
   // Several may change at once; they are published together.
   publishIn(0.0);

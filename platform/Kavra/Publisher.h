@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "Kavra/BackOff.h"
 #include "Kavra/Feed.h"
-#include "Kavra/RedisBackOff.h"
 #include "Kavra/Store.h"
 #include "Qel/EventLoop.h"
 #include "Qel/Ptr.h"
@@ -30,7 +30,7 @@ class Publisher final : public Qel::PtrInterface {
  private:
   static constexpr double kLookEvery = 1.0;
 
-  Qel::String handlePublication(const Qel::String& path, const Publication* publication);
+  Qel::String handleDocument(const Qel::String& path, const CheckedDocument* checked);
   void publishIn(double seconds);
   void publish();
 
@@ -38,7 +38,7 @@ class Publisher final : public Qel::PtrInterface {
   Qel::EventLoop& loop_;
   std::set<Qel::String> paths_;  // all that the source ever had
   Store::Documents documents_;   // what it has now
-  RedisBackOff backOff_;
+  BackOff backOff_;
   std::string problem_;  // empty when all is well
   Qel::Ptr<Qel::EventWatch> timer_;
   const Qel::Ptr<Follow> follow_;

@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
+#include "Kavra/CheckedDocument.h"
 #include "Kavra/Path.h"
-#include "Kavra/Publication.h"
 #include "Qel/Strep.h"
 
 namespace Kavra {
@@ -19,9 +19,9 @@ void settle(const Store::Documents& before, Store::Documents& after,
     }
     const auto present = before.find(path);
     if (present != before.end() && present->second == document) continue;
-    const Publication publication(path, document);
-    if (!publication.fits()) throw StoreException(path + ": " + publication.misfit);
-    document = settledFormOf(document, publication.type);
+    const CheckedDocument checked(path, document);
+    if (!checked.fits()) throw StoreException(path + ": " + checked.misfit);
+    document = settledFormOf(document, checked.type);
   }
 }
 
@@ -42,7 +42,7 @@ bool Store::documentsAre(const std::vector<Qel::String>& paths, const Documents&
 Store::Documents Store::settled(const Documents& documents) {
   Documents settled;
   for (const auto& [path, document] : documents) {
-    settled.emplace(path, settledFormOf(document, Publication(path, document).type));
+    settled.emplace(path, settledFormOf(document, CheckedDocument(path, document).type));
   }
   return settled;
 }

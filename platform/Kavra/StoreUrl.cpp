@@ -2,10 +2,10 @@
 
 #include <fmt/format.h>
 
-#include "Kavra/FileFeed.h"
-#include "Kavra/FileStore.h"
-#include "Kavra/RedisFeed.h"
-#include "Kavra/RedisStore.h"
+#include "Kavra/File/Feed.h"
+#include "Kavra/File/Store.h"
+#include "Kavra/Redis/Feed.h"
+#include "Kavra/Redis/Store.h"
 
 namespace Kavra {
 
@@ -34,24 +34,24 @@ StoreUrl::StoreUrl(const std::string& text, const std::string& credentialsFile)
                        "or redis+unix:PATH");
 }
 
-RedisAddress StoreUrl::address() const {
-  return scheme_ == Scheme::redis ? RedisAddress::ofHost(place_) : RedisAddress::ofPath(place_);
+Redis::Address StoreUrl::address() const {
+  return scheme_ == Scheme::redis ? Redis::Address::ofHost(place_) : Redis::Address::ofPath(place_);
 }
 
-RedisServer StoreUrl::server() const {
-  RedisServer server{address(), {}};
-  if (!credentialsFile_.empty()) server.credentials = RedisCredentials::ofFile(credentialsFile_);
-  return server;
+Redis::ConnectionOptions StoreUrl::connectionOptions() const {
+  Redis::ConnectionOptions options{address(), {}};
+  if (!credentialsFile_.empty()) options.login = Redis::Login::ofFile(credentialsFile_);
+  return options;
 }
 
 Qel::Ptr<Feed> StoreUrl::feed(Qel::EventLoop& loop, const Qel::Ptr<Qel::Clock const>& clock) const {
-  if (scheme_ == Scheme::file) return Qel::make<FileFeed>(place_, loop, clock);
-  return Qel::make<RedisFeed>(server(), loop, clock);
+  if (scheme_ == Scheme::file) return Qel::make<File::Feed>(place_, loop, clock);
+  return Qel::make<Redis::Feed>(connectionOptions(), loop, clock);
 }
 
 Qel::Ptr<Store> StoreUrl::store(const Qel::Ptr<Qel::Clock const>& clock) const {
-  if (scheme_ == Scheme::file) return Qel::make<FileStore>(place_, clock);
-  return Qel::make<RedisStore>(server(), clock);
+  if (scheme_ == Scheme::file) return Qel::make<File::Store>(place_, clock);
+  return Qel::make<Redis::Store>(connectionOptions(), clock);
 }
 
 }  // namespace Kavra

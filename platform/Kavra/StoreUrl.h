@@ -10,16 +10,18 @@
 
 namespace Kavra {
 
-class RedisAddress;
-struct RedisServer;
+namespace Redis {
+class Address;
+struct ConnectionOptions;
+}  // namespace Redis
 
 // The address of a state database: file:PATH, redis://HOST[:PORT] or redis+unix:PATH. The one place
 // that knows which store is behind which scheme.
 class StoreUrl {
  public:
   // `credentialsFile` names the file with the user and the password of a Redis server that wants to
-  // know them (see RedisServer.h); empty for none. Raises StoreException for any other address, and
-  // for a file that is to be opened with a user.
+  // know them (see Redis/ConnectionOptions.h); empty for none. Raises StoreException for any other
+  // address, and for a file that is to be opened with a user.
   explicit StoreUrl(const std::string& text, const std::string& credentialsFile = {});
 
   const std::string& text() const noexcept { return text_; }
@@ -36,8 +38,8 @@ class StoreUrl {
   enum class Scheme { file, redis, redisUnix };
 
   // Of a server's scheme.
-  RedisAddress address() const;
-  RedisServer server() const;
+  Redis::Address address() const;
+  Redis::ConnectionOptions connectionOptions() const;
 
   std::string text_;
   Scheme scheme_ = Scheme::file;

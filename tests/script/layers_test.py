@@ -13,9 +13,16 @@ CLEAN = {
     "platform/Qel/Ptr.h": "#pragma once\n#include <memory>\n",
     "platform/System/ResetCause.h": '#pragma once\n#include "Qel/Ptr.h"\n',
     "platform/Kavra/EntityManager.h": '#pragma once\n#include "Qel/Ptr.h"\n',
-    "platform/Kavra/RedisReply.h": "#pragma once\n#include <hiredis/hiredis.h>\n",
-    "platform/Kavra/EntityManager.cpp": '#include "Kavra/EntityManager.h"\n\n'
-    '#include <nlohmann/json.hpp>\n\n#include "Kavra/RedisReply.h"\n',
+    "platform/Kavra/Store.h": '#pragma once\n#include "Qel/Ptr.h"\n',
+    "platform/Kavra/Json/Text.h": "#pragma once\n#include <nlohmann/json.hpp>\n",
+    "platform/Kavra/File/Store.h": '#pragma once\n#include "Kavra/Store.h"\n',
+    "platform/Kavra/File/Store.cpp": '#include "Kavra/File/Store.h"\n\n#include "Kavra/Json/Text.h"\n',
+    "platform/Kavra/Redis/Reply.h": "#pragma once\n#include <hiredis/hiredis.h>\n",
+    "platform/Kavra/Redis/Store.h": '#pragma once\n#include "Kavra/Redis/Reply.h"\n'
+    '#include "Kavra/Store.h"\n',
+    "platform/Kavra/StoreUrl.h": '#pragma once\n#include "Kavra/Store.h"\n',
+    "platform/Kavra/StoreUrl.cpp": '#include "Kavra/StoreUrl.h"\n\n#include "Kavra/File/Store.h"\n'
+    '#include "Kavra/Redis/Store.h"\n',
     "platform/Snmp/NetSnmp.h": "#pragma once\n#include <net-snmp/net-snmp-config.h>\n",
     "platform/Snmp/Contexts.h": '#pragma once\n#include "Snmp/NetSnmp.h"\n',
     "MiscSnmp/GeneralMib.h": '#pragma once\n#include "System/ResetCause.h"\n',
@@ -23,8 +30,8 @@ CLEAN = {
     "NorvekGeneralMIB/NetSnmp.h": "#pragma once\n#include <net-snmp/net-snmp-config.h>\n",
     "NorvekGeneralMIB/Table.cpp": '#include "MiscSnmp/GeneralMib.h"\n#include "Snmp/Contexts.h"\n',
     "host/NetSnmp.h": "#pragma once\n#include <net-snmp/net-snmp-config.h>\n",
-    "host/main.cpp": '#include "host/NetSnmp.h"\n#include "Kavra/RedisReply.h"\n',
-    "tools/kavra.cpp": '#include <nlohmann/json.hpp>\n\n#include "Kavra/EntityManager.h"\n',
+    "host/main.cpp": '#include "host/NetSnmp.h"\n#include "Kavra/StoreUrl.h"\n',
+    "tools/kavra.cpp": '#include "Kavra/Json/Text.h"\n#include "Kavra/StoreUrl.h"\n',
     "tests/MiscSnmp/GeneralMibTest.cpp": '#include "MiscSnmp/GeneralMib.h"\n'
     '#include "support/Recorder.h"\n',
     "tests/support/Recorder.h": "#pragma once\n",
@@ -114,12 +121,35 @@ class Layers(unittest.TestCase):
 
     def testStorageStaysInTheStateDatabase(self):
         for library in ("hiredis/hiredis.h", "nlohmann/json.hpp"):
-            for path in ("host/X.cpp", "platform/System/X.cpp", "MiscSnmpAgent/X.cpp"):
+            for path in ("host/X.cpp", "platform/System/X.cpp", "MiscSnmpAgent/X.cpp",
+                         "platform/Kavra/X.cpp", "platform/Kavra/File/X.cpp"):
                 self.assertRefused(path, f"#include <{library}>\n")
 
     def testThePlugInDoesNotSeeStorageThroughHeaders(self):
-        self.assertRefused("platform/Kavra/EntityManager.h", '#include "Kavra/RedisReply.h"\n',
-                           "platform/Kavra/RedisReply.h:2")
+        self.assertRefused("platform/Kavra/EntityManager.h", '#include "Kavra/Json/Text.h"\n',
+                           "platform/Kavra/EntityManager.h:1", "platform/Kavra/Json/Text.h:2")
+
+    def testTheTwoDatabasesDoNotKnowEachOther(self):
+        self.assertRefused("platform/Kavra/File/X.h", '#include "Kavra/Redis/Reply.h"\n')
+        self.assertRefused("platform/Kavra/Redis/X.cpp", '#include "Kavra/File/Store.h"\n')
+
+    def testDocumentsAsTextKnowNoDatabase(self):
+        for database in ("File", "Redis"):
+            self.assertRefused("platform/Kavra/Json/X.cpp", f'#include "Kavra/{database}/Store.h"\n')
+
+    def testTheStateDatabaseKnowsNeitherOfItsRooms(self):
+        for header in ("File/Store.h", "Redis/Store.h", "Json/Text.h"):
+            self.assertRefused("platform/Kavra/X.cpp", f'#include "Kavra/{header}"\n')
+
+    def testOnlyProgramsChooseADatabaseByItsUrl(self):
+        for path in ("platform/Kavra/X.cpp", "platform/Kavra/File/X.cpp", "platform/Kavra/Json/X.cpp",
+                     "platform/Kavra/Redis/X.cpp", "MiscSnmpAgent/X.cpp"):
+            self.assertRefused(path, '#include "Kavra/StoreUrl.h"\n')
+
+    def testNobodyElseSeesTheRoomsOfTheStateDatabase(self):
+        for path in ("MiscSnmpAgent/X.cpp", "platform/System/X.cpp", "host/X.cpp"):
+            self.assertRefused(path, '#include "Kavra/File/Store.h"\n')
+        self.assertRefused("tools/X.cpp", '#include "Kavra/Redis/Store.h"\n')
 
     def testIncludesStartAtTheRoot(self):
         self.assertRefused("host/X.cpp", '#include "../host/Options.h"\n')

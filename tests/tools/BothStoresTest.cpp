@@ -5,9 +5,9 @@
 #include <string>
 #include <vector>
 
-#include "DatabaseDirectory.h"
 #include "Program.h"
-#include "RedisServerProcess.h"
+#include "platform/Kavra/DatabaseDirectory.h"
+#include "platform/Kavra/Redis/ServerProcess.h"
 
 namespace Tools {
 namespace {
@@ -68,7 +68,7 @@ const std::vector<Step> kSteps = {
 
 TEST(BothStoresTest, GiveTheSameAnswersToTheSameCommands) {
   const kavratest::DatabaseDirectory directory;
-  const kavratest::RedisServerProcess server;
+  const kavratest::ServerProcess server;
   const auto run = [](const std::string& url, const Step& step) {
     Words words{KAVRA_PROGRAM, "--db", url};
     words.insert(words.end(), step.words.begin(), step.words.end());
@@ -88,8 +88,7 @@ TEST(BothStoresTest, GiveTheSameAnswersToTheSameCommands) {
 }
 
 TEST(BothStoresTest, GiveTheirUserFromAFile) {
-  const kavratest::RedisServerProcess server{
-      {"--user", "tester", "on", ">right", "~kavra:*", "+@all"}};
+  const kavratest::ServerProcess server{{"--user", "tester", "on", ">right", "~kavra:*", "+@all"}};
   const std::string auth = (server.directory().path() / "auth").string();
   server.directory().write(auth, "tester\nright\n");
   std::filesystem::permissions(auth, std::filesystem::perms::owner_read);

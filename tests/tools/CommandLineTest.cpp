@@ -10,13 +10,13 @@
 #include <string>
 #include <vector>
 
-#include "DatabaseDirectory.h"
-#include "Documents.h"
-#include "Kavra/DatabaseFile.h"
-#include "Kavra/JsonText.h"
+#include "Kavra/File/DatabaseFile.h"
+#include "Kavra/Json/Text.h"
 #include "Kavra/Store.h"
 #include "Program.h"
 #include "Qel/Document.h"
+#include "platform/Kavra/DatabaseDirectory.h"
+#include "platform/Kavra/Documents.h"
 
 namespace Tools {
 namespace {
@@ -65,7 +65,7 @@ class CommandLineTest : public testing::Test {
     return outcome.err.substr(7, outcome.err.size() - 8);
   }
   Document documentAt(const std::string& path) const {
-    const auto documents = Kavra::DatabaseFile(directory_.file()).read();
+    const auto documents = Kavra::File::DatabaseFile(directory_.file()).read();
     const auto found = documents.find(Qel::String(path));
     return found == documents.end() ? Document() : found->second;
   }
@@ -78,7 +78,7 @@ class CommandLineTest : public testing::Test {
     if (found == nullptr) return causes;
     for (const Document& cause : *found->member("causeQ")->as<Document::List>()) {
       causes.push_back(cause.member("description")->as<Qel::String>()->stdString() + "@" +
-                       Kavra::toJson(*cause.member("time"), Kavra::JsonForm::line));
+                       Kavra::Json::write(*cause.member("time"), Kavra::Json::Form::line));
     }
     return causes;
   }
@@ -226,15 +226,15 @@ TEST_F(CommandLineTest, RefusesCellsThatAreNoNumber) {
 TEST_F(CommandLineTest, SetsTheRedundancyStatusAndKeepsWhatIsNotGiven) {
   done({"set-redundancy", "--cell", "2", "--protocol", "3"});
   EXPECT_EQ(documentAt(kRedundancyPath),
-            Kavra::ofJson(R"({"type": "Redundancy::RedundancyStatus", "protocol": 3,
+            Kavra::Json::read(R"({"type": "Redundancy::RedundancyStatus", "protocol": 3,
                               "switchoverCapable": false})"));
   done({"set-redundancy", "--cell", "2", "--switchover-capable", "true"});
   EXPECT_EQ(documentAt(kRedundancyPath),
-            Kavra::ofJson(R"({"type": "Redundancy::RedundancyStatus", "protocol": 3,
+            Kavra::Json::read(R"({"type": "Redundancy::RedundancyStatus", "protocol": 3,
                               "switchoverCapable": true})"));
   done({"set-redundancy", "--cell", "2", "--protocol", "0"});
   EXPECT_EQ(documentAt(kRedundancyPath),
-            Kavra::ofJson(R"({"type": "Redundancy::RedundancyStatus", "protocol": 0,
+            Kavra::Json::read(R"({"type": "Redundancy::RedundancyStatus", "protocol": 0,
                               "switchoverCapable": true})"));
 }
 
@@ -260,13 +260,13 @@ TEST_F(CommandLineTest, DoesNotEditADocumentThatDoesNotFit) {
 
 TEST_F(CommandLineTest, TellsHowTheDatabaseStands) {
   directory_.write(R"({"a": {"type": 5}})");
-  const Document status = Kavra::ofJson(done({"status"}));
+  const Document status = Kavra::Json::read(done({"status"}));
   EXPECT_EQ(*status.member("url"), Document(Qel::String(directory_.url())));
   EXPECT_EQ(*status.member("reachable"), Document(true));
   EXPECT_TRUE(status.member("problem")->isNull());
   EXPECT_TRUE(status.member("epoch")->isNull());
   EXPECT_NE(status.member("age")->as<double>(), nullptr);
-  EXPECT_EQ(Kavra::toJson(*status.member("quarantined"), Kavra::JsonForm::line),
+  EXPECT_EQ(Kavra::Json::write(*status.member("quarantined"), Kavra::Json::Form::line),
             R"([{"path": "a", "why": "/type: expected a text but found an integer"}])");
 }
 
@@ -274,12 +274,12 @@ TEST_F(CommandLineTest, TellsHowThePeersDatabaseStandsAsWell) {
   directory_.write("{}");
   const kavratest::DatabaseDirectory other;
   other.write("nonsense");
-  const Document status = Kavra::ofJson(done({"status", "--peer-db", other.url()}));
+  const Document status = Kavra::Json::read(done({"status", "--peer-db", other.url()}));
   EXPECT_EQ(*status.member("reachable"), Document(true));
   const Document& peer = *status.member("peer");
   EXPECT_EQ(*peer.member("url"), Document(Qel::String(other.url())));
   EXPECT_EQ(*peer.member("reachable"), Document(false));
-  EXPECT_EQ(Kavra::ofJson(done({"status"})).member("peer"), nullptr);
+  EXPECT_EQ(Kavra::Json::read(done({"status"})).member("peer"), nullptr);
   EXPECT_EQ(refused({"status", "--peer-db-auth", "x"}), "--peer-db-auth requires --peer-db");
   EXPECT_EQ(refused({"ls", "--peer-db", other.url()}),
             "The following argument was not expected: --peer-db");
@@ -287,7 +287,7 @@ TEST_F(CommandLineTest, TellsHowThePeersDatabaseStandsAsWell) {
 
 TEST_F(CommandLineTest, TellsThatTheFileDoesNotParse) {
   directory_.write("nonsense");
-  const Document status = Kavra::ofJson(done({"status"}));
+  const Document status = Kavra::Json::read(done({"status"}));
   EXPECT_EQ(*status.member("reachable"), Document(false));
   EXPECT_THAT(status.member("problem")->as<Qel::String>()->stdString(),
               StartsWith(directory_.url() + ": parse error at line 1, column"));
@@ -303,7 +303,7 @@ TEST_F(CommandLineTest, NeverReplacesAFileThatDoesNotParse) {
 }
 
 TEST_F(CommandLineTest, RefusesASecondWriter) {
-  const Kavra::FileDescriptor lock = Kavra::DatabaseFile(directory_.file()).lock();
+  const Kavra::FileDescriptor lock = Kavra::File::DatabaseFile(directory_.file()).lock();
   EXPECT_EQ(refused({"record-reset", "--cell", "2", "--cause", "x"}),
             directory_.url() + ": is locked by another writer");
 }

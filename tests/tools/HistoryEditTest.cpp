@@ -5,8 +5,8 @@
 
 #include <string>
 
-#include "Documents.h"
-#include "Kavra/JsonText.h"
+#include "Kavra/Json/Text.h"
+#include "platform/Kavra/Documents.h"
 #include "tools/Errors.h"
 
 namespace Tools {
@@ -16,7 +16,7 @@ using kavratest::historyOf;
 using kavratest::Reloads;
 
 std::string text(const Qel::Document& document) {
-  return Kavra::toJson(document, Kavra::JsonForm::line);
+  return Kavra::Json::write(document, Kavra::Json::Form::line);
 }
 
 // The document helper of the tests gives every cause this time.

@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
-#include "DatabaseDirectory.h"
 #include "Program.h"
+#include "platform/Kavra/DatabaseDirectory.h"
 
 namespace Tools {
 namespace {

@@ -9,7 +9,7 @@
 
 #include "Kavra/Store.h"
 #include "Qel/PollEventLoop.h"
-#include "RunUntil.h"
+#include "platform/Kavra/RunUntil.h"
 #include "support/LiveObjects.h"
 #include "support/OpenDescriptors.h"
 

@@ -8,10 +8,10 @@
 #include <string>
 #include <vector>
 
-#include "Documents.h"
 #include "Kavra/Feed.h"
 #include "Qel/ActivityManager.h"
 #include "Qel/Exception.h"
+#include "platform/Kavra/Documents.h"
 #include "support/LiveObjects.h"
 #include "support/ManualClock.h"
 #include "support/TraceRecorder.h"

@@ -3,10 +3,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "Documents.h"
 #include "Kavra/Feed.h"
 #include "Qel/ActivityManager.h"
 #include "Qel/Exception.h"
+#include "platform/Kavra/Documents.h"
 #include "support/LiveObjects.h"
 #include "support/TraceRecorder.h"
 

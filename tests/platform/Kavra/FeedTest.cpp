@@ -7,9 +7,9 @@
 #include <string>
 #include <vector>
 
-#include "Documents.h"
 #include "Qel/ActivityManager.h"
 #include "Qel/Exception.h"
+#include "platform/Kavra/Documents.h"
 #include "support/LiveObjects.h"
 #include "support/TraceRecorder.h"
 
@@ -22,12 +22,12 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
-std::string told(const std::string& who, const Qel::String& path, const Publication* publication) {
+std::string told(const std::string& who, const Qel::String& path, const CheckedDocument* checked) {
   std::string line = who + " " + path.stdString();
-  if (publication == nullptr) return line + " gone";
-  if (!publication->fits()) return line + " misfit";
-  const auto entity = codecOf(publication->type).newEntity("x");
-  publication->change(*entity);
+  if (checked == nullptr) return line + " gone";
+  if (!checked->fits()) return line + " misfit";
+  const auto entity = codecOf(checked->type).newEntity("x");
+  checked->change(*entity);
   for (const auto& [index, causes] : kavratest::reloadsOf(entity)) {
     for (const std::string& cause : causes) line += " " + cause;
   }
@@ -37,8 +37,8 @@ std::string told(const std::string& who, const Qel::String& path, const Publicat
 class FeedTest : public support::LiveObjectsTest {
  protected:
   Follow::Call noting(const std::string& who) {
-    return [this, who](const Qel::String& path, const Publication* publication) {
-      log_.note(told(who, path, publication));
+    return [this, who](const Qel::String& path, const CheckedDocument* checked) {
+      log_.note(told(who, path, checked));
       return Qel::String();
     };
   }
@@ -98,8 +98,8 @@ TEST_F(FeedTest, FollowsEveryPathThatBeginsWithAPrefix) {
 TEST_F(FeedTest, TakesAllDocumentsInBeforeItTellsOfAny) {
   std::vector<std::string> seen;
   const auto follow =
-      feed_->followIs("a", [&](const Qel::String& path, const Publication* publication) {
-        log_.note(told("F", path, publication));
+      feed_->followIs("a", [&](const Qel::String& path, const CheckedDocument* checked) {
+        log_.note(told("F", path, checked));
         seen.push_back(std::to_string(feed_->status().quarantined.size()));
         return Qel::String();
       });
@@ -156,7 +156,7 @@ TEST_F(FeedTest, EndsTheQuarantineSilentlyWithTheDocumentThatIsServed) {
 TEST_F(FeedTest, RemembersAndTracesARefusalUntilTheFollowerAccepts) {
   Qel::String answer = "not for me";
   const auto follow =
-      feed_->followIs("a", [&](const Qel::String&, const Publication*) { return answer; });
+      feed_->followIs("a", [&](const Qel::String&, const CheckedDocument*) { return answer; });
   feed_->documentIs("a", history({"one"}));
   EXPECT_THAT(settled(), ElementsAre("Kavra 0: a: refused: not for me"));
   EXPECT_THAT(feed_->status().quarantined, ElementsAre(Quarantine{"a", "not for me"}));
@@ -169,11 +169,11 @@ TEST_F(FeedTest, RemembersAndTracesARefusalUntilTheFollowerAccepts) {
 
 TEST_F(FeedTest, TracesWhatEscapesAFollowerAndTellsTheOthers) {
   const auto first =
-      feed_->followIs("a", [](const Qel::String&, const Publication*) -> Qel::String {
+      feed_->followIs("a", [](const Qel::String&, const CheckedDocument*) -> Qel::String {
         throw std::runtime_error("boom");
       });
-  const auto second =
-      feed_->followIs("a", [](const Qel::String&, const Publication*) -> Qel::String { throw 5; });
+  const auto second = feed_->followIs(
+      "a", [](const Qel::String&, const CheckedDocument*) -> Qel::String { throw 5; });
   const auto third = feed_->followIs("a", noting("F"));
   settled();
   feed_->documentIs("a", history({"one"}));
@@ -183,7 +183,7 @@ TEST_F(FeedTest, TracesWhatEscapesAFollowerAndTellsTheOthers) {
 
 TEST_F(FeedTest, DoesNotCallAFollowerThatAnEarlierOneLetGo) {
   Qel::Ptr<Follow> second;
-  const auto first = feed_->followIs("a", [&](const Qel::String&, const Publication*) {
+  const auto first = feed_->followIs("a", [&](const Qel::String&, const CheckedDocument*) {
     second = nullptr;
     return Qel::String();
   });
@@ -195,7 +195,7 @@ TEST_F(FeedTest, DoesNotCallAFollowerThatAnEarlierOneLetGo) {
 
 TEST_F(FeedTest, LetsAFollowerEndItselfAndTheFeedFromInsideItsCall) {
   Qel::Ptr<Follow> follow;
-  follow = feed_->followPrefixIs("", [&](const Qel::String& path, const Publication*) {
+  follow = feed_->followPrefixIs("", [&](const Qel::String& path, const CheckedDocument*) {
     log_.note("told of " + path.stdString());
     follow = nullptr;
     feed_ = nullptr;
@@ -211,7 +211,7 @@ TEST_F(FeedTest, LetsAFollowerEndItselfAndTheFeedFromInsideItsCall) {
 TEST_F(FeedTest, LetsAFollowerEndItselfFromItsFirstCall) {
   feed_->documentsAre({{"a", history({"one"})}, {"b", history({"two"})}});
   Qel::Ptr<Follow> follow;
-  follow = feed_->followPrefixIs("", [&](const Qel::String& path, const Publication*) {
+  follow = feed_->followPrefixIs("", [&](const Qel::String& path, const CheckedDocument*) {
     log_.note("told of " + path.stdString());
     follow = nullptr;
     feed_ = nullptr;
@@ -222,7 +222,7 @@ TEST_F(FeedTest, LetsAFollowerEndItselfFromItsFirstCall) {
 
 TEST_F(FeedTest, BeginsAFollowThatIsMadeInsideACall) {
   Qel::Ptr<Follow> second;
-  const auto first = feed_->followIs("a", [&](const Qel::String&, const Publication*) {
+  const auto first = feed_->followIs("a", [&](const Qel::String&, const CheckedDocument*) {
     if (!second) second = feed_->followIs("a", noting("second"));
     return Qel::String();
   });

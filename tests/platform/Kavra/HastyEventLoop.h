@@ -3,7 +3,7 @@
 #include <functional>
 #include <utility>
 
-#include "TimeShiftedEventLoop.h"
+#include "platform/Kavra/TimeShiftedEventLoop.h"
 
 namespace kavratest {
 

@@ -7,11 +7,11 @@
 #include <string>
 #include <vector>
 
-#include "Documents.h"
 #include "Kavra/Feed.h"
 #include "Qel/ActivityManager.h"
 #include "Qel/Exception.h"
 #include "Redundancy/RedundancyStatus.h"
+#include "platform/Kavra/Documents.h"
 #include "support/LiveObjects.h"
 #include "support/TraceRecorder.h"
 

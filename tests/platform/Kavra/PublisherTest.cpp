@@ -5,14 +5,14 @@
 
 #include <string>
 
-#include "DatabaseDirectory.h"
-#include "Documents.h"
-#include "Kavra/RedisState.h"
+#include "Kavra/Redis/ServerState.h"
 #include "Kavra/StoreUrl.h"
 #include "Qel/Clock.h"
 #include "Qel/PollEventLoop.h"
-#include "RedisServerProcess.h"
-#include "RunUntil.h"
+#include "platform/Kavra/DatabaseDirectory.h"
+#include "platform/Kavra/Documents.h"
+#include "platform/Kavra/Redis/ServerProcess.h"
+#include "platform/Kavra/RunUntil.h"
 #include "support/LiveObjects.h"
 #include "support/TraceRecorder.h"
 
@@ -39,7 +39,7 @@ class PublisherTest : public support::LiveObjectsTest {
 
   support::TraceRecorder log_;
   const kavratest::DatabaseDirectory directory_;
-  kavratest::RedisServerProcess server_;
+  kavratest::ServerProcess server_;
   Qel::PollEventLoop loop_;
   const Qel::Ptr<Qel::Clock const> clock_ = Qel::make<Qel::SystemClock>();
   const Qel::Ptr<Store> source_ = StoreUrl(directory_.url()).store(clock_);
@@ -75,7 +75,7 @@ TEST_F(PublisherTest, PublishesAgainWhatTheServerLost) {
   EXPECT_THAT(target_->documents(""), IsEmpty());
   EXPECT_TRUE(targetIs(expected));
   // Once, and not at every look.
-  EXPECT_EQ(server_.command({"XLEN", kRedisLogKey}).integer, 1);
+  EXPECT_EQ(server_.command({"XLEN", Redis::kLogKey}).integer, 1);
 }
 
 TEST_F(PublisherTest, WaitsForAServerThatIsAway) {

@@ -12,15 +12,15 @@
 #include <string>
 #include <vector>
 
-#include "DatabaseDirectory.h"
-#include "Documents.h"
 #include "Kavra/EntityManager.h"
 #include "Kavra/StoreUrl.h"
 #include "Qel/Clock.h"
 #include "Qel/PollEventLoop.h"
-#include "RedisServerProcess.h"
-#include "RunUntil.h"
-#include "StoreContract.h"
+#include "platform/Kavra/DatabaseDirectory.h"
+#include "platform/Kavra/Documents.h"
+#include "platform/Kavra/Redis/ServerProcess.h"
+#include "platform/Kavra/RunUntil.h"
+#include "platform/Kavra/StoreContract.h"
 #include "support/LiveObjects.h"
 #include "support/ProblemOf.h"
 #include "support/TraceRecorder.h"
@@ -60,7 +60,7 @@ class RedisDatabase final : public kavratest::Database {
   }
 
  private:
-  const kavratest::RedisServerProcess server_;
+  const kavratest::ServerProcess server_;
   const Qel::Ptr<Qel::Clock const> clock_ = Qel::make<Qel::SystemClock>();
 };
 
@@ -265,10 +265,11 @@ TEST_P(StoreTest, TellsFeedsOfWhatIsUnpublished) {
   const auto feed = database_->feed(loop_);
   int published = 0;
   int unpublished = 0;
-  const auto follow = feed->followIs(kHistoryPath, [&](const Qel::String&, const Publication* it) {
-    ++(it == nullptr ? unpublished : published);
-    return Qel::String();
-  });
+  const auto follow =
+      feed->followIs(kHistoryPath, [&](const Qel::String&, const CheckedDocument* it) {
+        ++(it == nullptr ? unpublished : published);
+        return Qel::String();
+      });
   put("other", redundancy(0, true));
   put(kHistoryPath, history({"one"}));
   EXPECT_TRUE(kavratest::runUntil(loop_, [&] { return published == 1; }));

@@ -7,12 +7,12 @@
 #include <functional>
 #include <string>
 
-#include "DatabaseDirectory.h"
-#include "Kavra/FileFeed.h"
-#include "Kavra/FileStore.h"
-#include "Kavra/RedisFeed.h"
-#include "Kavra/RedisStore.h"
+#include "Kavra/File/Feed.h"
+#include "Kavra/File/Store.h"
+#include "Kavra/Redis/Feed.h"
+#include "Kavra/Redis/Store.h"
 #include "Qel/PollEventLoop.h"
+#include "platform/Kavra/DatabaseDirectory.h"
 #include "support/LiveObjects.h"
 #include "support/ProblemOf.h"
 
@@ -35,15 +35,15 @@ class StoreUrlTest : public support::LiveObjectsTest {
 TEST_F(StoreUrlTest, OfAFileOpensTheEmbeddedStore) {
   const StoreUrl url(directory_.url());
   EXPECT_EQ(url.text(), directory_.url());
-  EXPECT_TRUE(Qel::ptrCast<FileStore>(url.store(clock_)));
-  EXPECT_TRUE(Qel::ptrCast<FileFeed>(url.feed(loop_, clock_)));
+  EXPECT_TRUE(Qel::ptrCast<File::Store>(url.store(clock_)));
+  EXPECT_TRUE(Qel::ptrCast<File::Feed>(url.feed(loop_, clock_)));
 }
 
 TEST_F(StoreUrlTest, OfAServerOpensTheStoreOnRedis) {
   for (const char* text : {"redis://localhost", "redis://[::1]:6379", "redis+unix:/run/x"}) {
     const StoreUrl url(text);
-    EXPECT_TRUE(Qel::ptrCast<RedisStore>(url.store(clock_))) << text;
-    EXPECT_TRUE(Qel::ptrCast<RedisFeed>(url.feed(loop_, clock_))) << text;
+    EXPECT_TRUE(Qel::ptrCast<Redis::Store>(url.store(clock_))) << text;
+    EXPECT_TRUE(Qel::ptrCast<Redis::Feed>(url.feed(loop_, clock_))) << text;
   }
 }
 

@@ -5,7 +5,7 @@
 #include <iterator>
 #include <utility>
 
-#include "Kavra/RedisLink.h"
+#include "Kavra/Redis/Link.h"
 #include "Qel/EventLoop.h"
 
 namespace kavratest {
@@ -25,8 +25,9 @@ class TimeShiftedEventLoop : public Qel::EventLoop {
  protected:
   // Whether somebody would run out of patience with a Redis server after that time.
   static bool isAlarm(double seconds) {
-    constexpr double kAlarms[] = {Kavra::RedisLink::kConnectPatience, Kavra::RedisLink::kPatience,
-                                  Kavra::RedisLink::kStallPatience};
+    constexpr double kAlarms[] = {Kavra::Redis::Link::kConnectPatience,
+                                  Kavra::Redis::Link::kPatience,
+                                  Kavra::Redis::Link::kStallPatience};
     return std::ranges::find(kAlarms, seconds) != std::end(kAlarms);
   }
 

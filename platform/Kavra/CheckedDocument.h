@@ -1,0 +1,32 @@
+#pragma once
+
+#include "Qel/Document.h"
+#include "Qel/String.h"
+
+namespace Kavra {
+
+// A document as it was found in a state database, checked once: its path, and the whole of it
+// against the type that it names.
+//
+// It fits when `misfit` is empty: then `change` makes any entity of that type equal to it.
+struct CheckedDocument {
+  // Never raises: what is wrong with the document ends up in `misfit`.
+  CheckedDocument(const Qel::String& path, Qel::Document found);
+
+  bool fits() const noexcept { return misfit.empty(); }
+
+  Qel::Document document;
+  Qel::String type;  // empty when the document names none
+  Qel::DocumentCodec::Change change;
+  Qel::String misfit;  // place and problem
+};
+
+// A document that fits its type in the one form in which every store gives it back: what may be
+// left out is left out, reloads and members stand in a fixed order, and so on.
+Qel::Document settledFormOf(const Qel::Document& document, const Qel::String& type);
+
+// The codec of a registered type that documents can have. Raises RangeException, naming those that
+// there are, for any other name.
+const Qel::DocumentCodec& codecOf(const Qel::String& typeName);
+
+}  // namespace Kavra

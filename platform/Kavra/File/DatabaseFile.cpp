@@ -1,0 +1,176 @@
+#include "Kavra/File/DatabaseFile.h"
+
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <chrono>
+#include <filesystem>
+#include <system_error>
+#include <thread>
+#include <utility>
+
+#include "Kavra/Json/Text.h"
+#include "Kavra/Store.h"
+
+namespace Kavra::File {
+
+namespace {
+
+using std::chrono::milliseconds;
+
+constexpr milliseconds kLockPatience{2000};
+constexpr milliseconds kLockPause{10};
+constexpr mode_t kNewFileMode = 0644;
+
+std::string errnoText(int error) { return std::generic_category().message(error); }
+
+// All of `text`, or false with errno.
+bool writeAll(int fd, std::string_view text) {
+  while (!text.empty()) {
+    const ssize_t written = ::write(fd, text.data(), text.size());
+    if (written < 0 && errno != EINTR) return false;
+    if (written > 0) text.remove_prefix(static_cast<std::size_t>(written));
+  }
+  return true;
+}
+
+// Fills `text`, or shortens it to what the file has; false with errno.
+bool readUpTo(int fd, std::string& text) {
+  std::size_t have = 0;
+  while (have < text.size()) {
+    const ssize_t count = ::read(fd, text.data() + have, text.size() - have);
+    if (count == 0) break;
+    if (count < 0 && errno != EINTR) return false;
+    if (count > 0) have += static_cast<std::size_t>(count);
+  }
+  text.resize(have);
+  return true;
+}
+
+double secondsOf(const struct stat& facts) {
+  return static_cast<double>(facts.st_mtim.tv_sec) +
+         1e-9 * static_cast<double>(facts.st_mtim.tv_nsec);
+}
+
+}  // namespace
+
+DatabaseFile::DatabaseFile(const std::string& path) : url_("file:" + path), path_(path) {
+  std::error_code error;
+  const std::filesystem::path resolved = std::filesystem::weakly_canonical(path, error);
+  if (!error) path_ = resolved.string();
+  const std::filesystem::path whole = path_;
+  name_ = whole.filename().string();
+  directory_ = whole.parent_path().string();
+  if (directory_.empty()) directory_.push_back('.');
+  if (!std::filesystem::is_directory(directory_, error)) {
+    fail(fmt::format("directory {} does not exist", directory_));
+  }
+  if (name_.empty() || std::filesystem::is_directory(whole, error)) fail("is a directory");
+}
+
+void DatabaseFile::fail(const std::string& problem) const {
+  throw StoreException(fmt::format("{}: {}", url_, problem));
+}
+
+void DatabaseFile::failWithErrno(const std::string& what) const {
+  fail(fmt::format("{}: {}", what, errnoText(errno)));
+}
+
+std::optional<DatabaseFile::Content> DatabaseFile::readContent() const {
+  // Not blocking, or a pipe of that name would hold up the process.
+  const FileDescriptor file(::open(path_.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+  if (!file && errno == ENOENT) return std::nullopt;
+  if (!file) failWithErrno("cannot be opened");
+  struct stat facts {};
+  if (::fstat(file.fd(), &facts) != 0) failWithErrno("cannot be read");
+  if (!S_ISREG(facts.st_mode)) fail("is not a regular file");
+  if (static_cast<std::size_t>(facts.st_size) > kMostBytes) {
+    fail(fmt::format("is larger than {} bytes", kMostBytes));
+  }
+  Content content{std::string(static_cast<std::size_t>(facts.st_size), '\0'), secondsOf(facts)};
+  if (!readUpTo(file.fd(), content.text)) failWithErrno("cannot be read");
+  return content;
+}
+
+DatabaseFile::Documents DatabaseFile::parse(const std::string& text) const {
+  if (text.empty()) fail("is empty, not the JSON of a database");
+  Qel::Document whole;
+  try {
+    whole = Json::read(text);
+  } catch (const Json::Exception& error) {
+    fail(error.what());
+  }
+  const auto* map = whole.as<Qel::Document::Map>();
+  if (map == nullptr) fail(fmt::format("expected a map of documents but found {}", whole.kind()));
+  Documents documents;
+  for (const auto& [path, document] : *map) documents.emplace(path, document);
+  return documents;
+}
+
+DatabaseFile::Documents DatabaseFile::read() const {
+  const auto content = readContent();
+  return content ? parse(content->text) : Documents();
+}
+
+void DatabaseFile::write(const Documents& documents) const {
+  Qel::Document::Map map(documents.begin(), documents.end());
+  std::string text;
+  try {
+    text = Json::write(std::move(map), Json::Form::pretty) + '\n';
+  } catch (const Json::Exception& error) {
+    fail(error.what());
+  }
+  if (text.size() > kMostBytes) fail(fmt::format("would be larger than {} bytes", kMostBytes));
+  const std::string newPath = fmt::format("{}/.{}.new", directory_, name_);
+  try {
+    writeNew(newPath, text);
+    if (::rename(newPath.c_str(), path_.c_str()) != 0) failWithErrno("cannot be replaced");
+  } catch (const StoreException&) {
+    ::unlink(newPath.c_str());
+    throw;
+  }
+  syncDirectory();
+}
+
+void DatabaseFile::writeNew(const std::string& newPath, const std::string& text) const {
+  // One that is there was left by a writer that died: the lock says that nobody is at it.
+  ::unlink(newPath.c_str());
+  const FileDescriptor file(
+      ::open(newPath.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, kNewFileMode));
+  if (!file) failWithErrno("cannot be written");
+  struct stat facts {};
+  if (::stat(path_.c_str(), &facts) == 0) {
+    if (::fchmod(file.fd(), facts.st_mode & 07777U) != 0) failWithErrno("cannot be written");
+    // Only root may give a file away; for others the new file is their own.
+    if (::fchown(file.fd(), facts.st_uid, facts.st_gid) != 0 && errno != EPERM) {
+      failWithErrno("cannot be written");
+    }
+  }
+  if (!writeAll(file.fd(), text) || ::fsync(file.fd()) != 0) failWithErrno("cannot be written");
+}
+
+void DatabaseFile::syncDirectory() const {
+  const FileDescriptor directory(::open(directory_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (!directory || ::fsync(directory.fd()) != 0) {
+    failWithErrno("was replaced, but not safely stored");
+  }
+}
+
+FileDescriptor DatabaseFile::lock() const {
+  const std::string lockPath = path_ + ".lock";
+  FileDescriptor file(::open(lockPath.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, kNewFileMode));
+  if (!file) failWithErrno("the lock file " + lockPath + " cannot be opened");
+  const auto deadline = std::chrono::steady_clock::now() + kLockPatience;
+  while (::flock(file.fd(), LOCK_EX | LOCK_NB) != 0) {
+    if (errno != EWOULDBLOCK && errno != EINTR) failWithErrno("cannot be locked");
+    if (std::chrono::steady_clock::now() >= deadline) fail("is locked by another writer");
+    std::this_thread::sleep_for(kLockPause);
+  }
+  return file;
+}
+
+}  // namespace Kavra::File

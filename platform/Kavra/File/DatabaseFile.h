@@ -1,0 +1,62 @@
+#pragma once
+
+#include <map>
+#include <optional>
+#include <string>
+
+#include "Kavra/FileDescriptor.h"
+#include "Qel/Document.h"
+#include "Qel/String.h"
+
+namespace Kavra::File {
+
+// The JSON file {path: document, ...} that an embedded state database consists of, and the lock
+// file beside it. Every problem is a StoreException that begins with "file:PATH: ".
+//
+// A path that is a symbolic link stands for the file that it leads to.
+class DatabaseFile {
+ public:
+  using Documents = std::map<Qel::String, Qel::Document>;
+  static constexpr std::size_t kMostBytes = 64U << 20U;
+
+  // Raises when the directory does not exist. The file need not.
+  explicit DatabaseFile(const std::string& path);
+
+  // The address as it was given, for messages: "file:PATH".
+  const std::string& url() const noexcept { return url_; }
+  const std::string& path() const noexcept { return path_; }
+  const std::string& directory() const noexcept { return directory_; }
+  const std::string& name() const noexcept { return name_; }
+
+  // What stands in the file, at most kMostBytes; nothing when it does not exist.
+  struct Content {
+    std::string text;
+    double modified;  // seconds since 1970 UTC
+  };
+  std::optional<Content> readContent() const;
+  // Raises for a text that is not such a JSON.
+  Documents parse(const std::string& text) const;
+  // An absent file holds no documents.
+  Documents read() const;
+
+  // Puts a new file in the place of the old one, so that whoever reads finds the one or the other,
+  // whole. The caller holds the lock.
+  void write(const Documents& documents) const;
+  // Waits a little for another writer. The lock lasts as long as the result.
+  [[nodiscard]] FileDescriptor lock() const;
+
+  // Raises StoreException for this file.
+  [[noreturn]] void fail(const std::string& problem) const;
+
+ private:
+  [[noreturn]] void failWithErrno(const std::string& what) const;
+  void writeNew(const std::string& newPath, const std::string& text) const;
+  void syncDirectory() const;
+
+  const std::string url_;
+  std::string path_;
+  std::string directory_;
+  std::string name_;
+};
+
+}  // namespace Kavra::File

@@ -1,0 +1,60 @@
+#include "Kavra/File/Store.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "Kavra/CheckedDocument.h"
+
+namespace Kavra::File {
+
+namespace {
+
+// Puts what `edited` holds of `paths` in the place of what `documents` holds of them.
+void merge(Kavra::Store::Documents& documents, const std::vector<Qel::String>& paths,
+           Kavra::Store::Documents edited) {
+  for (const Qel::String& path : paths) documents.erase(path);
+  documents.merge(edited);
+}
+
+}  // namespace
+
+Kavra::Store::Documents Store::documents(const Qel::String& prefix) {
+  Documents documents = file_.read();
+  std::erase_if(documents, [&prefix](const auto& entry) {
+    return !entry.first.view().starts_with(prefix.view());
+  });
+  return documents;
+}
+
+void Store::transact(const std::vector<Qel::String>& paths, const Edit& edit) {
+  const FileDescriptor lock = file_.lock();
+  const Documents before = file_.read();
+  Documents edited;
+  for (const Qel::String& path : paths) {
+    if (const auto found = before.find(path); found != before.end()) edited.insert(*found);
+  }
+  edit(edited);
+  Documents after = before;
+  merge(after, paths, std::move(edited));
+  if (after != before) file_.write(after);
+}
+
+Status Store::status() {
+  Status status;
+  try {
+    const auto content = file_.readContent();
+    status.reachable = true;
+    if (!content) return status;
+    status.age = std::max(0.0, clock_->now() - content->modified);
+    for (const auto& [path, document] : file_.parse(content->text)) {
+      const CheckedDocument checked(path, document);
+      if (!checked.fits()) status.quarantined.push_back({path, checked.misfit});
+    }
+  } catch (const StoreException& error) {
+    status.reachable = false;
+    status.problem = error.text();
+  }
+  return status;
+}
+
+}  // namespace Kavra::File

@@ -1,0 +1,34 @@
+#pragma once
+
+#include <string>
+
+#include "Kavra/File/DatabaseFile.h"
+#include "Kavra/Store.h"
+#include "Qel/Clock.h"
+#include "Qel/Ptr.h"
+
+namespace Kavra::File {
+
+// The embedded state database for publishers: one JSON file, replaced as a whole under its lock.
+//
+// A file that does not parse is never replaced: every operation but status() says what is wrong
+// with it. Documents that do not fit their types stay in it as they are until somebody replaces
+// them.
+class Store final : public Kavra::Store {
+ public:
+  // Raises StoreException when the directory does not exist.
+  Store(const std::string& path, const Qel::Ptr<Qel::Clock const>& clock)
+      : file_(path), clock_(clock) {}
+
+  Documents documents(const Qel::String& prefix) override;
+  Status status() override;
+
+ protected:
+  void transact(const std::vector<Qel::String>& paths, const Edit& edit) override;
+
+ private:
+  const DatabaseFile file_;
+  const Qel::Ptr<Qel::Clock const> clock_;
+};
+
+}  // namespace Kavra::File

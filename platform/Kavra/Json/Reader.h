@@ -1,0 +1,58 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <unordered_set>
+#include <utility>
+#include <vector>
+
+#include "Qel/Document.h"
+#include "Qel/String.h"
+
+namespace Kavra::Json {
+
+// Builds a document from the events of a JSON parser. Each event handler returns whether to go on;
+// after a refusal, problem() says what and where. For use inside this room: it shows the parser.
+class Reader final : public nlohmann::json_sax<nlohmann::json> {
+ public:
+  const std::string& problem() const noexcept { return problem_; }
+  Qel::Document takeDocument() { return std::move(root_); }
+
+  bool null() override;
+  bool boolean(bool value) override;
+  bool number_integer(std::int64_t value) override;
+  bool number_unsigned(std::uint64_t value) override;
+  bool number_float(double value, const std::string& text) override;
+  bool string(std::string& value) override;
+  bool binary(nlohmann::json::binary_t& value) override;
+  bool start_object(std::size_t members) override;
+  bool key(std::string& name) override;
+  bool end_object() override;
+  bool start_array(std::size_t items) override;
+  bool end_array() override;
+  bool parse_error(std::size_t position, const std::string& token,
+                   const nlohmann::json::exception& error) override;
+
+ private:
+  // A list or map that is not closed yet.
+  struct Level {
+    bool isMap = false;
+    Qel::Document::List list = {};
+    Qel::Document::Map map = {};
+    Qel::String name = {};  // of the member being read
+    std::unordered_set<Qel::String> names = {};
+  };
+
+  bool put(Qel::Document value);
+  bool open(bool isMap);
+  bool fail(const std::string& problem);
+  std::string place() const;
+
+  std::vector<Level> levels_;
+  Qel::Document root_;
+  std::string problem_;
+};
+
+}  // namespace Kavra::Json

@@ -1,0 +1,122 @@
+#include "Kavra/Json/Text.h"
+
+#include <cmath>
+#include <nlohmann/json.hpp>
+
+#include "Kavra/Json/Base64.h"
+#include "Kavra/Json/Reader.h"
+#include "Kavra/Utf8.h"
+
+namespace Kavra::Json {
+
+namespace {
+
+constexpr std::size_t kIndent = 2;
+
+// Writes one document; `depth` is the number of lists and maps around the present place.
+class Writer {
+ public:
+  explicit Writer(Form form) : form_(form) {}
+
+  std::string take() { return std::move(text_); }
+
+  void write(const Qel::Document& value) {
+    if (const auto* map = value.as<Qel::Document::Map>()) {
+      writeMap(*map);
+    } else if (const auto* list = value.as<Qel::Document::List>()) {
+      writeList(*list);
+    } else if (const auto* text = value.as<Qel::String>()) {
+      writeText(*text);
+    } else {
+      text_ += scalar(value).dump();
+    }
+  }
+
+ private:
+  static nlohmann::json scalar(const Qel::Document& value) {
+    if (const auto* boolean = value.as<bool>()) return *boolean;
+    if (const auto* integer = value.as<std::int64_t>()) return *integer;
+    if (const auto* natural = value.as<std::uint64_t>()) return *natural;
+    const auto* number = value.as<double>();
+    if (number == nullptr) return nullptr;
+    if (!std::isfinite(*number)) throw Exception("a number is not finite");
+    return *number;
+  }
+
+  void writeText(const Qel::String& text) {
+    if (isUtf8(text.view())) {
+      text_ += nlohmann::json(text.view()).dump();
+    } else {
+      text_ += R"({"base64": ")" + toBase64(text.view()) + "\"}";
+    }
+  }
+
+  void writeMap(const Qel::Document::Map& map) {
+    text_ += '{';
+    ++depth_;
+    const char* separator = "";
+    for (const auto& [name, value] : map) {
+      if (!isUtf8(name.view())) throw Exception("a member name is not UTF-8");
+      newItem(separator);
+      separator = ",";
+      text_ += nlohmann::json(name.view()).dump() + ": ";
+      write(value);
+    }
+    --depth_;
+    close(map.empty(), '}');
+  }
+
+  void writeList(const Qel::Document::List& list) {
+    text_ += '[';
+    ++depth_;
+    const char* separator = "";
+    for (const Qel::Document& value : list) {
+      newItem(separator);
+      separator = ",";
+      write(value);
+    }
+    --depth_;
+    close(list.empty(), ']');
+  }
+
+  void newItem(const char* separator) {
+    text_ += separator;
+    if (form_ == Form::pretty) {
+      newLine();
+    } else if (*separator != '\0') {
+      text_ += ' ';
+    }
+  }
+
+  void close(bool isEmpty, char bracket) {
+    if (form_ == Form::pretty && !isEmpty) newLine();
+    text_ += bracket;
+  }
+
+  void newLine() {
+    text_ += '\n';
+    text_.append(depth_ * kIndent, ' ');
+  }
+
+  const Form form_;
+  std::size_t depth_ = 0;
+  std::string text_;
+};
+
+}  // namespace
+
+Exception::~Exception() = default;
+
+Qel::Document read(std::string_view text) {
+  Reader reader;
+  if (!nlohmann::json::sax_parse(text, &reader)) throw Exception(reader.problem());
+  return reader.takeDocument();
+}
+
+std::string write(const Qel::Document& document, Form form) {
+  Writer writer(form);
+  writer.write(document);
+  return writer.take();
+}
+
+}  // namespace Kavra::Json

@@ -1,0 +1,94 @@
+#include "Kavra/Redis/Connection.h"
+
+#include <fcntl.h>
+#include <hiredis/hiredis.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <sys/socket.h>
+
+#include <array>
+#include <cerrno>
+#include <new>
+#include <system_error>
+
+#include "Kavra/Store.h"
+
+namespace Kavra::Redis {
+
+namespace {
+
+constexpr std::size_t kPiece = 65536;
+
+[[noreturn]] void failWith(const char* what, int error) {
+  throw StoreException(std::string(what) + ": " + std::generic_category().message(error));
+}
+
+FileDescriptor connectedSocket(const SocketAddress& address) {
+  FileDescriptor socket(
+      ::socket(address.storage.ss_family, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
+  if (!socket) failWith("no socket", errno);
+  if (address.storage.ss_family != AF_UNIX) {
+    const int on = 1;
+    // Without it requests only wait longer.
+    (void)::setsockopt(socket.fd(), IPPROTO_TCP, TCP_NODELAY, &on, sizeof(on));
+  }
+  if (::connect(socket.fd(), address.address(), address.size) != 0 && errno != EINPROGRESS) {
+    failWith("cannot connect", errno);
+  }
+  return socket;
+}
+
+// Whether the error says no more than that the socket is not ready.
+bool isForNow(int error) noexcept {
+  return error == EAGAIN || error == EINTR || error == ENOTCONN || error == EINPROGRESS;
+}
+
+}  // namespace
+
+Connection::Connection(const SocketAddress& address) : socket_(connectedSocket(address)) {}
+
+void Connection::needConnected() {
+  int error = 0;
+  socklen_t size = sizeof(error);
+  if (::getsockopt(fd(), SOL_SOCKET, SO_ERROR, &error, &size) != 0) error = errno;
+  if (error != 0) failWith("cannot connect", error);
+}
+
+void Connection::commandIs(const Command& command) {
+  std::vector<const char*> texts;
+  std::vector<std::size_t> sizes;
+  for (const std::string& argument : command) {
+    texts.push_back(argument.data());
+    sizes.push_back(argument.size());
+  }
+  char* formatted = nullptr;
+  const int size = redisFormatCommandArgv(&formatted, static_cast<int>(command.size()),
+                                          texts.data(), sizes.data());
+  if (size < 0) throw std::bad_alloc();
+  unsent_.append(formatted, static_cast<std::size_t>(size));
+  redisFreeCommand(formatted);
+}
+
+bool Connection::send() {
+  while (!unsent_.empty()) {
+    const ssize_t sent = ::send(fd(), unsent_.data(), unsent_.size(), MSG_NOSIGNAL);
+    if (sent < 0) {
+      if (isForNow(errno)) return true;
+      failWith("cannot send", errno);
+    }
+    unsent_.erase(0, static_cast<std::size_t>(sent));
+  }
+  return false;
+}
+
+bool Connection::receive() {
+  std::array<char, kPiece> piece;
+  const ssize_t size = ::recv(fd(), piece.data(), piece.size(), 0);
+  if (size == 0) throw StoreException("the server closed the connection");
+  if (size < 0 && isForNow(errno)) return false;
+  if (size < 0) failWith("cannot receive", errno);
+  reader_.feed({piece.data(), static_cast<std::size_t>(size)});
+  return true;
+}
+
+}  // namespace Kavra::Redis

@@ -1,0 +1,39 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "Kavra/Redis/Reply.h"
+#include "Qel/Document.h"
+#include "Qel/String.h"
+
+// How a document is kept in a Redis server: a hash under "kavra:e:" and its path, with the flat
+// fields of its type beside these:
+//
+//   _v  the version of this form, "1"; always there, so that an empty document has a field, too
+//   _t  the type, where the end of the path does not tell it (see DocumentCodec::pathEnd)
+//   _c  a check over all other fields, where there are any but _v: 16 hexadecimal digits
+//
+// A hash without _c is taken as it is, so that one can be written by hand.
+namespace Kavra::Redis {
+
+// The key of the document at `path`, and the path of a key; nothing for a key of another kind.
+std::string keyOf(const Qel::String& path);
+std::optional<Qel::String> pathOfKey(std::string_view key);
+
+// The hash of a document that fits its type.
+Qel::DocumentCodec::Fields fieldsOf(const Qel::String& path, const Qel::Document& document);
+
+// What a server holds of a document.
+struct DocumentHash {
+  // Reads the reply to HGETALL. Never raises.
+  DocumentHash(const Qel::String& path, const Reply& hash);
+
+  bool isPublished() const noexcept { return document || !problem.empty(); }
+
+  std::optional<Qel::Document> document;
+  Qel::String problem;  // why it cannot be read: key, field and what is wrong there
+};
+
+}  // namespace Kavra::Redis

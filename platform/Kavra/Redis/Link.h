@@ -1,0 +1,66 @@
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "Kavra/Redis/Connection.h"
+#include "Qel/EventLoop.h"
+#include "Qel/Ptr.h"
+
+namespace Kavra::Redis {
+
+// A connection to a Redis server on the event loop, for one request at a time.
+//
+// A request is a sequence of commands; its call comes once, with as many replies, from the loop.
+// The link is lost, once and for good, when the server or the network ends it, when a request is
+// not answered within its time, and when a reply comes that nobody asked for. After its loss, and
+// after it was let go (also from inside its own calls), it calls nobody.
+class Link final : public Qel::PtrInterface {
+ public:
+  using Replies = std::vector<Reply>;
+  using AnswerCall = std::function<void(Replies replies)>;
+  using LostCall = std::function<void(const std::string& why)>;
+
+  // Seconds in which a connection must stand, enough for one repetition of a packet that was lost
+  // (RFC 6298: after 1 s); a new attempt is sooner there than a second repetition.
+  static constexpr double kConnectPatience = 1.5;
+  // Seconds in which a request must be answered, and in which an answer that has begun must go on:
+  // a length that lies is found out sooner than silence.
+  static constexpr double kPatience = 3.0;
+  static constexpr double kStallPatience = 1.0;
+
+  // Begins to connect. Raises StoreException when that fails at once, and RangeException when the
+  // loop takes no more descriptors. `loop` must outlive the link.
+  Link(Qel::EventLoop& loop, const SocketAddress& address, LostCall lost);
+
+  // Not while a request is under way.
+  void requestIs(const std::vector<Command>& commands, AnswerCall answered);
+
+ private:
+  void handleWritable();
+  void handleReadable();
+  // Takes the replies that have come; true when they answer the request.
+  bool takeReplies();
+  void send();
+  [[nodiscard]] Qel::Ptr<Qel::EventWatch> alarm(double seconds, const char* problem);
+  // Runs a step; whatever it raises is the loss of the link.
+  void guarded(const std::function<void()>& step);
+  void lose(const std::string& why);
+
+  Qel::EventLoop& loop_;
+  std::optional<Connection> connection_;  // empty after the loss
+  LostCall lost_;
+  bool connected_ = false;
+  AnswerCall answered_;  // null while no request is under way
+  std::size_t expected_ = 0;
+  Replies replies_;
+  // Before the connection goes, its watches go.
+  Qel::Ptr<Qel::EventWatch> readable_;
+  Qel::Ptr<Qel::EventWatch> writable_;
+  Qel::Ptr<Qel::EventWatch> alarm_;
+  Qel::Ptr<Qel::EventWatch> stall_;
+};
+
+}  // namespace Kavra::Redis

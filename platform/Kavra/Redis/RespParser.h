@@ -1,0 +1,42 @@
+#pragma once
+
+#include <cstddef>
+#include <memory>
+#include <optional>
+#include <string_view>
+
+#include "Kavra/Redis/Reply.h"
+
+struct redisReader;
+
+namespace Kavra::Redis {
+
+// Puts the octets that a Redis server sends together to replies, wherever they were split.
+//
+// A reply may take `mostOctets`, on the wire and in memory: neither a length that lies nor a flood
+// makes the process grow beyond a small multiple of it. After the first StoreException the stream
+// has lost its frame, and the reader is of no more use.
+class RespParser {
+ public:
+  explicit RespParser(std::size_t mostOctets);
+  RespParser(const RespParser&) = delete;
+  RespParser& operator=(const RespParser&) = delete;
+  ~RespParser();
+
+  void feed(std::string_view octets);
+  // The next whole reply, or nothing until more octets are fed. Raises StoreException for what is
+  // not the protocol or is too large.
+  std::optional<Reply> take();
+
+ private:
+  struct Deleter {
+    void operator()(redisReader* reader) const noexcept;
+  };
+  struct Allowance;
+
+  const std::unique_ptr<Allowance> allowance_;
+  const std::unique_ptr<redisReader, Deleter> reader_;
+  std::size_t unparsed_ = 0;  // octets fed since the last whole reply
+};
+
+}  // namespace Kavra::Redis

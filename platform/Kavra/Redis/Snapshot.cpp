@@ -1,0 +1,85 @@
+#include "Kavra/Redis/Snapshot.h"
+
+#include "Kavra/Path.h"
+#include "Kavra/Redis/DocumentHash.h"
+#include "Kavra/Store.h"
+#include "Qel/Assert.h"
+
+namespace Kavra::Redis {
+
+namespace {
+
+void addName(std::set<Qel::String>& names, const Qel::String& path) {
+  if (isPath(path.view())) names.insert(path);
+}
+
+void addIndex(std::set<Qel::String>& names, const Reply& index) {
+  for (std::size_t i = 0; i < index.elements.size(); i += 2) addName(names, index.elements[i].text);
+}
+
+// One entry of a stream: its id, and an array of names and values.
+void addDoorbell(std::set<Qel::String>& names, const Reply& entry) {
+  if (entry.elements.size() != 2) return;
+  for (const Reply& text : entry.elements[1].elements) {
+    if (const auto path = pathOfKey(text.text)) addName(names, *path);
+  }
+}
+
+// The reply to XREAD for one stream: nil, or an array of one pair, the key and the entries.
+void addDoorbells(std::set<Qel::String>& names, const Reply& log) {
+  if (log.elements.size() != 1 || log.elements[0].elements.size() != 2) return;
+  for (const Reply& entry : log.elements[0].elements[1].elements) addDoorbell(names, entry);
+}
+
+}  // namespace
+
+std::vector<Command> SnapshotRequest::commands() const {
+  std::vector<Command> commands{ServerState::epochCommand(), ServerState::logCommand()};
+  if (names) {
+    commands.push_back({"HGETALL", kIndexKey});
+    commands.push_back({"XREAD", "STREAMS", kLogKey, "0-0"});
+  }
+  for (const Qel::String& path : paths) commands.push_back({"HGETALL", keyOf(path)});
+  return commands;
+}
+
+std::vector<Command> SnapshotRequest::singleCommands() const {
+  std::vector<Command> singles = commands();
+  singles.push_back(ServerState::epochCommand());
+  singles.push_back(ServerState::logCommand());
+  return singles;
+}
+
+std::optional<Reply> SnapshotRequest::outcomeOf(std::span<const Reply> replies) const {
+  QEL_ASSERT(replies.size() == singleCommands().size());
+  const auto after = replies.last(2);
+  // Whoever publishes rings, too, and so moves the state on.
+  if (ServerState(replies[0], replies[1]) != ServerState(after[0], after[1])) return {};
+  const auto before = replies.first(replies.size() - 2);
+  return Reply{Reply::Kind::array, 0, {}, {before.begin(), before.end()}};
+}
+
+Snapshot::Snapshot(const SnapshotRequest& question, const Reply& outcome) {
+  // Nothing is watched, so no good server does that; but it may not be a good server.
+  if (outcome.isNil()) throw StoreException("the transaction was discarded");
+  std::span<const Reply> replies(outcome.elements);
+  QEL_ASSERT(replies.size() == question.commands().size());
+  state = ServerState(replies[0], replies[1]);
+  replies = replies.subspan(2);
+  if (question.names) {
+    addIndex(names, replies[0]);
+    addDoorbells(names, replies[1]);
+    replies = replies.subspan(2);
+  }
+  for (std::size_t i = 0; i < question.paths.size(); ++i) {
+    const Qel::String& path = question.paths[i];
+    DocumentHash entity(path, replies[i]);
+    if (entity.document) {
+      documents.emplace(path, std::move(*entity.document));
+    } else if (entity.isPublished()) {
+      unreadable.emplace(path, std::move(entity.problem));
+    }
+  }
+}
+
+}  // namespace Kavra::Redis

@@ -1,0 +1,44 @@
+#pragma once
+
+#include <optional>
+#include <set>
+#include <span>
+#include <vector>
+
+#include "Kavra/Feed.h"
+#include "Kavra/Redis/Connection.h"
+#include "Kavra/Redis/Reply.h"
+#include "Kavra/Redis/ServerState.h"
+#include "Qel/String.h"
+
+namespace Kavra::Redis {
+
+// What to look at in a Redis server, all of it in the same state.
+struct SnapshotRequest {
+  std::vector<Command> commands() const;
+
+  // The same without a transaction, for a server that has no memory left for one: the state is
+  // asked for again at the end. The outcome is that of a transaction, or nothing when the state
+  // changed meanwhile.
+  std::vector<Command> singleCommands() const;
+  std::optional<Reply> outcomeOf(std::span<const Reply> replies) const;
+
+  std::vector<Qel::String> paths;
+  bool names = false;  // also which paths there are
+};
+
+// The answer to it.
+struct Snapshot {
+  // `outcome` is that of the question's commands as one transaction.
+  // Throws StoreException where the server discarded it.
+  Snapshot(const SnapshotRequest& question, const Reply& outcome);
+
+  ServerState state;
+  // The paths of the index and, in case it is not complete, of the doorbells in the log. There need
+  // not be a document.
+  std::set<Qel::String> names;
+  Kavra::Feed::Documents documents;
+  Kavra::Feed::Problems unreadable;
+};
+
+}  // namespace Kavra::Redis

@@ -1,0 +1,268 @@
+#include "Kavra/Redis/Store.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <iterator>
+#include <random>
+#include <utility>
+
+#include "Kavra/Path.h"
+#include "Kavra/Redis/DocumentHash.h"
+#include "Kavra/Redis/MultiExec.h"
+
+namespace Kavra::Redis {
+
+namespace {
+
+constexpr int kMostAttempts = 100;
+constexpr char kMostLogEntries[] = "1024";
+constexpr double kMillisecond = 1e-3;
+
+// What goes when followers are to read everything anew.
+const std::vector<std::string> kNewEpoch = {kLogKey, kEpochKey};
+
+std::string newEpoch() {
+  std::random_device random;
+  return fmt::format("{:08x}{:08x}{:08x}{:08x}", random(), random(), random(), random());
+}
+
+// Why a document is too large to be published, or empty.
+std::string sizeProblemOf(const Qel::String& path, const Qel::DocumentCodec::Fields& fields) {
+  std::size_t octets = 0;
+  for (const auto& [name, value] : fields) octets += name.size() + value.size();
+  if (octets <= Store::kMostDocumentOctets) return {};
+  return fmt::format("{}: its fields take {} octets, {} are allowed", path.view(), octets,
+                     Store::kMostDocumentOctets);
+}
+
+Command hashCommand(const Qel::String& path, const Qel::Document& document) {
+  Qel::DocumentCodec::Fields fields = fieldsOf(path, document);
+  if (const auto problem = sizeProblemOf(path, fields); !problem.empty()) {
+    throw StoreException(problem);
+  }
+  Command command{"HSET", keyOf(path)};
+  for (auto& [name, value] : fields) {
+    command.push_back(std::move(name));
+    command.push_back(std::move(value));
+  }
+  return command;
+}
+
+// Takes the documents that are too large out of what is to be published; returns why, or empty.
+template <class Changes>
+std::string takeTooLarge(Changes& changes) {
+  std::string problem;
+  std::erase_if(changes, [&](const auto& change) {
+    const auto& [path, document] = change;
+    if (document == nullptr) return false;
+    const std::string why = sizeProblemOf(path, fieldsOf(path, *document));
+    if (!why.empty()) problem = why;
+    return !why.empty();
+  });
+  return problem;
+}
+
+// What makes the server hold `document` (nothing, where it is null) at `path`.
+void addChange(std::vector<Command>& commands, const Qel::String& path,
+               const Qel::Document* document) {
+  commands.push_back({"DEL", keyOf(path)});
+  if (document != nullptr) {
+    commands.push_back(hashCommand(path, *document));
+    commands.push_back({"HSET", kIndexKey, path.stdString(), "1"});
+  } else {
+    commands.push_back({"HDEL", kIndexKey, path.stdString()});
+  }
+}
+
+// Ends in the doorbell and the epoch, whose replies tell the state of the server afterwards.
+template <class Changes>
+std::vector<Command> publishingCommands(const Changes& changes,
+                                        const std::vector<std::string>& forgotten) {
+  std::vector<Command> commands;
+  std::transform(forgotten.begin(), forgotten.end(), std::back_inserter(commands),
+                 [](const std::string& key) {
+                   return Command{"DEL", key};
+                 });
+  commands.push_back({"SET", kEpochKey, newEpoch(), "NX"});
+  Command ring{"XADD", kLogKey, "MAXLEN", "~", kMostLogEntries, "*"};
+  for (const auto& [path, document] : changes) {
+    addChange(commands, path, document);
+    ring.insert(ring.end(), {"k", keyOf(path)});
+  }
+  commands.push_back(std::move(ring));
+  commands.push_back({"GET", kEpochKey});
+  return commands;
+}
+
+// The outcome of a publication. Whether it took effect is not known when the answer is lost.
+Reply outcomeOf(Client& client, const std::vector<Command>& commands) {
+  std::vector<Reply> replies;
+  try {
+    replies = client.request(multiExec(commands));
+  } catch (const StoreException& error) {
+    throw StoreException(error.text() + "; it is not known whether it was published");
+  }
+  try {
+    return execReply(replies, commands.size());
+  } catch (const StoreException& error) {
+    client.fail(error.what());
+  }
+}
+
+// The place of the first element that is an error, or the number of elements.
+std::size_t errorIn(const Reply& outcome) {
+  const auto& elements = outcome.elements;
+  const auto error = std::find_if(elements.begin(), elements.end(),
+                                  [](const Reply& element) { return element.isError(); });
+  return static_cast<std::size_t>(error - elements.begin());
+}
+
+std::vector<Qel::String> matching(const std::set<Qel::String>& names, const Qel::String& prefix) {
+  std::vector<Qel::String> paths;
+  std::copy_if(names.begin(), names.end(), std::back_inserter(paths),
+               [&](const Qel::String& path) { return path.view().starts_with(prefix.view()); });
+  return paths;
+}
+
+Snapshot read(Client& client, const SnapshotRequest& question) {
+  for (int attempt = 0; attempt < kMostAttempts; ++attempt) {
+    auto outcome = client.transaction(question.commands());
+    if (!outcome) outcome = question.outcomeOf(client.request(question.singleCommands()));
+    if (outcome) return {question, *outcome};
+  }
+  client.fail("it changes faster than it can be read");
+}
+
+Kavra::Store::Documents allOf(const Snapshot& snapshot) {
+  Kavra::Store::Documents documents = snapshot.documents;
+  for (const auto& [path, why] : snapshot.unreadable) {
+    documents.emplace(path, Qel::Document::Map{{"unreadable", why}});
+  }
+  return documents;
+}
+
+}  // namespace
+
+Store::Store(ConnectionOptions server, const Qel::Ptr<Qel::Clock const>& clock)
+    : server_(std::move(server)), clock_(clock) {}
+
+Snapshot Store::readAll(Client& client, const Qel::String& prefix) {
+  SnapshotRequest question{{}, true};
+  for (int attempt = 0; attempt < kMostAttempts; ++attempt) {
+    Snapshot snapshot = read(client, question);
+    std::set<Qel::String> names = std::move(snapshot.names);
+    // Whoever published it may not have put it into the index.
+    if (isPath(prefix.view())) names.insert(prefix);
+    std::vector<Qel::String> paths = matching(names, prefix);
+    if (paths == question.paths) return snapshot;
+    question.paths = std::move(paths);
+  }
+  client.fail("paths come and go faster than they can be read");
+}
+
+Kavra::Store::Documents Store::documents(const Qel::String& prefix) {
+  Client client(server_);
+  return allOf(readAll(client, prefix));
+}
+
+bool Store::documentsAre(const std::vector<Qel::String>& paths, const Documents& documents) {
+  Client client(server_);
+  const Snapshot snapshot = read(client, {paths, false});
+  const ServerState& state = snapshot.state;
+  // Followers do not believe an older state of the epoch that they know.
+  const bool older = !state.problem.empty() || (published_ && state.isBefore(*published_));
+  const bool lost = older || !published_ || state.epoch != published_->epoch;
+  const Documents wanted = settled(documents);
+  Changes changes = changesOf(allOf(snapshot), wanted, lost);
+  const std::string tooLarge = takeTooLarge(changes);
+  const bool published = !changes.empty() && publish(client, changes, older ? kNewEpoch : Keys());
+  if (!tooLarge.empty()) throw StoreException(tooLarge);
+  return published;
+}
+
+void Store::transact(const std::vector<Qel::String>& paths, const Edit& edit) {
+  Client client(server_);
+  for (int attempt = 0; attempt < kMostAttempts; ++attempt) {
+    const Documents before = readWatched(client, paths);
+    Documents after = before;
+    edit(after);
+    const Changes changes = changesOf(before, after, false);
+    if (changes.empty() || publish(client, changes, {})) return;
+  }
+  client.fail("other writers are faster, again and again");
+}
+
+Kavra::Store::Documents Store::readWatched(Client& client, const std::vector<Qel::String>& paths) {
+  const SnapshotRequest question{paths, false};
+  std::vector<Command> commands = question.commands();
+  Command watch{"WATCH", kEpochKey};
+  for (const Qel::String& path : paths) watch.push_back(keyOf(path));
+  commands.insert(commands.begin(), std::move(watch));
+  // Not in a transaction, since the end of one ends the watch, too.
+  Reply outcome{Reply::Kind::array, 0, {}, client.request(commands)};
+  if (!outcome.elements.front().isStatus("OK")) {
+    client.fail("WATCH: " + outcome.elements.front().description());
+  }
+  outcome.elements.erase(outcome.elements.begin());
+  return allOf({question, outcome});
+}
+
+Store::Changes Store::changesOf(const Documents& present, const Documents& wanted, bool lost) {
+  Changes changes;
+  for (const auto& [path, document] : present) {
+    if (!wanted.contains(path)) changes.emplace(path, nullptr);
+  }
+  for (const auto& [path, document] : wanted) {
+    const auto found = present.find(path);
+    if (lost || found == present.end() || found->second != document) {
+      changes.emplace(path, &document);
+    }
+  }
+  return changes;
+}
+
+bool Store::publish(Client& client, const Changes& changes, const Keys& forgotten) {
+  const std::vector<Command> commands = publishingCommands(changes, forgotten);
+  const Reply outcome = outcomeOf(client, commands);
+  if (outcome.isNil()) return false;
+  if (const std::size_t error = errorIn(outcome); error != outcome.elements.size()) {
+    return publishAgain(client, changes, forgotten,
+                        {commands[error][1], outcome.elements[error].text});
+  }
+  published_.emplace();
+  const auto end = outcome.elements.end();
+  published_->epoch = end[-1].text;
+  published_->lastId = StreamId::of(end[-2].text).value_or(StreamId());
+  return true;
+}
+
+bool Store::publishAgain(Client& client, const Changes& changes, const Keys& forgotten,
+                         const Refusal& refusal) {
+  Keys more = forgotten;
+  for (const std::string& key : {kNewEpoch[0], kNewEpoch[1], refusal.key}) {
+    if (std::find(more.begin(), more.end(), key) == more.end()) more.push_back(key);
+  }
+  if (more == forgotten) client.fail(fmt::format("key {}: {}", refusal.key, refusal.why));
+  return publish(client, changes, more);
+}
+
+Status Store::status() {
+  Status status;
+  try {
+    Client client(server_);
+    const Snapshot snapshot = readAll(client, {});
+    status.reachable = true;
+    status.problem = snapshot.state.problem;
+    status.epoch = snapshot.state.epoch.value_or("");
+    status.lastId = snapshot.state.lastId.text();
+    for (const auto& [path, why] : snapshot.unreadable) status.quarantined.push_back({path, why});
+    const double seconds = static_cast<double>(snapshot.state.lastId.milliseconds) * kMillisecond;
+    if (seconds > 0) status.age = std::max(0.0, clock_->now() - seconds);
+  } catch (const StoreException& error) {
+    status.problem = error.text();
+  }
+  return status;
+}
+
+}  // namespace Kavra::Redis

@@ -1,0 +1,72 @@
+#pragma once
+
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "Kavra/Redis/Client.h"
+#include "Kavra/Redis/ConnectionOptions.h"
+#include "Kavra/Redis/ServerState.h"
+#include "Kavra/Redis/Snapshot.h"
+#include "Kavra/Store.h"
+#include "Qel/Clock.h"
+#include "Qel/Ptr.h"
+
+namespace Kavra::Redis {
+
+// A state database on a Redis server, for publishers.
+//
+// A publication is one transaction: every document that changed is written anew as a whole, and the
+// doorbell rings for it. When part of it was refused, as where somebody put something else in the
+// place of the log, the log and the epoch are taken away and it is published again.
+//
+// Each operation has a connection of its own, so that there is none to look after between them.
+// When the answer to a publication is lost with the connection, the StoreException says that it is
+// not known whether it took effect. A document that cannot be read stands among the others as one
+// that fits no type.
+class Store final : public Kavra::Store {
+ public:
+  // The fields of one document, names and values together.
+  static constexpr std::size_t kMostDocumentOctets = std::size_t{8} << 20;
+
+  Store(ConnectionOptions server, const Qel::Ptr<Qel::Clock const>& clock);
+
+  Documents documents(const Qel::String& prefix) override;
+  // Publishes all of them anew when the epoch is not that of this object's last publication, or the
+  // server holds an older state. A document that is too large leaves the one before it in its
+  // place, and raises StoreException after the others were published.
+  bool documentsAre(const std::vector<Qel::String>& paths, const Documents& documents) override;
+  Status status() override;
+
+ protected:
+  void transact(const std::vector<Qel::String>& paths, const Edit& edit) override;
+
+ private:
+  // Null: nothing is to be published there.
+  using Changes = std::map<Qel::String, const Qel::Document*>;
+
+  using Keys = std::vector<std::string>;
+  struct Refusal {
+    std::string key;
+    std::string why;
+  };
+
+  // All that is published below a prefix, at one moment.
+  static Snapshot readAll(Client& client, const Qel::String& prefix);
+  // The documents of the paths, watched by the next publication.
+  static Documents readWatched(Client& client, const std::vector<Qel::String>& paths);
+  // What differs between the server and what it is to hold; all of it where it `lost` that.
+  static Changes changesOf(const Documents& present, const Documents& wanted, bool lost);
+  // False when a watched document was changed meanwhile. The keys `forgotten` are taken away first.
+  bool publish(Client& client, const Changes& changes, const Keys& forgotten);
+  // After a part was refused: with what stood in its way taken away, too.
+  bool publishAgain(Client& client, const Changes& changes, const Keys& forgotten,
+                    const Refusal& refusal);
+
+  const ConnectionOptions server_;
+  const Qel::Ptr<Qel::Clock const> clock_;
+  std::optional<ServerState> published_;  // of the server after the last publication from here
+};
+
+}  // namespace Kavra::Redis

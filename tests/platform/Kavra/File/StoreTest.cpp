@@ -1,0 +1,112 @@
+#include "Kavra/File/Store.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "Kavra/File/DatabaseFile.h"
+#include "platform/Kavra/DatabaseDirectory.h"
+#include "platform/Kavra/Documents.h"
+#include "support/LiveObjects.h"
+#include "support/ManualClock.h"
+#include "support/ProblemOf.h"
+
+namespace Kavra::File {
+namespace {
+
+using kavratest::history;
+using kavratest::redundancy;
+using testing::ElementsAre;
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::Key;
+
+class StoreTest : public support::LiveObjectsTest {
+ protected:
+  Qel::Ptr<Store> open() const { return Qel::make<Store>(directory_.file(), clock_); }
+  void put(const Qel::String& path, const Qel::Document& document) const {
+    open()->update({path}, [&](Kavra::Store::Documents& documents) {
+      documents.insert_or_assign(path, document);
+    });
+  }
+  std::string problemOfPutting(const Qel::Document& document) const {
+    return support::problemOf<StoreException>([&] { put("a", document); });
+  }
+
+  const kavratest::DatabaseDirectory directory_;
+  const Qel::Ptr<support::ManualClock> clock_ = Qel::make<support::ManualClock>();
+};
+
+TEST_F(StoreTest, NeverReplacesAFileThatDoesNotParse) {
+  directory_.write("{\"a\": ");
+  EXPECT_THAT(problemOfPutting(redundancy(1, true)), HasSubstr("line 1, column 7"));
+  EXPECT_EQ(directory_.read(), "{\"a\": ");
+  EXPECT_THROW(open()->documents(""), StoreException);
+}
+
+TEST_F(StoreTest, LeavesTheDocumentsOfOthersAsTheyAre) {
+  directory_.write(R"({"b": {"type": "Nonsense", "x": [1, 2.5]}, "/c": null})");
+  put("a", redundancy(1, true));
+  EXPECT_THAT(open()->documents(""), ElementsAre(Key("/c"), Key("a"), Key("b")));
+  EXPECT_THAT(directory_.read(), HasSubstr("2.5"));
+}
+
+TEST_F(StoreTest, DoesNotTouchTheFileWhenNothingChanges) {
+  put("a", redundancy(1, true));
+  const auto before = std::filesystem::last_write_time(directory_.file());
+  const std::string compact = R"({"a": {"type": "Redundancy::RedundancyStatus", "protocol": 1,)"
+                              R"( "switchoverCapable": true}})";
+  directory_.write(compact);
+  std::filesystem::last_write_time(directory_.file(), before);
+  put("a", redundancy(1, true));
+  EXPECT_EQ(directory_.read(), compact);
+}
+
+TEST_F(StoreTest, RefusesASecondWriter) {
+  const FileDescriptor lock = DatabaseFile(directory_.file()).lock();
+  EXPECT_THAT(problemOfPutting(redundancy(1, true)), EndsWith("is locked by another writer"));
+  EXPECT_FALSE(std::filesystem::exists(directory_.file()));
+}
+
+TEST_F(StoreTest, ReadsWhileSomebodyElseWrites) {
+  put("a", redundancy(1, true));
+  const FileDescriptor lock = DatabaseFile(directory_.file()).lock();
+  EXPECT_EQ(open()->documents("").size(), 1U);
+  EXPECT_TRUE(open()->status().reachable);
+}
+
+TEST_F(StoreTest, TellsWhatIsQuarantinedAndHowOldItIs) {
+  directory_.write(R"({"b": {"type": "Redundancy::RedundancyStatus", "protocol": 1}})");
+  const auto modified = DatabaseFile(directory_.file()).readContent()->modified;
+  clock_->nowIs(modified + 90);
+  const Status status = open()->status();
+  EXPECT_TRUE(status.reachable);
+  EXPECT_TRUE(status.problem.empty());
+  EXPECT_NEAR(status.age.value_or(-1), 90, 0.001);
+  EXPECT_THAT(status.quarantined,
+              ElementsAre(Quarantine{"b", "/: member 'switchoverCapable' is missing"}));
+}
+
+TEST_F(StoreTest, TellsWhatIsWrongWithTheFile) {
+  directory_.write("nonsense");
+  const Status status = open()->status();
+  EXPECT_FALSE(status.reachable);
+  EXPECT_THAT(status.problem.stdString(), HasSubstr(directory_.url() + ": parse error"));
+}
+
+TEST_F(StoreTest, WritesTenThousandCausesQuickly) {
+  std::vector<std::string> causes(10000, "cause");
+  const auto start = std::chrono::steady_clock::now();
+  put("a", history(causes));
+  causes.emplace_back("one more");
+  put("a", history(causes));
+  EXPECT_EQ(open()->documents("").at("a"), history(causes));
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(20));
+}
+
+}  // namespace
+}  // namespace Kavra::File
