@@ -106,10 +106,10 @@ SnmpAgent::Library::~Library() {
 SnmpAgent::SnmpAgent(const Options& options, const std::string& description) : library_(options) {
   const bool subagent = options.agentxAddress.has_value();
   if (!subagent) systemGroup_ = std::make_unique<SystemGroup>(description);
-  access_ = std::make_unique<AccessConfiguration>(options.configurationFile);
+  configuration_ = std::make_unique<SnmpConfiguration>(options.configurationFile);
   if (subagent) {
     init_snmp(kName);
-    access_->check();
+    configuration_->check();
   } else {
     startMaster(options.configurationFile.value_or("built-in configuration"));
   }
@@ -120,7 +120,7 @@ SnmpAgent::~SnmpAgent() = default;
 void SnmpAgent::startMaster(const std::string& configurationName) {
   const NetSnmpLog::Capture capture;
   init_snmp(kName);
-  access_->check();
+  configuration_->check();
   if (!capture.first().empty()) {
     throw StartError(fmt::format("{}: {}", configurationName, capture.first()));
   }

@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
-#include "host/AccessConfiguration.h"
 #include "host/Options.h"
+#include "host/SnmpConfiguration.h"
 #include "host/SystemGroup.h"
 
 namespace Host {
@@ -40,7 +40,7 @@ class SnmpAgent {
 
   const Library library_;
   std::unique_ptr<SystemGroup> systemGroup_;
-  std::unique_ptr<AccessConfiguration> access_;
+  std::unique_ptr<SnmpConfiguration> configuration_;
 };
 
 }  // namespace Host

@@ -3,11 +3,10 @@
 #include <fmt/format.h>
 
 #include <array>
-#include <charconv>
 #include <cstring>
 #include <optional>
-#include <string_view>
 
+#include "Qel/Number.h"
 #include "host/Errors.h"
 #include "host/NetSnmp.h"
 
@@ -104,14 +103,11 @@ void readText(const char* token, char* line) {
 
 void readServices(const char* token, char* line) {
   constexpr long kHighest = 127;
-  const std::string_view text(line);
-  long services = -1;
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), services);
-  if (error != std::errc() || end != text.data() + text.size() || services < 0 ||
-      services > kHighest) {
+  const auto services = Qel::numberOf<long>(line);
+  if (!services || *services < 0 || *services > kHighest) {
     netsnmp_config_error("%s is not a number from 0 to %ld", token, kHighest);
   } else {
-    values().services = services;
+    values().services = *services;
   }
 }
 

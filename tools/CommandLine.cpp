@@ -1,22 +1,22 @@
 #include "tools/CommandLine.h"
 
-#include <fmt/format.h>
+#include <fcntl.h>
 
 #include <CLI/CLI.hpp>
 #include <cerrno>
-#include <charconv>
 #include <cmath>
 #include <exception>
-#include <fstream>
 #include <iostream>
 #include <optional>
 #include <string>
 #include <system_error>
 #include <vector>
 
+#include "Kavra/FileContent.h"
 #include "Kavra/StoreUrl.h"
 #include "Qel/ActivityManager.h"
-#include "Qel/Strep.h"
+#include "Qel/Escape.h"
+#include "Qel/Number.h"
 #include "tools/Commands.h"
 #include "tools/Errors.h"
 #include "tools/Serve.h"
@@ -28,32 +28,19 @@ namespace {
 
 constexpr std::size_t kMostInputBytes = 64U << 20U;
 
-std::string quoted(const std::string& text) {
-  return Qel::valueToStrep(Qel::String(text)).stdString();
-}
-
-// The whole of `text` as a number, or nothing.
-template <class Number>
-std::optional<Number> numberOf(const std::string& text) {
-  Number number{};
-  const char* const end = text.data() + text.size();
-  const auto [stop, error] = std::from_chars(text.data(), end, number);
-  return error == std::errc() && stop == end ? std::optional<Number>(number) : std::nullopt;
-}
-
 U32 u32Of(const char* option, const std::string& text) {
-  const auto number = numberOf<U32>(text);
+  const auto number = Qel::numberOf<U32>(text);
   if (!number) {
-    throw CommandError(std::string(option) + ": " + quoted(text) +
+    throw CommandError(std::string(option) + ": " + Qel::quoted(text) +
                        " is not a number from 0 to 4294967295");
   }
   return *number;
 }
 
 double secondsOf(const std::string& text) {
-  const auto seconds = numberOf<double>(text);
+  const auto seconds = Qel::numberOf<double>(text);
   if (!seconds || !std::isfinite(*seconds)) {
-    throw CommandError("--time: " + quoted(text) + " is not a number of seconds since 1970");
+    throw CommandError("--time: " + Qel::quoted(text) + " is not a number of seconds since 1970");
   }
   return *seconds;
 }
@@ -68,7 +55,7 @@ std::vector<double> secondsOf(const std::vector<std::string>& texts) {
 bool boolOf(const char* option, const std::string& text) {
   if (text == "true") return true;
   if (text == "false") return false;
-  throw CommandError(std::string(option) + ": " + quoted(text) + " is not true or false");
+  throw CommandError(std::string(option) + ": " + Qel::quoted(text) + " is not true or false");
 }
 
 std::string readAll(std::istream& in, const std::string& name) {
@@ -83,20 +70,14 @@ std::string readAll(std::istream& in, const std::string& name) {
 }
 
 std::string readFile(const std::string& name) {
-  errno = 0;
-  std::ifstream file(name, std::ios::binary);
-  if (!file) throw CommandError(name + ": " + std::generic_category().message(errno));
-  return readAll(file, name);
-}
-
-// Control characters escaped, so that whatever was typed stays one line.
-std::string oneLine(const std::string& text) {
-  std::string line;
-  for (const char c : text) {
-    const auto octet = static_cast<unsigned char>(c);
-    line += octet < 0x20 || octet == 0x7f ? fmt::format("\\x{:02x}", octet) : std::string(1, c);
+  const Kavra::FileDescriptor file(::open(name.c_str(), O_RDONLY | O_CLOEXEC));
+  try {
+    if (!file) throw std::system_error(errno, std::generic_category());
+    if (auto text = Kavra::readUpTo(file, kMostInputBytes)) return *std::move(text);
+  } catch (const std::system_error& error) {
+    throw CommandError(name + ": " + error.code().message());
   }
-  return line;
+  throw CommandError(name + ": too long");
 }
 
 // Builds the parser, and binds to each command what it does with the texts that were typed. They
@@ -123,7 +104,7 @@ class Program {
   std::string problemOf(const CLI::ParseError& error) const {
     const auto words = app_.remaining();
     if (!app_.get_subcommands().empty() || words.empty()) return error.what();
-    return "there is no command " + quoted(words.front());
+    return "there is no command " + Qel::quoted(words.front());
   }
 
  private:
@@ -259,9 +240,9 @@ int runCommandLine(int argc, const char* const* argv, std::istream& in, std::ost
     return 0;
   } catch (const CLI::ParseError& error) {
     if (error.get_exit_code() == 0) return program.app().exit(error, out, err);
-    err << "kavra: " << oneLine(program.problemOf(error)) << '\n';
+    err << "kavra: " << Qel::printableLine(program.problemOf(error)) << '\n';
   } catch (const std::exception& error) {
-    err << "kavra: " << oneLine(error.what()) << '\n';
+    err << "kavra: " << Qel::printableLine(error.what()) << '\n';
   }
   return 1;
 }

@@ -47,7 +47,7 @@ void DirMounter::start() {
       Qel::make<Mirror>(entityManager_->feed(path), path, entityType_,
                         [this](const Qel::Ptr<Qel::Entity>& entity) { mountIsComplete(entity); });
   result_ = nullptr;
-  stage_ = Stage::mounting;
+  completionIsDue_ = false;
   mirror_ = mirror;
 }
 
@@ -55,31 +55,31 @@ void DirMounter::handleComplete(const Qel::Ptr<Qel::Entity>& /*entity*/) {}
 
 void DirMounter::hasNotificationActiveIs(bool active) {
   Qel::Entity::hasNotificationActiveIs(active);
-  if (stage_ == Stage::due && mayComplete()) deliverLater();
+  if (completionIsDue_ && mayComplete()) deliverLater();
 }
 
 void DirMounter::qelDoZombieReactors(bool zombie) {
   Qel::Entity::qelDoZombieReactors(zombie);
-  if (stage_ == Stage::due && mayComplete()) deliverLater();
+  if (completionIsDue_ && mayComplete()) deliverLater();
 }
 
 void DirMounter::mountIsComplete(const Qel::Ptr<Qel::Entity>& entity) {
   result_ = entity;
-  stage_ = Stage::due;
+  completionIsDue_ = true;
   deliver();
 }
 
 void DirMounter::deliverLater() {
   delivery_ = Qel::activityManager()->activityIs([this] {
     // The last look at this object: completion may let go of it.
-    runGuarded(mountPath(), [this] { deliver(); });
+    traceFailure(mountPath(), [this] { deliver(); });
   });
 }
 
 void DirMounter::deliver() {
-  if (stage_ != Stage::due || !mayComplete()) return;
+  if (!completionIsDue_ || !mayComplete()) return;
   const Qel::Ptr<DirMounter> alive(this);
-  stage_ = Stage::complete;
+  completionIsDue_ = false;
   const Qel::Ptr<Qel::Entity> entity = std::exchange(result_, nullptr);
   // Nobody has seen the entity of a mount that found another type.
   if (!entity) mirror_ = nullptr;

@@ -53,8 +53,6 @@ class DirMounter : public Qel::Entity {
   void qelDoZombieReactors(bool zombie) override;
 
  private:
-  enum class Stage { idle, mounting, due, complete };
-
   void mountIsComplete(const Qel::Ptr<Qel::Entity>& entity);
   bool mayComplete() const noexcept { return hasNotificationActive() && !isMarkedForDeletion(); }
   void deliverLater();
@@ -67,8 +65,8 @@ class DirMounter : public Qel::Entity {
   const Qel::Ptr<EntityManager> entityManager_;
   const Qel::Ptr<Qel::Clock const> clock_;
 
-  Stage stage_ = Stage::idle;
-  Qel::Ptr<Qel::Entity> result_;  // what completion will hand over
+  bool completionIsDue_ = false;
+  Qel::Ptr<Qel::Entity> result_;  // what it will hand over
   Qel::Ptr<Mirror> mirror_;
   Qel::Ptr<Qel::Activity> delivery_;
 };

@@ -29,16 +29,6 @@ Qel::Ptr<Follow> Feed::newFollow(Follow::Scope scope, const Qel::String& text, F
   return follow;
 }
 
-void Feed::documentIs(const Qel::String& path, const Qel::Document& document) {
-  const Qel::Ptr<Feed> alive(this);
-  if (take(path, document)) tell(path);
-}
-
-void Feed::documentDel(const Qel::String& path) {
-  const Qel::Ptr<Feed> alive(this);
-  if (entries_.erase(path) != 0) tell(path);
-}
-
 void Feed::documentsAre(const Documents& documents, const Problems& unreadable) {
   const Qel::Ptr<Feed> alive(this);
   std::vector<Qel::String> changed;

@@ -42,9 +42,6 @@ class Feed : public Qel::PtrInterface {
   [[nodiscard]] Qel::Ptr<Follow> followIs(const Qel::String& path, Follow::Call call);
   [[nodiscard]] Qel::Ptr<Follow> followPrefixIs(const Qel::String& prefix, Follow::Call call);
 
-  // The document at `path` was published or replaced, or is no longer published.
-  void documentIs(const Qel::String& path, const Qel::Document& document);
-  void documentDel(const Qel::String& path);
   // These are all the documents that there are now. One that could not be read is quarantined like
   // one that does not fit.
   void documentsAre(const Documents& documents, const Problems& unreadable = {});

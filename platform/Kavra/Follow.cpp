@@ -31,7 +31,7 @@ void Follow::begin() {
 void Follow::deliver(const Qel::String& path,
                      const std::shared_ptr<const CheckedDocument>& checked) {
   Qel::String why;
-  runGuarded(path, [&] { why = call_(path, checked.get()); });
+  traceFailure(path, [&] { why = call_(path, checked.get()); });
   if (why.empty()) {
     if (refusal_.path == path) refusal_ = {};
     return;

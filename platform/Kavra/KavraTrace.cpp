@@ -23,16 +23,14 @@ void trace(int level, std::string_view text, const char* file, int line, const c
   }
 }
 
-bool runGuarded(const Qel::String& path, const std::function<void()>& work) {
+void traceFailure(const Qel::String& path, const std::function<void()>& work) {
   try {
     work();
-    return true;
   } catch (const std::exception& error) {
     trace(0, fmt::format("{}: a handler failed: {}", path.view(), error.what()));
   } catch (...) {
     trace(0, fmt::format("{}: a handler failed", path.view()));
   }
-  return false;
 }
 
 }  // namespace Kavra

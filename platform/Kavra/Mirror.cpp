@@ -9,13 +9,6 @@
 
 namespace Kavra {
 
-namespace {
-
-// More steps than any change of a document has that its codec lets through.
-constexpr int kMostAttempts = 1000;
-
-}  // namespace
-
 Mirror::Mirror(const Qel::Ptr<Feed>& feed, const Qel::String& path, const Qel::String& typeName,
                Call call)
     : path_(path),
@@ -41,17 +34,10 @@ Qel::String Mirror::handleDocument(const CheckedDocument* checked) {
                        typeName_.view());
   }
   if (!checked->fits()) return {};
-  apply(checked->change);
+  // One handler's fault must not cost the others the rest of the document.
+  checked->change(*entity_, [this](const auto& step) { traceFailure(path_, step); });
   if (call_) std::exchange(call_, nullptr)(entity_);
   return {};
-}
-
-void Mirror::apply(const Qel::DocumentCodec::Change& change) {
-  // A handler that raises cuts a change short after the step that it was told of. The change makes
-  // equal what is not equal yet, so each further attempt gets past at least one more step.
-  for (int attempt = 0; attempt < kMostAttempts; ++attempt) {
-    if (runGuarded(path_, [&] { change(*entity_); })) return;
-  }
 }
 
 }  // namespace Kavra

@@ -31,7 +31,6 @@ class Mirror final : public Qel::PtrInterface {
  private:
   // Returns why the publication is refused, or an empty text.
   Qel::String handleDocument(const CheckedDocument* checked);
-  void apply(const Qel::DocumentCodec::Change& change);
 
   const Qel::String path_;
   const Qel::String typeName_;

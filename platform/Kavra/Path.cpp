@@ -2,9 +2,9 @@
 
 #include <algorithm>
 
-#include "Kavra/Utf8.h"
 #include "Qel/Exception.h"
 #include "Qel/Strep.h"
+#include "Qel/Utf8.h"
 
 namespace Kavra {
 
@@ -23,7 +23,7 @@ bool isPath(std::string_view text) noexcept {
   if (text.empty() || text.size() > kMostBytes) return false;
   if (text.front() == '/' || text.back() == '/') return false;
   if (text.find("//") != std::string_view::npos) return false;
-  return std::none_of(text.begin(), text.end(), isControl) && isUtf8(text);
+  return std::none_of(text.begin(), text.end(), isControl) && Qel::isUtf8(text);
 }
 
 void needPath(const Qel::String& text) {

@@ -97,7 +97,13 @@ class DocumentCodec {
   using Fields = std::vector<std::pair<std::string, std::string>>;
   // Makes an entity equal to the document that it was decoded from, in place, with one notification
   // for each thing that changed.
-  using Change = std::function<void(Entity&)>;
+  //
+  // Each thing is changed and told of in a step of its own, which raises what its notifiees raise.
+  // Whoever applies the change runs the steps, and so decides whether the rest follows.
+  using Step = std::function<void()>;
+  using RunStep = std::function<void(const Step&)>;
+  using Change = std::function<void(Entity&, const RunStep&)>;
+  static void runPlainly(const Step& step) { step(); }
 
   virtual ~DocumentCodec() = default;
 

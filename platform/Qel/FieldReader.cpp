@@ -1,22 +1,11 @@
 #include "Qel/FieldReader.h"
 
-#include <charconv>
 #include <cmath>
 #include <utility>
 
+#include "Qel/Number.h"
+
 namespace Qel {
-
-namespace {
-
-// The whole of `text` as a number, or false.
-template <class Number>
-bool readWhole(std::string_view text, Number& number) {
-  const char* const end = text.data() + text.size();
-  const auto [stop, error] = std::from_chars(text.data(), end, number);
-  return error == std::errc() && stop == end;
-}
-
-}  // namespace
 
 FieldReader::FieldReader(const DocumentCodec::Fields& fields) {
   for (const auto& [name, value] : fields) {
@@ -33,11 +22,9 @@ std::string FieldReader::takeText(const std::string& name) {
 }
 
 U32 FieldReader::takeU32(const std::string& name) {
-  U32 value = 0;
-  if (!readWhole(takeText(name), value)) {
-    throw DocumentException(name, "not an unsigned 32-bit number");
-  }
-  return value;
+  const auto value = numberOf<U32>(takeText(name));
+  if (!value) throw DocumentException(name, "not an unsigned 32-bit number");
+  return *value;
 }
 
 bool FieldReader::takeBool(const std::string& name) {
@@ -47,11 +34,9 @@ bool FieldReader::takeBool(const std::string& name) {
 }
 
 double FieldReader::takeFiniteNumber(const std::string& name) {
-  double value = 0;
-  if (!readWhole(takeText(name), value) || !std::isfinite(value)) {
-    throw DocumentException(name, "not a finite number");
-  }
-  return value;
+  const auto value = numberOf<double>(takeText(name));
+  if (!value || !std::isfinite(*value)) throw DocumentException(name, "not a finite number");
+  return *value;
 }
 
 void FieldReader::needNoMore() const {

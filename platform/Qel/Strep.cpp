@@ -4,6 +4,7 @@
 
 #include <charconv>
 
+#include "Qel/Escape.h"
 #include "Qel/Exception.h"
 
 namespace Qel {
@@ -28,19 +29,7 @@ String valueToStrep(bool value) { return value ? "True" : "False"; }
 
 String valueToStrep(double value) { return String(fmt::format("{}", value)); }
 
-String valueToStrep(const String& value) {
-  std::string text = "'";
-  for (const char c : value.view()) {
-    if (c == '\'' || c == '\\') {
-      text.append({'\\', c});
-    } else if (c >= ' ' && c <= '~') {
-      text.push_back(c);
-    } else {
-      text += fmt::format("\\x{:02x}", static_cast<unsigned char>(c));
-    }
-  }
-  return String(text + "'");
-}
+String valueToStrep(const String& value) { return String(quoted(value.view())); }
 
 String valueToStrepOfRawPtr(const void* pointer, std::string_view type) {
   if (pointer == nullptr) return String(fmt::format("Ptr('{}', null)", type));

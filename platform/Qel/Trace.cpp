@@ -6,6 +6,8 @@
 #include <string>
 #include <utility>
 
+#include "Qel/Escape.h"
+
 namespace Qel {
 
 namespace {
@@ -24,16 +26,8 @@ TraceState& state() {
 }
 
 void writeToStandardError(const TraceRecord& record) {
-  std::string line = record.facility.stdString() + " " + std::to_string(record.level) + ": ";
-  for (const char c : record.text.view()) {
-    if (static_cast<unsigned char>(c) >= ' ' && c != '\x7f') {
-      line.push_back(c);
-    } else {
-      char escaped[5];
-      std::snprintf(escaped, sizeof escaped, "\\x%02x", static_cast<unsigned char>(c));
-      line += escaped;
-    }
-  }
+  std::string line = record.facility.stdString() + " " + std::to_string(record.level) + ": " +
+                     printableLine(record.text.view());
   line.push_back('\n');
   std::fwrite(line.data(), 1, line.size(), stderr);
 }

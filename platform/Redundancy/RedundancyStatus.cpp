@@ -1,5 +1,6 @@
 #include "Redundancy/RedundancyStatus.h"
 
+#include <exception>
 #include <memory>
 
 #include "Qel/TypeNode.h"
@@ -43,12 +44,22 @@ void RedundancyStatus::statusIs(RedundancyProtocol protocol, bool switchoverCapa
   protocol_ = protocol;
   switchoverCapable_ = switchoverCapable;
   const Qel::Ptr<RedundancyStatus> alive(this);
-  if (protocolChanges) {
-    notify<NotifieeConst>([](NotifieeConst& notifiee) { notifiee.onProtocol(); });
+  std::exception_ptr problem;
+  try {
+    if (protocolChanges) tellOfProtocol();
+  } catch (...) {
+    problem = std::current_exception();
   }
-  if (capableChanges) {
-    notify<NotifieeConst>([](NotifieeConst& notifiee) { notifiee.onSwitchoverCapable(); });
-  }
+  if (capableChanges) tellOfSwitchoverCapable();
+  if (problem) std::rethrow_exception(problem);
+}
+
+void RedundancyStatus::tellOfProtocol() {
+  notify<NotifieeConst>([](NotifieeConst& notifiee) { notifiee.onProtocol(); });
+}
+
+void RedundancyStatus::tellOfSwitchoverCapable() {
+  notify<NotifieeConst>([](NotifieeConst& notifiee) { notifiee.onSwitchoverCapable(); });
 }
 
 const Qel::TypeNode* RedundancyStatus::fwkType() const { return &registration->node(); }

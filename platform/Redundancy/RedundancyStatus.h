@@ -40,12 +40,16 @@ class RedundancyStatus final : public Qel::Entity {
   bool switchoverCapable() const noexcept { return switchoverCapable_; }
   void switchoverCapableIs(bool capable) { statusIs(protocol_, capable); }
 
-  // Stores both before anyone is told of either.
+  // Stores both before anyone is told of either. Tells of both, whatever an observer raises, and
+  // then raises that.
   void statusIs(RedundancyProtocol protocol, bool switchoverCapable);
 
   const Qel::TypeNode* fwkType() const override;
 
  private:
+  void tellOfProtocol();
+  void tellOfSwitchoverCapable();
+
   RedundancyProtocol protocol_ = RedundancyProtocol::none;
   bool switchoverCapable_ = false;
 };

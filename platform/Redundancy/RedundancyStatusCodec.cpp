@@ -31,8 +31,9 @@ Qel::Ptr<Qel::Entity> RedundancyStatusCodec::newEntity(const Qel::Name& name) co
 }
 
 Qel::DocumentCodec::Change RedundancyStatusCodec::decode(const Qel::Document& document) const {
-  return [status = readStatus(document)](Qel::Entity& entity) {
-    dynamic_cast<RedundancyStatus&>(entity).statusIs(status.protocol, status.switchoverCapable);
+  return [status = readStatus(document)](Qel::Entity& entity, const RunStep& run) {
+    auto& changed = dynamic_cast<RedundancyStatus&>(entity);
+    run([&] { changed.statusIs(status.protocol, status.switchoverCapable); });
   };
 }
 

@@ -3,15 +3,16 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <charconv>
 #include <cmath>
 #include <map>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
 
 #include "Qel/FieldReader.h"
+#include "Qel/Number.h"
 #include "System/ResetCauseHistory.h"
 
 namespace System {
@@ -39,15 +40,16 @@ ResetCause readCause(const Qel::DocumentReader& cause) {
           readOptionalText(cause, "recommendedAction"), readOptionalText(cause, "detail")};
 }
 
+// Nothing unless the text is the number's own, or two names could mean one reload.
+std::optional<U32> indexOf(std::string_view name) {
+  const auto index = Qel::numberOf<U32>(name);
+  return index && fmt::format("{}", *index) == name ? index : std::nullopt;
+}
+
 U32 readIndex(std::string_view name, const Qel::DocumentReader& reload) {
-  U32 index = 0;
-  const auto [stop, error] = std::from_chars(name.data(), name.data() + name.size(), index);
-  // The text must be the number's own, or two names could mean one reload.
-  if (error != std::errc() || stop != name.data() + name.size() ||
-      fmt::format("{}", index) != name) {
-    reload.fail("the name is not a reload index, an unsigned 32-bit number");
-  }
-  return index;
+  const auto index = indexOf(name);
+  if (!index) reload.fail("the name is not a reload index, an unsigned 32-bit number");
+  return *index;
 }
 
 Causes readCauses(const Qel::DocumentReader& reload) {
@@ -72,26 +74,32 @@ Reloads readReloads(const Qel::Document& document) {
   return reloads;
 }
 
-void delAbsent(ResetCauseHistory& history, const Reloads& reloads) {
+using RunStep = Qel::DocumentCodec::RunStep;
+
+void delAbsent(ResetCauseHistory& history, const Reloads& reloads, const RunStep& run) {
   auto it = history.rebootHistory().iteratorConst();
   while (it) {
     const U32 index = it.key();
     it.advance();
-    if (!reloads.contains(index)) history.rebootHistoryDel(index);
+    if (!reloads.contains(index)) run([&] { history.rebootHistoryDel(index); });
   }
 }
 
-void apply(ResetCauseHistory& history, const Reloads& reloads) {
-  delAbsent(history, reloads);
-  for (const auto& [index, causes] : reloads) {
-    if (const auto present = history.rebootHistory(index)) {
-      present->causeQIs(causes);
-      continue;
-    }
-    // Filled before it is stored, so that whoever hears of it sees its causes.
-    const auto instance = Qel::make<ResetInstance>(index);
-    instance->causeQIs(causes);
-    history.rebootHistoryIs(instance);
+void putReload(ResetCauseHistory& history, U32 index, const Causes& causes) {
+  if (const auto present = history.rebootHistory(index)) {
+    present->causeQIs(causes);
+    return;
+  }
+  // Filled before it is stored, so that whoever hears of it sees its causes.
+  const auto instance = Qel::make<ResetInstance>(index);
+  instance->causeQIs(causes);
+  history.rebootHistoryIs(instance);
+}
+
+void apply(ResetCauseHistory& history, const Reloads& reloads, const RunStep& run) {
+  delAbsent(history, reloads, run);
+  for (const auto& reload : reloads) {
+    run([&] { putReload(history, reload.first, reload.second); });
   }
 }
 
@@ -127,13 +135,9 @@ std::vector<U32> indexesOf(const Qel::DocumentCodec::Fields& fields) {
   std::vector<U32> indexes;
   for (const auto& [name, value] : fields) {
     if (!name.ends_with(":n")) continue;
-    U32 index = 0;
-    const char* const end = name.data() + name.size() - 2;
-    const auto [stop, error] = std::from_chars(name.data(), end, index);
-    if (error != std::errc() || stop != end || fmt::format("{}:n", index) != name) {
-      throw Qel::DocumentException(name, "unknown field");
-    }
-    indexes.push_back(index);
+    const auto index = indexOf(std::string_view(name).substr(0, name.size() - 2));
+    if (!index) throw Qel::DocumentException(name, "unknown field");
+    indexes.push_back(*index);
   }
   std::sort(indexes.begin(), indexes.end());
   return indexes;
@@ -146,8 +150,8 @@ Qel::Ptr<Qel::Entity> ResetCauseHistoryCodec::newEntity(const Qel::Name& name) c
 }
 
 Qel::DocumentCodec::Change ResetCauseHistoryCodec::decode(const Qel::Document& document) const {
-  return [reloads = readReloads(document)](Qel::Entity& entity) {
-    apply(dynamic_cast<ResetCauseHistory&>(entity), reloads);
+  return [reloads = readReloads(document)](Qel::Entity& entity, const RunStep& run) {
+    apply(dynamic_cast<ResetCauseHistory&>(entity), reloads, run);
   };
 }
 

@@ -50,7 +50,7 @@ AgentFixture::AgentFixture()
     : status_(Qel::make<Redundancy::RedundancyStatus>("status")),
       model_(generalMibFactory("generalMib")),
       history_(Qel::make<System::ResetCauseHistory>("history")),
-      feed_(Qel::make<Kavra::Feed>()),
+      feed_(Qel::make<support::DocumentFeed>()),
       entityManager_(Qel::make<Kavra::EntityManager>(feed_)) {
   Cell::cellIdIs(1);
   tableWatch_ = Qel::make<TableHook>(model_, [this](const ReloadCauseKey& key) {
@@ -87,7 +87,7 @@ void AgentFixture::publish(U32 id) {
   const Qel::Document document = Qel::Document::Map{{"type", "System::ResetCauseHistory"},
                                                     {"rebootHistory", std::move(reloads)}};
   if (id == Cell::cellId()) {
-    System::ResetCauseHistoryCodec().decode(document)(*history_);
+    System::ResetCauseHistoryCodec().decode(document)(*history_, Qel::DocumentCodec::runPlainly);
   } else {
     feed_->documentIs(historyPath(id), document);
   }

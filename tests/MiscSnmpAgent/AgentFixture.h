@@ -19,6 +19,7 @@
 #include "Qel/Ptr.h"
 #include "Redundancy/RedundancyStatus.h"
 #include "System/ResetCauseHistory.h"
+#include "support/DocumentFeed.h"
 #include "support/LiveObjects.h"
 #include "support/TraceRecorder.h"
 
@@ -118,7 +119,7 @@ class AgentFixture : public support::LiveObjects, public testing::Test {
   Qel::Ptr<Redundancy::RedundancyStatus> status_;
   Qel::Ptr<GeneralMib> model_;
   Qel::Ptr<System::ResetCauseHistory> history_;
-  Qel::Ptr<Kavra::Feed> feed_;
+  Qel::Ptr<support::DocumentFeed> feed_;
   Qel::Ptr<Kavra::EntityManager> entityManager_;
   Qel::String cellType_ = "supervisor";
   support::TraceRecorder log_{{"MiscSnmp", 8}};

@@ -55,7 +55,7 @@ const std::vector<RandomWorld::Happening>& RandomWorld::happenings() {
 RandomWorld::RandomWorld(support::Random& random)
     : random_(random),
       cell_(1 + random.below(2)),
-      feed_(Qel::make<Kavra::Feed>()),
+      feed_(Qel::make<support::DocumentFeed>()),
       entityManager_(Qel::make<Kavra::EntityManager>(feed_)),
       mib_(generalMibFactory("generalMib")),
       recorder_(Qel::make<RandomTableRecorder>(mib_)),

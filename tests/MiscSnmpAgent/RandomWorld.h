@@ -15,6 +15,7 @@
 #include "MiscSnmpAgent/RandomPair.h"
 #include "MiscSnmpAgent/RandomTableRecorder.h"
 #include "MiscSnmpAgent/Root.h"
+#include "support/DocumentFeed.h"
 #include "support/Random.h"
 
 namespace MiscSnmp::Agent {
@@ -120,7 +121,7 @@ class RandomWorld {
 
   support::Random& random_;
   const expected::Number cell_;
-  Qel::Ptr<Kavra::Feed> feed_;
+  Qel::Ptr<support::DocumentFeed> feed_;
   Qel::Ptr<Kavra::EntityManager> entityManager_;
   Qel::Ptr<GeneralMib> mib_;
   Qel::Ptr<RandomTableRecorder> recorder_;

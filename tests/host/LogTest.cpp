@@ -5,12 +5,6 @@
 namespace Host {
 namespace {
 
-TEST(Log, EscapesWhatWouldBreakALine) {
-  EXPECT_EQ(printableLine("a\nb\tc\r\x7f"), "a\\nb\\tc\\x0d\\x7f");
-}
-
-TEST(Log, KeepsTextOfOtherScripts) { EXPECT_EQ(printableLine("Größe"), "Größe"); }
-
 TEST(Log, WritesOneLineToStandardError) {
   testing::internal::CaptureStderr();
   logLine("two\nlines");

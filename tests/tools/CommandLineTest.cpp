@@ -337,7 +337,7 @@ TEST_F(CommandLineTest, RefusesWhatIsNoCommand) {
 TEST_F(CommandLineTest, KeepsItsErrorOnOneLine) {
   EXPECT_THAT(refused({"get", "a\nb"}), HasSubstr("is not a path"));
   EXPECT_THAT(refused({"a\nb"}), Not(HasSubstr("\n")));
-  EXPECT_THAT(refused({"put", "a", "no\nfile"}), StartsWith("no\\x0afile: "));
+  EXPECT_THAT(refused({"put", "a", "no\nfile"}), StartsWith("no\\nfile: "));
 }
 
 TEST_F(CommandLineTest, ExplainsItself) {

@@ -13,6 +13,7 @@
 #include <thread>
 #include <utility>
 
+#include "Kavra/FileContent.h"
 #include "Kavra/Json/Text.h"
 #include "Kavra/Store.h"
 
@@ -35,19 +36,6 @@ bool writeAll(int fd, std::string_view text) {
     if (written < 0 && errno != EINTR) return false;
     if (written > 0) text.remove_prefix(static_cast<std::size_t>(written));
   }
-  return true;
-}
-
-// Fills `text`, or shortens it to what the file has; false with errno.
-bool readUpTo(int fd, std::string& text) {
-  std::size_t have = 0;
-  while (have < text.size()) {
-    const ssize_t count = ::read(fd, text.data() + have, text.size() - have);
-    if (count == 0) break;
-    if (count < 0 && errno != EINTR) return false;
-    if (count > 0) have += static_cast<std::size_t>(count);
-  }
-  text.resize(have);
   return true;
 }
 
@@ -88,12 +76,13 @@ std::optional<DatabaseFile::Content> DatabaseFile::readContent() const {
   struct stat facts {};
   if (::fstat(file.fd(), &facts) != 0) failWithErrno("cannot be read");
   if (!S_ISREG(facts.st_mode)) fail("is not a regular file");
-  if (static_cast<std::size_t>(facts.st_size) > kMostBytes) {
-    fail(fmt::format("is larger than {} bytes", kMostBytes));
+  try {
+    auto text = readUpTo(file, kMostBytes);
+    if (!text) fail(fmt::format("is larger than {} bytes", kMostBytes));
+    return Content{std::move(*text), secondsOf(facts)};
+  } catch (const std::system_error& error) {
+    fail(fmt::format("cannot be read: {}", error.code().message()));
   }
-  Content content{std::string(static_cast<std::size_t>(facts.st_size), '\0'), secondsOf(facts)};
-  if (!readUpTo(file.fd(), content.text)) failWithErrno("cannot be read");
-  return content;
 }
 
 DatabaseFile::Documents DatabaseFile::parse(const std::string& text) const {

@@ -5,7 +5,7 @@
 
 #include "Kavra/Json/Base64.h"
 #include "Kavra/Json/Reader.h"
-#include "Kavra/Utf8.h"
+#include "Qel/Utf8.h"
 
 namespace Kavra::Json {
 
@@ -44,7 +44,7 @@ class Writer {
   }
 
   void writeText(const Qel::String& text) {
-    if (isUtf8(text.view())) {
+    if (Qel::isUtf8(text.view())) {
       text_ += nlohmann::json(text.view()).dump();
     } else {
       text_ += R"({"base64": ")" + toBase64(text.view()) + "\"}";
@@ -56,7 +56,7 @@ class Writer {
     ++depth_;
     const char* separator = "";
     for (const auto& [name, value] : map) {
-      if (!isUtf8(name.view())) throw Exception("a member name is not UTF-8");
+      if (!Qel::isUtf8(name.view())) throw Exception("a member name is not UTF-8");
       newItem(separator);
       separator = ",";
       text_ += nlohmann::json(name.view()).dump() + ": ";

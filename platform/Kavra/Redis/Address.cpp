@@ -3,12 +3,12 @@
 #include <netdb.h>
 #include <sys/un.h>
 
-#include <charconv>
 #include <cstring>
 #include <memory>
 #include <string_view>
 
 #include "Kavra/Store.h"
+#include "Qel/Number.h"
 
 namespace Kavra::Redis {
 
@@ -17,10 +17,8 @@ namespace {
 constexpr unsigned kMostPort = 65535;
 
 bool isPort(std::string_view text) noexcept {
-  unsigned port = 0;
-  const auto [stop, error] = std::from_chars(text.data(), text.data() + text.size(), port);
-  return error == std::errc() && stop == text.data() + text.size() && port >= 1 &&
-         port <= kMostPort;
+  const auto port = Qel::numberOf<unsigned>(text);
+  return port && *port >= 1 && *port <= kMostPort;
 }
 
 struct HostAndPort {

@@ -3,13 +3,12 @@
 #include <fcntl.h>
 #include <fmt/format.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
-#include <array>
 #include <cerrno>
 #include <string_view>
 #include <system_error>
 
+#include "Kavra/FileContent.h"
 #include "Kavra/FileDescriptor.h"
 #include "Kavra/KavraTrace.h"
 #include "Kavra/Store.h"
@@ -24,14 +23,11 @@ constexpr std::size_t kMostBytes = 4096;
   throw StoreException(path + ": " + problem);
 }
 
-std::string readUpTo(const FileDescriptor& file, const std::string& path, std::size_t most) {
-  std::string text;
-  std::array<char, kMostBytes> piece;
-  while (text.size() <= most) {
-    const ssize_t size = ::read(file.fd(), piece.data(), piece.size());
-    if (size == 0) return text;
-    if (size < 0) failWith(path, std::generic_category().message(errno));
-    text.append(piece.data(), static_cast<std::size_t>(size));
+std::string contentOf(const FileDescriptor& file, const std::string& path) {
+  try {
+    if (auto text = readUpTo(file, kMostBytes)) return *std::move(text);
+  } catch (const std::system_error& error) {
+    failWith(path, error.code().message());
   }
   failWith(path, "too long for a user and a password");
 }
@@ -56,7 +52,7 @@ std::string takeLine(std::string_view& text) {
 Login Login::ofFile(const std::string& path) {
   const FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
   if (!file) failWith(path, std::generic_category().message(errno));
-  const std::string text = readUpTo(file, path, kMostBytes);
+  const std::string text = contentOf(file, path);
   std::string_view rest = text;
   Login login;
   login.user = takeLine(rest);

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "Kavra/CheckedDocument.h"
+#include "Qel/Escape.h"
 #include "Qel/Exception.h"
 #include "Qel/Strep.h"
 #include "Qel/TypeNode.h"
@@ -112,16 +113,6 @@ Qel::Document documentIn(const Qel::String& path, Fields fields) {
   }
 }
 
-// Field names come from the server; whatever they hold stays one line.
-std::string shown(const std::string& text) {
-  std::string line;
-  for (const char c : text) {
-    const auto octet = static_cast<unsigned char>(c);
-    line += octet < 0x20 || octet >= 0x7f ? fmt::format("\\x{:02x}", octet) : std::string(1, c);
-  }
-  return line;
-}
-
 }  // namespace
 
 std::string keyOf(const Qel::String& path) { return std::string(kKeyStart) + path.stdString(); }
@@ -148,7 +139,8 @@ DocumentHash::DocumentHash(const Qel::String& path, const Reply& hash) {
   try {
     document = documentIn(path, fieldsIn(hash));
   } catch (const Qel::DocumentException& error) {
-    problem = shown(fmt::format("key {}, field {}", keyOf(path), error.what()));
+    // Field names come from the server; whatever they hold stays one line.
+    problem = Qel::printableLine(fmt::format("key {}, field {}", keyOf(path), error.what()));
   }
 }
 

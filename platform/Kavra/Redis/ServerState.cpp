@@ -2,17 +2,11 @@
 
 #include <fmt/format.h>
 
-#include <charconv>
+#include "Qel/Number.h"
 
 namespace Kavra::Redis {
 
 namespace {
-
-bool readWhole(std::string_view text, std::uint64_t& number) noexcept {
-  const char* const end = text.data() + text.size();
-  const auto [stop, error] = std::from_chars(text.data(), end, number);
-  return error == std::errc() && stop == end;
-}
 
 // The value of a name in a flat array of names and values, or null.
 const Reply* valueOf(const Reply& pairs, std::string_view name) noexcept {
@@ -31,10 +25,10 @@ bool isNoSuchKey(const Reply& reply) noexcept {
 std::optional<StreamId> StreamId::of(std::string_view text) {
   const std::size_t dash = text.find('-');
   if (dash == std::string_view::npos) return {};
-  StreamId id;
-  const bool good = readWhole(text.substr(0, dash), id.milliseconds) &&
-                    readWhole(text.substr(dash + 1), id.number);
-  return good ? std::optional(id) : std::nullopt;
+  const auto milliseconds = Qel::numberOf<std::uint64_t>(text.substr(0, dash));
+  const auto number = Qel::numberOf<std::uint64_t>(text.substr(dash + 1));
+  if (!milliseconds || !number) return {};
+  return StreamId{*milliseconds, *number};
 }
 
 std::string StreamId::text() const { return fmt::format("{}-{}", milliseconds, number); }

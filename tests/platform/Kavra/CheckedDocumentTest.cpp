@@ -21,7 +21,7 @@ TEST_F(CheckedDocumentTest, OfAGoodDocumentChangesEntitiesOfItsType) {
   EXPECT_TRUE(checked.fits());
   EXPECT_EQ(checked.type, kavratest::kHistoryType);
   const auto entity = codecOf(checked.type).newEntity("history");
-  checked.change(*entity);
+  checked.change(*entity, Qel::DocumentCodec::runPlainly);
   EXPECT_EQ(kavratest::reloadsOf(entity), (kavratest::Reloads{{0, {"Power loss"}}}));
 }
 

@@ -12,6 +12,7 @@
 #include "Qel/ActivityManager.h"
 #include "Qel/Exception.h"
 #include "platform/Kavra/Documents.h"
+#include "support/DocumentFeed.h"
 #include "support/LiveObjects.h"
 #include "support/ManualClock.h"
 #include "support/TraceRecorder.h"
@@ -78,7 +79,7 @@ class DirMounterTest : public support::LiveObjectsTest {
 
   support::TraceRecorder log_;
   const Qel::Ptr<support::ManualClock> clock_ = Qel::make<support::ManualClock>();
-  Qel::Ptr<Feed> feed_ = Qel::make<Feed>();
+  Qel::Ptr<support::DocumentFeed> feed_ = Qel::make<support::DocumentFeed>();
   Qel::Ptr<EntityManager> manager_ = Qel::make<EntityManager>(feed_);
 };
 

@@ -7,6 +7,7 @@
 #include "Qel/ActivityManager.h"
 #include "Qel/Exception.h"
 #include "platform/Kavra/Documents.h"
+#include "support/DocumentFeed.h"
 #include "support/LiveObjects.h"
 #include "support/TraceRecorder.h"
 
@@ -23,8 +24,8 @@ class EntityManagerTest : public support::LiveObjectsTest {
   static void settle() { Qel::activityManager()->run(); }
 
   support::TraceRecorder log_;
-  Qel::Ptr<Feed> own_ = Qel::make<Feed>();
-  Qel::Ptr<Feed> peer_ = Qel::make<Feed>();
+  Qel::Ptr<support::DocumentFeed> own_ = Qel::make<support::DocumentFeed>();
+  Qel::Ptr<support::DocumentFeed> peer_ = Qel::make<support::DocumentFeed>();
   Qel::Ptr<EntityManager> manager_ = Qel::make<EntityManager>(own_, peer_, "cell/2/");
 };
 

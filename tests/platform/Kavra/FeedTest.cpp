@@ -10,6 +10,7 @@
 #include "Qel/ActivityManager.h"
 #include "Qel/Exception.h"
 #include "platform/Kavra/Documents.h"
+#include "support/DocumentFeed.h"
 #include "support/LiveObjects.h"
 #include "support/TraceRecorder.h"
 
@@ -27,7 +28,7 @@ std::string told(const std::string& who, const Qel::String& path, const CheckedD
   if (checked == nullptr) return line + " gone";
   if (!checked->fits()) return line + " misfit";
   const auto entity = codecOf(checked->type).newEntity("x");
-  checked->change(*entity);
+  checked->change(*entity, Qel::DocumentCodec::runPlainly);
   for (const auto& [index, causes] : kavratest::reloadsOf(entity)) {
     for (const std::string& cause : causes) line += " " + cause;
   }
@@ -48,7 +49,7 @@ class FeedTest : public support::LiveObjectsTest {
   }
 
   support::TraceRecorder log_;
-  Qel::Ptr<Feed> feed_ = Qel::make<Feed>();
+  Qel::Ptr<support::DocumentFeed> feed_ = Qel::make<support::DocumentFeed>();
 };
 
 TEST_F(FeedTest, TellsOfWhatStandsFromPutOffWork) {

@@ -12,6 +12,7 @@
 #include "Qel/Exception.h"
 #include "Redundancy/RedundancyStatus.h"
 #include "platform/Kavra/Documents.h"
+#include "support/DocumentFeed.h"
 #include "support/LiveObjects.h"
 #include "support/TraceRecorder.h"
 
@@ -60,7 +61,7 @@ class MirrorTest : public support::LiveObjectsTest {
   }
 
   support::TraceRecorder log_;
-  Qel::Ptr<Feed> feed_ = Qel::make<Feed>();
+  Qel::Ptr<support::DocumentFeed> feed_ = Qel::make<support::DocumentFeed>();
 };
 
 TEST_F(MirrorTest, HasAnEmptyEntityNamedByThePathAtOnce) {

@@ -99,8 +99,7 @@ TEST_F(TraceTest, AHandleThatIsGoneHearsNoMoreOfLevels) {
 TEST_F(TraceTest, GoesToStandardErrorWithControlCharactersEscaped) {
   testing::internal::CaptureStderr();
   trace(0, Qel::String(std::string_view("a\nb\0\x7f\x1b[31m \xc3\xa9", 13)));
-  EXPECT_EQ(testing::internal::GetCapturedStderr(),
-            "Test 0: a\\x0ab\\x00\\x7f\\x1b[31m \xc3\xa9\n");
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "Test 0: a\\nb\\x00\\x7f\\x1b[31m \xc3\xa9\n");
 }
 
 TEST_F(TraceTest, ALineWithoutTextIsALine) {

@@ -79,6 +79,12 @@ TEST_F(RedundancyStatusTest, StoresBothBeforeItTellsOfEither) {
   EXPECT_THAT(takeLog(), ElementsAre("onProtocol 3 capable", "onSwitchoverCapable 3 capable"));
 }
 
+TEST_F(RedundancyStatusTest, TellsOfBothAlthoughAWatcherFails) {
+  watcher_->reaction = [] { throw std::runtime_error("a watcher's fault"); };
+  EXPECT_THROW(status_->statusIs(RedundancyProtocol::hotStandby, true), std::runtime_error);
+  EXPECT_THAT(takeLog(), ElementsAre("onProtocol 3 capable", "onSwitchoverCapable 3 capable"));
+}
+
 TEST_F(RedundancyStatusTest, MakesNoCallWhenNotificationsComeOn) {
   status_->statusIs(RedundancyProtocol::hotStandby, true);
   takeLog();

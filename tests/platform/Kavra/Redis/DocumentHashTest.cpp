@@ -116,7 +116,7 @@ TEST(DocumentHashTest, NamesTheKeyAndTheFieldThatCannotBeRead) {
   EXPECT_EQ(with("0:n", "2"), key + "0:1:d: field is missing");
   EXPECT_THAT(with("0:n", "4294967295"), HasSubstr(key + "0:n: more causes"));
   EXPECT_THAT(with("n", "7"), HasSubstr(key + "n: is not the number"));
-  EXPECT_THAT(with("\n\xff", "x"), HasSubstr("\\x0a\\xff"));
+  EXPECT_THAT(with("\n\xff", "x"), HasSubstr("\\n\\xff"));
   EXPECT_EQ(with("_v", "2"), key + "_v: unknown version");
   EXPECT_THAT(with("_t", "Nonsense"), HasSubstr(key + "_t: unknown type 'Nonsense'"));
   hash.erase("_v");

@@ -1,8 +1,6 @@
-#include "Kavra/Utf8.h"
+#include "Qel/Utf8.h"
 
-#include <cstddef>
-
-namespace Kavra {
+namespace Qel {
 
 namespace {
 
@@ -28,19 +26,25 @@ const Lead* leadOf(unsigned char octet) noexcept {
 
 }  // namespace
 
+std::size_t utf8CharacterSize(std::string_view text) noexcept {
+  const Lead* lead = text.empty() ? nullptr : leadOf(static_cast<unsigned char>(text.front()));
+  if (lead == nullptr || text.size() <= lead->following) return 0;
+  for (std::size_t i = 1; i <= lead->following; ++i) {
+    const auto octet = static_cast<unsigned char>(text[i]);
+    const unsigned char low = i == 1 ? lead->low : 0x80;
+    const unsigned char high = i == 1 ? lead->high : 0xbf;
+    if (octet < low || octet > high) return 0;
+  }
+  return lead->following + 1;
+}
+
 bool isUtf8(std::string_view text) noexcept {
   while (!text.empty()) {
-    const Lead* lead = leadOf(static_cast<unsigned char>(text.front()));
-    if (lead == nullptr || text.size() <= lead->following) return false;
-    for (std::size_t i = 1; i <= lead->following; ++i) {
-      const auto octet = static_cast<unsigned char>(text[i]);
-      const unsigned char low = i == 1 ? lead->low : 0x80;
-      const unsigned char high = i == 1 ? lead->high : 0xbf;
-      if (octet < low || octet > high) return false;
-    }
-    text.remove_prefix(lead->following + 1);
+    const std::size_t size = utf8CharacterSize(text);
+    if (size == 0) return false;
+    text.remove_prefix(size);
   }
   return true;
 }
 
-}  // namespace Kavra
+}  // namespace Qel

@@ -5,19 +5,20 @@
 
 namespace Host {
 
-// Who may read what: the lines of net-snmp's configuration that the agent obeys, from a file or
-// built in. Nothing else is read: neither /etc/snmp nor what an agent stored earlier.
+// All of the agent's net-snmp configuration, above all who may read what: the lines that the agent
+// obeys, from a file or built in. Nothing else is read: neither /etc/snmp nor what an agent stored
+// earlier.
 //
 // Construct between init_agent and init_snmp, which calls back for the lines; then ask check().
 // One a process at a time.
-class AccessConfiguration {
+class SnmpConfiguration {
  public:
   // Without a file: community "public" from loopback addresses may read the enterprise's subtree
   // and the system group.
-  explicit AccessConfiguration(const std::optional<std::string>& file);
-  AccessConfiguration(const AccessConfiguration&) = delete;
-  AccessConfiguration& operator=(const AccessConfiguration&) = delete;
-  ~AccessConfiguration();
+  explicit SnmpConfiguration(const std::optional<std::string>& file);
+  SnmpConfiguration(const SnmpConfiguration&) = delete;
+  SnmpConfiguration& operator=(const SnmpConfiguration&) = delete;
+  ~SnmpConfiguration();
 
   // Raises StartError when the file could not be read, or holds a line that net-snmp does not take
   // or this agent does not obey, or when it lets nobody in.
@@ -30,7 +31,7 @@ class AccessConfiguration {
   void readFile(int when);
   void note(const std::string& error);
 
-  static AccessConfiguration* present_;
+  static SnmpConfiguration* present_;
 
   const std::optional<std::string> file_;
   std::string firstError_;

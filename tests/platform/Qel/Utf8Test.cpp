@@ -1,11 +1,11 @@
-#include "Kavra/Utf8.h"
+#include "Qel/Utf8.h"
 
 #include <gtest/gtest.h>
 
 #include <string>
 #include <string_view>
 
-namespace Kavra {
+namespace Qel {
 namespace {
 
 using namespace std::string_view_literals;
@@ -28,4 +28,4 @@ TEST(Utf8Test, RefusesWhatIsTornOverlongASurrogateOrTooLarge) {
 }
 
 }  // namespace
-}  // namespace Kavra
+}  // namespace Qel

@@ -1,4 +1,4 @@
-#include "host/AccessConfiguration.h"
+#include "host/SnmpConfiguration.h"
 
 #include <fmt/format.h>
 
@@ -39,27 +39,27 @@ std::string obstacle(const std::string& file) {
 
 }  // namespace
 
-AccessConfiguration* AccessConfiguration::present_ = nullptr;
+SnmpConfiguration* SnmpConfiguration::present_ = nullptr;
 
-AccessConfiguration::AccessConfiguration(const std::optional<std::string>& file) : file_(file) {
+SnmpConfiguration::SnmpConfiguration(const std::optional<std::string>& file) : file_(file) {
   present_ = this;
   // net-snmp reads in two passes, and registers the directives of each shortly before it.
   for (const int pass : {SNMP_CALLBACK_PRE_PREMIB_READ_CONFIG, SNMP_CALLBACK_PRE_READ_CONFIG}) {
-    snmp_register_callback(SNMP_CALLBACK_LIBRARY, pass, &AccessConfiguration::readNow, nullptr);
+    snmp_register_callback(SNMP_CALLBACK_LIBRARY, pass, &SnmpConfiguration::readNow, nullptr);
   }
 }
 
-AccessConfiguration::~AccessConfiguration() { present_ = nullptr; }
+SnmpConfiguration::~SnmpConfiguration() { present_ = nullptr; }
 
-int AccessConfiguration::readNow(int /*major*/, int minor, void* /*serverArgument*/,
-                                 void* /*unused*/) {
+int SnmpConfiguration::readNow(int /*major*/, int minor, void* /*serverArgument*/,
+                               void* /*unused*/) {
   if (present_ != nullptr) {
     present_->read(minor == SNMP_CALLBACK_PRE_READ_CONFIG ? NORMAL_CONFIG : PREMIB_CONFIG);
   }
   return SNMPERR_SUCCESS;
 }
 
-void AccessConfiguration::read(int when) {
+void SnmpConfiguration::read(int when) {
   if (file_) {
     readFile(when);
   } else if (when == NORMAL_CONFIG && !isSubagent()) {
@@ -67,7 +67,7 @@ void AccessConfiguration::read(int when) {
   }
 }
 
-void AccessConfiguration::readFile(int when) {
+void SnmpConfiguration::readFile(int when) {
   if (const std::string reason = obstacle(*file_); !reason.empty()) {
     return note(fmt::format("{}: {}", *file_, reason));
   }
@@ -81,11 +81,11 @@ void AccessConfiguration::readFile(int when) {
   note(error.empty() || error.starts_with(*file_) ? error : fmt::format("{}: {}", *file_, error));
 }
 
-void AccessConfiguration::note(const std::string& error) {
+void SnmpConfiguration::note(const std::string& error) {
   if (firstError_.empty()) firstError_ = error;
 }
 
-void AccessConfiguration::check() const {
+void SnmpConfiguration::check() const {
   if (!firstError_.empty()) throw StartError(firstError_);
   if (!file_ || isSubagent()) return;
   if (netsnmp_ds_get_string(NETSNMP_DS_APPLICATION_ID, NETSNMP_DS_AGENT_PORTS) != nullptr) {

@@ -1,0 +1,15 @@
+#pragma once
+
+#include <cstddef>
+#include <optional>
+#include <string>
+
+#include "Kavra/FileDescriptor.h"
+
+namespace Kavra {
+
+// What there is to be read from the descriptor, up to its end; nothing when that is more than
+// `most` octets. Reads no more than one octet beyond those. Raises std::system_error.
+std::optional<std::string> readUpTo(const FileDescriptor& file, std::size_t most);
+
+}  // namespace Kavra

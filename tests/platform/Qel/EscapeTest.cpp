@@ -1,0 +1,38 @@
+#include "Qel/Escape.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+namespace Qel {
+namespace {
+
+TEST(EscapeTest, ALineHasNoControlCharacters) {
+  EXPECT_EQ(printableLine("a\nb\tc\r\x1b[31m\x7f"), "a\\nb\\tc\\x0d\\x1b[31m\\x7f");
+  EXPECT_EQ(printableLine(std::string("\0 ", 2)), "\\x00 ");
+}
+
+TEST(EscapeTest, ALineKeepsTextOfOtherScripts) {
+  EXPECT_EQ(printableLine("Größe \u65e5\u672c \u00a0|"), "Größe \u65e5\u672c \u00a0|");
+}
+
+TEST(EscapeTest, ALineHidesControlCharactersOfEightBits) {
+  EXPECT_EQ(printableLine("a\xc2\x9b\x33\x31mb"), "a\\xc2\\x9b31mb");
+  EXPECT_EQ(printableLine("\xc2\x80\xc2\x9f"), "\\xc2\\x80\\xc2\\x9f");
+}
+
+TEST(EscapeTest, ALineShowsOctetsThatAreNoText) {
+  EXPECT_EQ(printableLine("\xff|\xc3"), "\\xff|\\xc3");
+  EXPECT_EQ(printableLine("\x9b"), "\\x9b");
+}
+
+TEST(EscapeTest, QuotedTextsAreTheSameOnlyWhenTheirOctetsAre) {
+  EXPECT_EQ(quoted("plain ~"), "'plain ~'");
+  EXPECT_EQ(quoted("it's"), "'it\\'s'");
+  EXPECT_EQ(quoted("\\x41"), "'\\\\x41'");
+  EXPECT_EQ(quoted("\n\x7f\xc3\xb6"), "'\\x0a\\x7f\\xc3\\xb6'");
+  EXPECT_EQ(quoted(""), "''");
+}
+
+}  // namespace
+}  // namespace Qel
