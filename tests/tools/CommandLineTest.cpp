@@ -128,7 +128,7 @@ TEST_F(CommandLineTest, RefusesDocumentsThatAreNoneOrDoNotFit) {
                                       "switchoverCapable": true})"),
             "a: /protocol: outside the range 0 to 4294967295");
   EXPECT_EQ(refused({"put", "a", "/no/such/file"}, ""), "/no/such/file: No such file or directory");
-  EXPECT_EQ(refused({"put", "a", "/"}, ""), "/: cannot be read");
+  EXPECT_EQ(refused({"put", "a", "/"}, ""), "/: Is a directory");
 }
 
 TEST_F(CommandLineTest, RefusesPathsThatAreNoneOrNotPublished) {
