@@ -49,7 +49,7 @@ CheckedDocument::CheckedDocument(const Qel::String& path, Qel::Document found)
   }
 }
 
-Qel::Document settledFormOf(const Qel::Document& document, const Qel::String& type) {
+Qel::Document canonicalFormOf(const Qel::Document& document, const Qel::String& type) {
   const Qel::DocumentCodec& codec = codecOf(type);
   return codec.documentOf(codec.fieldsOf(document));
 }

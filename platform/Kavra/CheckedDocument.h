@@ -21,9 +21,9 @@ struct CheckedDocument {
   Qel::String misfit;  // place and problem
 };
 
-// A document that fits its type in the one form in which every store gives it back: what may be
-// left out is left out, reloads and members stand in a fixed order, and so on.
-Qel::Document settledFormOf(const Qel::Document& document, const Qel::String& type);
+// The canonical form of a document that fits its type, in which every store gives it back: what may
+// be left out is left out, reloads and members stand in a fixed order, and so on.
+Qel::Document canonicalFormOf(const Qel::Document& document, const Qel::String& type);
 
 // The codec of a registered type that documents can have. Raises RangeException, naming those that
 // there are, for any other name.

@@ -10,7 +10,7 @@ namespace Kavra {
 
 namespace {
 
-// Checks what `edit` has changed, and settles it.
+// Checks what `edit` has changed, and brings it into its canonical form.
 void settle(const Store::Documents& before, Store::Documents& after,
             const std::vector<Qel::String>& paths) {
   for (auto& [path, document] : after) {
@@ -21,7 +21,7 @@ void settle(const Store::Documents& before, Store::Documents& after,
     if (present != before.end() && present->second == document) continue;
     const CheckedDocument checked(path, document);
     if (!checked.fits()) throw StoreException(path + ": " + checked.misfit);
-    document = settledFormOf(document, checked.type);
+    document = canonicalFormOf(document, checked.type);
   }
 }
 
@@ -30,7 +30,7 @@ void settle(const Store::Documents& before, Store::Documents& after,
 StoreException::~StoreException() = default;
 
 bool Store::documentsAre(const std::vector<Qel::String>& paths, const Documents& documents) {
-  const Documents wanted = settled(documents);
+  const Documents wanted = canonical(documents);
   bool published = false;
   update(paths, [&](Documents& present) {
     published = present != wanted;
@@ -39,12 +39,12 @@ bool Store::documentsAre(const std::vector<Qel::String>& paths, const Documents&
   return published;
 }
 
-Store::Documents Store::settled(const Documents& documents) {
-  Documents settled;
+Store::Documents Store::canonical(const Documents& documents) {
+  Documents canonical;
   for (const auto& [path, document] : documents) {
-    settled.emplace(path, settledFormOf(document, CheckedDocument(path, document).type));
+    canonical.emplace(path, canonicalFormOf(document, CheckedDocument(path, document).type));
   }
-  return settled;
+  return canonical;
 }
 
 void Store::update(const std::vector<Qel::String>& paths, const Edit& edit) {

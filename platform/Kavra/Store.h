@@ -32,7 +32,7 @@ class Store : public Qel::PtrInterface {
 
   // Reads the documents of `paths` (one that is not published is absent), lets `edit` change, add
   // and erase among them, and publishes the outcome in one step that no other writer comes between,
-  // in the form that is the same for every store (see settledFormOf).
+  // in its canonical form (see canonicalFormOf).
   // `edit` is called again when another writer was faster, and gives up by raising. Raises
   // StoreException for a changed document that does not fit its type, RangeException for a path
   // that is not well formed or was not asked for.
@@ -48,8 +48,8 @@ class Store : public Qel::PtrInterface {
 
  protected:
   // The documents, which fit their types, as the store gives them back.
-  static Documents settled(const Documents& documents);
-  // update(), whose `edit` checks and settles what it leaves.
+  static Documents canonical(const Documents& documents);
+  // update(), whose `edit` checks what it leaves and brings it into its canonical form.
   virtual void transact(const std::vector<Qel::String>& paths, const Edit& edit) = 0;
 };
 

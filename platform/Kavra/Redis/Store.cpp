@@ -173,7 +173,7 @@ bool Store::documentsAre(const std::vector<Qel::String>& paths, const Documents&
   // Followers do not believe an older state of the epoch that they know.
   const bool older = !state.problem.empty() || (published_ && state.isBefore(*published_));
   const bool lost = older || !published_ || state.epoch != published_->epoch;
-  const Documents wanted = settled(documents);
+  const Documents wanted = canonical(documents);
   Changes changes = changesOf(allOf(snapshot), wanted, lost);
   const std::string tooLarge = takeTooLarge(changes);
   const bool published = !changes.empty() && publish(client, changes, older ? kNewEpoch : Keys());
