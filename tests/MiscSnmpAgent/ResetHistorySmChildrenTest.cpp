@@ -164,6 +164,21 @@ TEST_F(ResetHistorySmTest, KeepsTheMounterOfEqualPaths) {
   EXPECT_EQ(machine->peerCellResetHistoryStatusDirMounter(), third);
 }
 
+TEST_F(ResetHistorySmTest, KnowsTheMounterByItsTwoPathsAlone) {
+  const auto machine = started();
+  const auto other = made();
+  const auto otherManager = Qel::make<Kavra::EntityManager>(feed_);
+  const auto first = machine->peerCellResetHistoryStatusDirMounterIs(
+      "a", "b", entityManager_, Qel::activityManager()->clock(), machine);
+
+  EXPECT_EQ(machine->peerCellResetHistoryStatusDirMounterIs("a", "b", otherManager, nullptr, other),
+            first);
+
+  EXPECT_EQ(first->entityManager(), entityManager_);
+  EXPECT_EQ(first->clock(), Qel::activityManager()->clock());
+  EXPECT_EQ(first->resetHistorySm(), machine);
+}
+
 TEST_F(ResetHistorySmTest, DropsTheMounterSwitchedOff) {
   protocolIs(kProtocolWithPeer);
   const auto machine = started();
