@@ -179,6 +179,23 @@ TEST_F(ResetHistorySmTest, KnowsTheMounterByItsTwoPathsAlone) {
   EXPECT_EQ(first->resetHistorySm(), machine);
 }
 
+TEST_F(ResetHistorySmTest, AMounterSetByWhoeverHearsOfTheEndOfTheOldOneTakesThePlaceOfTheNew) {
+  auto machine = started();
+  const auto mounterIs = [&](const char* path) {
+    machine->peerCellResetHistoryStatusDirMounterIs("", path, entityManager_, nullptr, machine);
+  };
+  mounterIs("old");
+  const auto words = Qel::make<LastWords>(machine->peerCellResetHistoryStatusDirMounter(),
+                                          [&] { mounterIs("last"); });
+
+  mounterIs("new");
+
+  EXPECT_EQ(machine->peerCellResetHistoryStatusDirMounter()->path(), "last");
+  EXPECT_EQ(PeerCellResetHistoryStatusDirMounter::liveCount(), 1U);
+  machine = nullptr;
+  EXPECT_EQ(ResetHistorySm::liveCount(), 0U);
+}
+
 TEST_F(ResetHistorySmTest, DropsTheMounterSwitchedOff) {
   protocolIs(kProtocolWithPeer);
   const auto machine = started();

@@ -112,6 +112,8 @@ TEST_F(ResetHistorySmTest, MayBeLetGoByWhoeverHearsOfItsRows) {
   };
   const std::vector<Case> cases{
       {"peer history", nothing, [&] { machine->peerCellResetHistoryIs(historyWith(kPowerLoss)); }},
+      {"new peer history", noMachines,
+       [&] { machine->peerCellResetHistoryIs(historyWith(kPowerLoss)); }},
       {"status", [&] { machine->redundancyStatusDel(); },
        [&] { machine->redundancyStatusIs(status_); }},
       {"own history",

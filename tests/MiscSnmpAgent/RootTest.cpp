@@ -290,10 +290,14 @@ TEST_F(RootTest, AnAgentSetByANotifieeOfItsEndIsDetachedToo) {
     }
   });
 
+  log();
+
   root_ = nullptr;
 
   EXPECT_EQ(late->cellType(), "late");
   EXPECT_EQ(late->parent(), nullptr);
+  // Told of the old one's end and of the late one; of its end nobody is left to hear.
+  EXPECT_THAT(log(), ElementsAre("agent", "agent"));
 }
 
 TEST_F(RootDeathTest, AnErrorThatWouldEscapeItsEndEndsTheProcess) {
