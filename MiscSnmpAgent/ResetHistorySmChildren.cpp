@@ -81,7 +81,6 @@ ResetHistorySm::peerCellResetHistoryStatusDirMounterIs(
     const Qel::String& rootPath, const Qel::String& path,
     const Qel::Ptr<Kavra::EntityManager>& entityManager, const Qel::Ptr<Qel::Clock const>& clock,
     const Qel::Ptr<ResetHistorySm>& resetHistorySm) {
-  const Qel::Ptr<ResetHistorySm> alive(this);
   auto& mounter = peerCellResetHistoryStatusDirMounter_;
   if (mounter && mounter->rootPath() == rootPath && mounter->path() == path) return mounter;
   auto created = PeerCellResetHistoryStatusDirMounter::PeerCellResetHistoryStatusDirMounterIs(

@@ -145,6 +145,8 @@ TEST_F(ResetHistorySmTest, MayBeLetGoByWhoeverHearsOfItsRows) {
       {"peer update", noMachines, [&] { machine->handlePeerCellResetHistoryUpdate(); }},
       {"own machine", nothing, [&] { machine->curCellResetInstanceSmIs(5, nullptr, machine); }},
       {"peer machine", nothing, [&] { machine->peerCellResetInstanceSmIs(5, nullptr, machine); }}};
+  // The walks over reloads have one to go on with.
+  for (const U32 id : {1U, 2U}) cell(id).reloadIs(1, {});
   for (const Case& each : cases) {
     SCOPED_TRACE(each.name);
     machine = mounted();
@@ -191,6 +193,25 @@ TEST_F(ResetHistorySmTest, MayBeLetGoByWhoeverHearsOfTheEndOfWhatItReleases) {
     }
     EXPECT_EQ(ResetHistorySm::liveCount(), 0U);
   }
+}
+
+TEST_F(ResetHistorySmTest, MayBeLetGoWhileWhatItHoldsRefersToAnother) {
+  const auto other = made();
+  auto machine = mounted();
+  const auto letGo = [&] { machine = nullptr; };
+  const auto hook = Qel::make<TableHook>(model_, [&](const ReloadCauseKey&) { letGo(); });
+  machine->curCellResetInstanceSmIs(3, nullptr, other);
+  EXPECT_EQ(ResetHistorySm::liveCount(), 1U);
+
+  hook->hasNotificationActiveIs(false);
+  machine = started();
+  auto reload = Qel::make<System::ResetInstance>(3U);
+  machine->peerCellResetInstanceSmIs(3, reload, other);
+  machine->peerCellResetInstanceSmIs(4, nullptr, other);
+  const auto words = Qel::make<LastWords>(reload, letGo);
+  reload = nullptr;
+  machine->peerCellResetInstanceSmDelAll();
+  EXPECT_EQ(ResetHistorySm::liveCount(), 1U);
 }
 
 TEST_F(ResetHistorySmTest, ReleasesItsChildrenThenItsReactorsThenItsInputs) {
