@@ -1,12 +1,11 @@
 #include "MiscSnmp/GeneralMib.h"
 
-#include <new>
 #include <utility>
 
 #include "MiscSnmp/ReloadCauseKeyIf.h"
 #include "Qel/Exception.h"
 #include "Qel/Format.h"
-#include "Qel/Strep.h"
+#include "Qel/MakeValid.h"
 #include "Qel/TypeNode.h"
 
 namespace MiscSnmp {
@@ -50,8 +49,11 @@ void needArguments(const Qel::GenericArgs& args, std::size_t count, const char* 
 
 Qel::GenericValue setRow(Qel::PtrInterface& object, const Qel::GenericArgs& args) {
   needArguments(args, 2, "key, resetCause");
-  return mibOf(object).reloadCauseTableIs(ReloadCauseKeyIf::keyOf(args[0]),
-                                          args[1].toPtr<System::ResetInstance const>());
+  const ReloadCauseKey key = ReloadCauseKeyIf::keyOf(args[0]);
+  const auto resetCause = args[1].toPtr<System::ResetInstance const>();
+  // Every read of the row would go to it.
+  if (!resetCause) Qel::throwRangeException("null ValidPtr");
+  return mibOf(object).reloadCauseTableIs(key, resetCause);
 }
 
 Qel::GenericValue delAllRows(Qel::PtrInterface& object) {
@@ -87,17 +89,6 @@ const auto registration = Qel::typeNodeIs({
     .genericNotifiee = &newGenericNotifiee,
 });
 
-[[noreturn]] void throwOtherReload(const Qel::Ptr<System::ResetInstance const>& wanted,
-                                   const Qel::Ptr<System::ResetInstance const>& present) {
-  const auto text = [](const Qel::Ptr<System::ResetInstance const>& instance) {
-    return Qel::valueToStrepOfRawPtr(instance.get(), "System::ResetInstance");
-  };
-  Qel::throwNameInUseException(Qel::format(
-      "Reinstantiating the pointer interface where constructor parameter attribute _resetCause has "
-      "a different value of %s than the current value of %s not allowed",
-      text(wanted), text(present)));
-}
-
 }  // namespace
 
 void GeneralMib::NotifieeConst::notifierIs(Qel::Ptr<Qel::PtrInterface const> notifier) {
@@ -111,12 +102,13 @@ Qel::Ptr<GeneralMib const> GeneralMib::NotifieeConst::generalMib() const {
 GeneralMib::GeneralMib(const Qel::Name& name) : Qel::Entity(name) {}
 
 GeneralMib::~GeneralMib() {
-  for (bool done = false; !done;) {
+  // As reloadCauseTableDelAll, but for errors: a notifiee's fault must not cost the others the rest
+  // of the rows, nor leave a destructor. A row that it puts back goes without a word.
+  for (auto it = reloadCauseTable_.iterator(); it; it.advance()) {
     try {
-      reloadCauseTableDelAll();
-      done = true;
+      reloadCauseTableDel(it);
     } catch (...) {
-      // A notifiee's fault must not cost the others the rest of the rows, nor leave a destructor.
+      continue;
     }
   }
   notifieesDelAll();
@@ -125,13 +117,13 @@ GeneralMib::~GeneralMib() {
 Qel::Ptr<ReloadCauseEntry> GeneralMib::reloadCauseTableIs(
     const ReloadCauseKey& key, const Qel::Ptr<System::ResetInstance const>& resetInstance) {
   if (Qel::Ptr<ReloadCauseEntry> present = reloadCauseTable_[key]) {
-    if (present->resetCause() != resetInstance)
-      throwOtherReload(resetInstance, present->resetCause());
+    if (present->resetCause() != resetInstance) {
+      Qel::throwReinstantiationException("_resetCause", resetInstance.get(),
+                                         present->resetCause().get(), "System::ResetInstance");
+    }
     return present;
   }
-  auto row =
-      Qel::Ptr<ReloadCauseEntry>::adopt(new (std::nothrow) ReloadCauseEntry(key, resetInstance));
-  if (!row) Qel::throwRangeException("null ValidPtr");
+  auto row = Qel::makeValid<ReloadCauseEntry>(key, resetInstance);
   reloadCauseTable_.rowIs(row);
   reloadCauseTableNotify(row->key());
   return row;
@@ -146,6 +138,7 @@ Qel::Ptr<ReloadCauseEntry> GeneralMib::reloadCauseTableDel(ReloadCauseTable::Ite
 }
 
 void GeneralMib::reloadCauseTableDelAll() {
+  const Qel::Ptr<GeneralMib> alive(this);
   for (auto it = reloadCauseTable_.iterator(); it; it.advance()) reloadCauseTableDel(it);
 }
 
@@ -161,10 +154,6 @@ Qel::Ptr<ReloadCauseEntry> GeneralMib::removed(Qel::Ptr<ReloadCauseEntry> row) c
 
 const Qel::TypeNode* GeneralMib::fwkType() const { return &registration->node(); }
 
-Qel::Ptr<GeneralMib> generalMibFactory(Qel::Name name) {
-  auto model = Qel::Ptr<GeneralMib>::adopt(new (std::nothrow) GeneralMib(name));
-  if (!model) Qel::throwRangeException("null ValidPtr");
-  return model;
-}
+Qel::Ptr<GeneralMib> generalMibFactory(Qel::Name name) { return Qel::makeValid<GeneralMib>(name); }
 
 }  // namespace MiscSnmp

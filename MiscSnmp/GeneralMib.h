@@ -16,11 +16,13 @@ namespace MiscSnmp {
 // present never changes; to show another one, delete the row first.
 // Ownership: the table holds counted rows; a row that was removed lives on in other hands.
 // Re-entrancy: every change is told to the notifiees before the mutator returns, with the table
-// already changed; a notifiee may change the table again.
+// already changed; a notifiee may change the table again, or let go of the model.
 class GeneralMib final : public Qel::Entity {
  public:
   using ReloadCauseTable = Qel::RbTreeMap<ReloadCauseEntry, ReloadCauseKey, ReloadCauseEntry>;
 
+  // Observers derive from it, are bound in the three steps of Qel/NotifieeConst.h, and say
+  // `using NotifieeConst::onReloadCauseTable;` where they override one of the two forms.
   class NotifieeConst : public Qel::Entity::NotifieeConst {
    public:
     using Qel::Entity::NotifieeConst::NotifieeConst;
@@ -36,7 +38,8 @@ class GeneralMib final : public Qel::Entity {
   };
 
   explicit GeneralMib(const Qel::Name& name);
-  // Tells the notifiees of every row that goes, in key order, before it lets them go.
+  // Tells the notifiees of every row that goes, in key order, before it lets them go. Their errors
+  // end here.
   ~GeneralMib() override;
 
   const ReloadCauseTable& reloadCauseTable() const noexcept { return reloadCauseTable_; }

@@ -36,6 +36,8 @@ Agent::Agent(const Qel::Name& name, const Qel::Ptr<Redundancy::RedundancyStatus>
 Agent::~Agent() {
   resetHistorySmDel();
   notifieesDelAll();
+  // Whoever heard of it may have set another one.
+  resetHistorySmDel();
 }
 
 Qel::Ptr<ResetHistorySm> Agent::resetHistorySmIs(
@@ -43,6 +45,7 @@ Qel::Ptr<ResetHistorySm> Agent::resetHistorySmIs(
     const Qel::Ptr<GeneralMib>& generalMib,
     const Qel::Ptr<System::ResetCauseHistory const>& curCellResetHistory,
     const Qel::Ptr<Kavra::EntityManager>& entityManager, Qel::String cellType) {
+  const Qel::Ptr<Agent> alive(this);
   if (resetHistorySm_ && resetHistorySm_->redundancyStatus() == redundancyStatus &&
       resetHistorySm_->generalMib() == generalMib &&
       resetHistorySm_->curCellResetHistory() == curCellResetHistory &&
@@ -53,9 +56,15 @@ Qel::Ptr<ResetHistorySm> Agent::resetHistorySmIs(
   auto created = ResetHistorySm::ResetHistorySmIs(redundancyStatus, generalMib, curCellResetHistory,
                                                   entityManager, cellType);
   resetHistorySm_ = created;
-  resetHistorySmNotify();
-  // A notifiee may have replaced it: a replaced machine must never write to the table again.
-  if (resetHistorySm_ == created) created->hasNotificationActiveIs(true);
+  try {
+    resetHistorySmNotify();
+    // A notifiee may have replaced it: only the machine that is still held is switched on.
+    if (resetHistorySm_ == created) created->hasNotificationActiveIs(true);
+  } catch (...) {
+    // Left in its place it would pass for one that follows the histories.
+    if (resetHistorySm_ == created) resetHistorySmDel();
+    throw;
+  }
   return created;
 }
 

@@ -13,7 +13,8 @@
 namespace MiscSnmp::Agent {
 
 // Holds the inputs of the reset-history machinery and owns its one ResetHistorySm, which it makes
-// as soon as it is made itself. The inputs never change. Destruction switches the machine off.
+// as soon as it is made itself. The inputs never change. Destruction switches the machine off, and
+// one that was set by whoever heard of that.
 class Agent final : public Qel::Entity, public Qel::LiveCount<Agent> {
  public:
   class NotifieeConst : public Qel::Entity::NotifieeConst {
@@ -43,7 +44,10 @@ class Agent final : public Qel::Entity, public Qel::LiveCount<Agent> {
 
   const Qel::Ptr<ResetHistorySm>& resetHistorySm() const noexcept { return resetHistorySm_; }
   // A machine for these inputs: the present one when it has them, else a new one in its place. The
-  // old one is let go, not switched off. Notifiees hear of the new one before it is switched on.
+  // old one is let go, not switched off: it ends with its last reference, and until then it may
+  // write rows. Notifiees hear of the new one before it is switched on. An error while it is made
+  // keeps the old one; an error while it is told of or switched on takes it away again, so that
+  // asking again makes another.
   Qel::Ptr<ResetHistorySm> resetHistorySmIs(
       const Qel::Ptr<Redundancy::RedundancyStatus const>& redundancyStatus,
       const Qel::Ptr<GeneralMib>& generalMib,

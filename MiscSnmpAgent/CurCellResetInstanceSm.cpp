@@ -1,7 +1,7 @@
 #include "MiscSnmpAgent/CurCellResetInstanceSm.h"
 
-#include "MiscSnmpAgent/MakeValid.h"
 #include "MiscSnmpAgent/ResetHistorySm.h"
+#include "Qel/MakeValid.h"
 
 namespace MiscSnmp::Agent {
 
@@ -26,7 +26,7 @@ CurCellResetInstanceSm::CurCellResetInstanceSm(
 Qel::Ptr<CurCellResetInstanceSm> CurCellResetInstanceSm::CurCellResetInstanceSmIs(
     U32 key, const Qel::Ptr<System::ResetInstance const>& resetInstance,
     const Qel::Ptr<ResetHistorySm>& resetHistorySm) {
-  auto created = makeValid<CurCellResetInstanceSm>(key, resetInstance, resetHistorySm);
+  auto created = Qel::makeValid<CurCellResetInstanceSm>(key, resetInstance, resetHistorySm);
   created->hasNotificationActiveIs(true);
   return created;
 }

@@ -7,9 +7,9 @@ Qel::TraceHandle& _defaultTraceHandle() {
   return handle;
 }
 
-std::optional<Qel::TraceHelper> agentTrace(int level, const char* function, int position) {
-  return Qel::TraceHelper::createIfEnabled(_defaultTraceHandle(), level, "MiscSnmpAgent", position,
-                                           function);
+std::optional<Qel::TraceHelper> agentTrace(const TracePlace& place) {
+  return Qel::TraceHelper::createIfEnabled(_defaultTraceHandle(), place.level, "MiscSnmpAgent",
+                                           place.position, place.function);
 }
 
 }  // namespace MiscSnmp::Agent

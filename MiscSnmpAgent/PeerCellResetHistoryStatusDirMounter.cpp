@@ -1,10 +1,10 @@
 #include "MiscSnmpAgent/PeerCellResetHistoryStatusDirMounter.h"
 
-#include "MiscSnmpAgent/MakeValid.h"
 #include "MiscSnmpAgent/ModuleTrace.h"
 #include "MiscSnmpAgent/ResetHistorySm.h"
 #include "Qel/Assert.h"
 #include "Qel/Exception.h"
+#include "Qel/MakeValid.h"
 #include "System/ResetCauseHistory.h"
 
 namespace MiscSnmp::Agent {
@@ -34,12 +34,12 @@ PeerCellResetHistoryStatusDirMounter::PeerCellResetHistoryStatusDirMounterIs(
     const Qel::Ptr<Kavra::EntityManager>& entityManager, const Qel::Ptr<Qel::Clock const>& clock,
     const Qel::Ptr<ResetHistorySm>& resetHistorySm) {
   if (!resetHistorySm) Qel::throwRangeException("null ValidPtr");
-  return makeValid<PeerCellResetHistoryStatusDirMounter>(rootPath, path, entityManager, clock,
-                                                         resetHistorySm);
+  return Qel::makeValid<PeerCellResetHistoryStatusDirMounter>(rootPath, path, entityManager, clock,
+                                                              resetHistorySm);
 }
 
 void PeerCellResetHistoryStatusDirMounter::handleComplete(const Qel::Ptr<Qel::Entity>& entity) {
-  if (auto trace = agentTrace(1, "handleComplete")) {
+  if (auto trace = agentTrace(1)) {
     *trace << "virtual void MiscSnmp::Agent::PeerCellResetHistoryStatusDirMounter::handleComplete("
               "const Ptr&)"
            << " mountPath : " << mountPath() << ", entity : " << entity;

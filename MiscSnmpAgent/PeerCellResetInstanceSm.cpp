@@ -1,7 +1,7 @@
 #include "MiscSnmpAgent/PeerCellResetInstanceSm.h"
 
-#include "MiscSnmpAgent/MakeValid.h"
 #include "MiscSnmpAgent/ResetHistorySm.h"
+#include "Qel/MakeValid.h"
 
 namespace MiscSnmp::Agent {
 
@@ -26,7 +26,7 @@ PeerCellResetInstanceSm::PeerCellResetInstanceSm(
 Qel::Ptr<PeerCellResetInstanceSm> PeerCellResetInstanceSm::PeerCellResetInstanceSmIs(
     U32 key, const Qel::Ptr<System::ResetInstance const>& resetInstance,
     const Qel::Ptr<ResetHistorySm>& resetHistorySm) {
-  auto created = makeValid<PeerCellResetInstanceSm>(key, resetInstance, resetHistorySm);
+  auto created = Qel::makeValid<PeerCellResetInstanceSm>(key, resetInstance, resetHistorySm);
   created->hasNotificationActiveIs(true);
   return created;
 }

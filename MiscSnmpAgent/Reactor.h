@@ -10,9 +10,9 @@ namespace MiscSnmp::Agent {
 // when the owner lets the reactor go, and liveness.
 //
 // A reactor is live while it is not marked for deletion and has an owner. Construction binds, takes
-// the owner's notification flag and registers, without running any reaction. Reactions hold their
-// owner by a counted reference, so an owner that is let go inside a reaction ends when the reaction
-// does.
+// the owner's notification and zombie flags and registers, without running any reaction. Reactions
+// hold their owner by a counted reference, so an owner that is let go inside a reaction ends when
+// the reaction does.
 template <class NotifieeBase, class Owner>
 class Reactor : public NotifieeBase {
  public:
@@ -21,6 +21,7 @@ class Reactor : public NotifieeBase {
     // Before it is registered: what stands already is no news to a new reactor.
     NotifieeBase::hasNotificationActiveIs(owner->hasNotificationActive());
     NotifieeBase::isRegisteredNotifieeIs(true);
+    NotifieeBase::qelDoZombieReactors(owner->isMarkedForDeletion());
   }
 
   void hasNotificationActiveIs(bool active) override {

@@ -1,12 +1,11 @@
 #include "MiscSnmpAgent/ResetHistorySm.h"
 
-#include "Cell/Cell.h"
-#include "MiscSnmpAgent/MakeValid.h"
-#include "MiscSnmpAgent/ModuleTrace.h"
 #include "MiscSnmpAgent/PeerCell.h"
+#include "MiscSnmpAgent/ResetHistorySmTrace.h"
 #include "Qel/ActivityManager.h"
 #include "Qel/Assert.h"
 #include "Qel/Format.h"
+#include "Qel/MakeValid.h"
 
 namespace MiscSnmp::Agent {
 
@@ -58,8 +57,8 @@ Qel::Ptr<ResetHistorySm> ResetHistorySm::ResetHistorySmIs(
     const Qel::Ptr<GeneralMib>& generalMib,
     const Qel::Ptr<System::ResetCauseHistory const>& curCellResetHistory,
     const Qel::Ptr<Kavra::EntityManager>& entityManager, const Qel::String& cellType) {
-  return makeValid<ResetHistorySm>(redundancyStatus, generalMib, curCellResetHistory, entityManager,
-                                   cellType);
+  return Qel::makeValid<ResetHistorySm>(redundancyStatus, generalMib, curCellResetHistory,
+                                        entityManager, cellType);
 }
 
 Qel::Ptr<Redundancy::RedundancyStatus const> ResetHistorySm::redundancyStatus() const {
@@ -76,6 +75,8 @@ Qel::Ptr<System::ResetCauseHistory const> ResetHistorySm::peerCellResetHistory()
 
 template <class SomeReactor, class Entity>
 void ResetHistorySm::reactorIs(Qel::Ptr<SomeReactor>& slot, const Qel::Ptr<Entity const>& entity) {
+  if (entity == (slot ? slot->notifier() : nullptr)) return;
+  if (!entity) return reactorDel(slot);
   if (!slot) slot = Qel::make<SomeReactor>(entity, this);
   // Held, because each reaction may let go of the reactor again.
   const Qel::Ptr<SomeReactor> reactor = slot;
@@ -85,11 +86,6 @@ void ResetHistorySm::reactorIs(Qel::Ptr<SomeReactor>& slot, const Qel::Ptr<Entit
 
 void ResetHistorySm::redundancyStatusIs(
     const Qel::Ptr<Redundancy::RedundancyStatus const>& status) {
-  if (status == redundancyStatus()) return;
-  if (!status) {
-    reactorDel(redundancyStatus_);
-    return;
-  }
   reactorIs(redundancyStatus_, status);
 }
 
@@ -101,11 +97,6 @@ Qel::Ptr<Redundancy::RedundancyStatus const> ResetHistorySm::redundancyStatusDel
 
 void ResetHistorySm::curCellResetHistoryIs(
     const Qel::Ptr<System::ResetCauseHistory const>& history) {
-  if (history == curCellResetHistory()) return;
-  if (!history) {
-    reactorDel(curCellResetHistory_);
-    return;
-  }
   reactorIs(curCellResetHistory_, history);
 }
 
@@ -117,6 +108,7 @@ Qel::Ptr<System::ResetCauseHistory const> ResetHistorySm::curCellResetHistoryDel
 
 void ResetHistorySm::peerCellResetHistoryIs(
     const Qel::Ptr<System::ResetCauseHistory const>& history) {
+  const Qel::Ptr<ResetHistorySm> alive(this);
   if (history == peerCellResetHistory()) return;
   Qel::Ptr<QelPeerCellResetHistory> dropped;
   if (history) {
@@ -135,86 +127,48 @@ Qel::Ptr<System::ResetCauseHistory const> ResetHistorySm::peerCellResetHistoryDe
 }
 
 void ResetHistorySm::handleInitialized() {
-  if (auto trace = agentTrace(8, "handleInitialized")) {
-    *trace << "void MiscSnmp::Agent::ResetHistorySm::handleInitialized() Enter: ";
-  }
+  const Qel::Ptr<ResetHistorySm> alive(this);
+  traceHandler(8, "() Enter: ");
   deleteAllCellResetHistory();
   handleCurCellResetHistory();
   handleRedundancyProtocol();
 }
 
 void ResetHistorySm::handleRedundancyProtocol() {
-  constexpr char kFunction[] = "handleRedundancyProtocol";
-  constexpr char kSignature[] = "void MiscSnmp::Agent::ResetHistorySm::handleRedundancyProtocol()";
+  const Qel::Ptr<ResetHistorySm> alive(this);
   const auto status = redundancyStatus();
   QEL_ASSERT(status);
   const Redundancy::RedundancyProtocol protocol = status->protocol();
   if (protocol == kProtocolWithPeerHistory) {
     const Qel::String rootPath;
     const Qel::String path = Qel::format("cell/%u/sys/reset/history", peerCellId());
-    if (auto trace = agentTrace(8, kFunction)) {
-      *trace << kSignature << " rootPath : " << rootPath << ", path : " << path;
-    }
+    traceHandler(8, "() rootPath : ", rootPath, ", path : ", path);
     peerCellResetHistoryStatusDirMounterDel();
     const Qel::Ptr<Qel::Clock const> clock = Qel::activityManager()->clock();
-    peerCellResetHistoryStatusDirMounterIs(rootPath, path, entityManager_, clock,
-                                           Qel::Ptr<ResetHistorySm>(this))
-        ->start();
+    peerCellResetHistoryStatusDirMounterIs(rootPath, path, entityManager_, clock, alive)->start();
     return;
   }
-  if (auto trace = agentTrace(8, kFunction)) {
-    *trace << kSignature << " Deleting peerCell reset history : " << protocol;
-  }
+  traceHandler(8, "() Deleting peerCell reset history : ", protocol);
   deletePeerCellResetInstanceSm();
   deletePeerCellResetHistory();
   // The mounter stays: only the next pass with a peer, or the end of this machine, drops it.
   peerCellResetHistoryIs(nullptr);
 }
 
-void ResetHistorySm::deleteRows(const char* signature, const char* function,
-                                bool (*isOf)(U32 unitIndex)) {
-  // The iterator holds its row, so its key outlives the removal and finds the next row.
-  for (auto row = generalMib_->reloadCauseTable().iteratorConst(); row; ++row) {
-    const ReloadCauseKey key = row.key();
-    if (!isOf(key.unitIndex())) continue;
-    if (auto trace = agentTrace(8, function)) {
-      *trace << signature << " Deleting entry for cell unit : " << key.unitIndex()
-             << ", causeIdx : " << key.causeIndex();
-    }
-    generalMib_->reloadCauseTableDel(key);
-  }
-}
-
-void ResetHistorySm::deleteAllCellResetHistory() {
-  deleteRows("void MiscSnmp::Agent::ResetHistorySm::deleteAllCellResetHistory()",
-             "deleteAllCellResetHistory", [](U32) { return true; });
-}
-
-void ResetHistorySm::deleteCurCellResetHistory() {
-  deleteRows("void MiscSnmp::Agent::ResetHistorySm::deleteCurCellResetHistory()",
-             "deleteCurCellResetHistory",
-             [](U32 unitIndex) { return unitIndex == Cell::cellId() || unitIndex == 0; });
-}
-
-void ResetHistorySm::deletePeerCellResetHistory() {
-  deleteRows("void MiscSnmp::Agent::ResetHistorySm::deletePeerCellResetHistory()",
-             "deletePeerCellResetHistory", [](U32 unitIndex) { return unitIndex == peerCellId(); });
-}
-
 void ResetHistorySm::hasNotificationActiveIs(bool active) {
+  const Qel::Ptr<ResetHistorySm> alive(this);
   notificationActiveFlagIs(active);
-  if (redundancyStatus_) redundancyStatus_->hasNotificationActiveIs(active);
-  if (curCellResetHistory_) curCellResetHistory_->hasNotificationActiveIs(active);
-  if (peerCellResetHistory_) peerCellResetHistory_->hasNotificationActiveIs(active);
-  for (auto it = curCellResetInstanceSm_.iteratorConst(); it; ++it) {
-    it->hasNotificationActiveIs(active);
-  }
-  for (auto it = peerCellResetInstanceSm_.iteratorConst(); it; ++it) {
-    it->hasNotificationActiveIs(active);
-  }
-  if (const auto mounter = peerCellResetHistoryStatusDirMounter_) {
-    mounter->hasNotificationActiveIs(active);
-  }
+  // The flag as it stands: a reaction may have switched this machine. Each is held, because its
+  // reaction may let go of it.
+  const auto handOn = [this](auto held) {
+    if (held) held->hasNotificationActiveIs(hasNotificationActive());
+  };
+  handOn(redundancyStatus_);
+  handOn(curCellResetHistory_);
+  handOn(peerCellResetHistory_);
+  for (auto it = curCellResetInstanceSm_.iteratorConst(); it; ++it) handOn(it.ptr());
+  for (auto it = peerCellResetInstanceSm_.iteratorConst(); it; ++it) handOn(it.ptr());
+  handOn(peerCellResetHistoryStatusDirMounter_);
 }
 
 void ResetHistorySm::qelDoZombieReactors(bool zombie) {

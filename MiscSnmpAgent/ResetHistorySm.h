@@ -1,7 +1,5 @@
 #pragma once
 
-#include <initializer_list>
-
 #include "Kavra/EntityManager.h"
 #include "MiscSnmp/GeneralMib.h"
 #include "MiscSnmpAgent/CurCellResetInstanceSm.h"
@@ -30,7 +28,16 @@ namespace MiscSnmp::Agent {
 //
 // Holds its reactors, the instance machines and the mounter; the latter two refer back to it by
 // counted references that do not keep it alive (OwnerInterface). Handlers read present state, stop
-// at the first missing piece, and may be re-entered through the mutators.
+// at the first missing piece, and may be re-entered through the mutators. Whoever hears of a change
+// may let go of the machine: what it is at then goes on to its end, and ends it.
+//
+// A walk over causes goes on, too, when the protocol changes inside it: what it writes of the peer
+// after that, and the instance machine whose start it was, stay until the next change of the
+// protocol or the next mount.
+//
+// The sources: ResetHistorySm.cpp has its life, what it watches, the protocol and the switch;
+// ...Reactors.cpp what each notification triggers; ...Histories.cpp how histories become rows;
+// ...Children.cpp the instance machines and the mounter.
 class ResetHistorySm final : public Qel::OwnerInterface, public Qel::LiveCount<ResetHistorySm> {
  public:
   class QelRedundancyStatus final
@@ -139,42 +146,45 @@ class ResetHistorySm final : public Qel::OwnerInterface, public Qel::LiveCount<R
   // Switches the mounter's notifications off, releases and returns it, or null.
   Qel::Ptr<PeerCellResetHistoryStatusDirMounter> peerCellResetHistoryStatusDirMounterDel();
 
-  void handleInitialized();
-  void handleRedundancyProtocol();
-  void deleteAllCellResetHistory();
+  // What the instance machines and the mounter have done: remove the rows of a cell, or the
+  // machines of the peer; turn the latest reload of a cell into rows, the own cell's without
+  // removing any.
   void deleteCurCellResetHistory();
   void deletePeerCellResetHistory();
   void deletePeerCellResetInstanceSm();
-
-  // Turn the latest reload of a cell into rows. The own cell's form removes no row first.
   void handleCurCellResetHistory();
   void handlePeerCellResetHistory();
-  // Re-examine every reload of a cell's history; the keyed forms keep the machine of key 0 in step.
+
+  // Public for construction and the nested reactors alone. The update forms re-examine every reload
+  // of a cell's history; the keyed ones keep the machine of key 0 in step.
+  void handleInitialized();
+  void deleteAllCellResetHistory();
+  void handleRedundancyProtocol();
   void handleCurCellResetHistoryUpdate();
   void handleCurCellResetHistoryUpdate(U32 key);
   void handlePeerCellResetHistoryUpdate();
   void handlePeerCellResetHistoryUpdate(U32 key);
 
+  // Hands the switch on to the reactors, the instance machines and the mounter, in that order. One
+  // that a reaction turns meanwhile stays as the reaction left it; an error ends the handing on.
   void hasNotificationActiveIs(bool active) override;
   void qelDoZombieReactors(bool zombie) override;
   const Qel::TypeNode* fwkType() const override;
   static Qel::TypeDescription typeDescription();
 
  private:
+  // Has the reactor in `slot`, made where absent, watch `entity`, and act on it; null ends it.
   template <class SomeReactor, class Entity>
   void reactorIs(Qel::Ptr<SomeReactor>& slot, const Qel::Ptr<Entity const>& entity);
   template <class Sm, class Make>
   Qel::Ptr<Sm> resetInstanceSmIs(Qel::HashMap<Sm, U32>& machines, U32 key,
-                                 const Qel::Ptr<System::ResetInstance const>& resetInstance,
-                                 const Qel::Ptr<ResetHistorySm>& resetHistorySm, Make make);
+                                 Qel::Ptr<System::ResetInstance const> resetInstance,
+                                 Qel::Ptr<ResetHistorySm> resetHistorySm, Make make);
   template <class Sm>
   Qel::Ptr<Sm> resetInstanceSmDel(Qel::HashMap<Sm, U32>& machines, U32 key);
+  template <class Sm>
+  void resetInstanceSmDelAll(Qel::HashMap<Sm, U32>& machines);
 
-  // Removes the rows for whose unit `isOf` holds, tracing each under the handler's name.
-  void deleteRows(const char* signature, const char* function, bool (*isOf)(U32 unitIndex));
-  // Writes a row for each cause of `instance` under each of `units`.
-  void writeRows(std::initializer_list<U32> units,
-                 const Qel::Ptr<System::ResetInstance const>& instance);
   void tearDown();
 
   Qel::Ptr<QelRedundancyStatus> redundancyStatus_;

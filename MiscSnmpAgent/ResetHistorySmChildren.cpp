@@ -1,47 +1,35 @@
 // What ResetHistorySm holds: the instance machines of both cells and the mounter.
+#include <utility>
+
 #include "MiscSnmpAgent/ResetHistorySm.h"
 #include "Qel/Exception.h"
-#include "Qel/Format.h"
-#include "Qel/Strep.h"
 
 namespace MiscSnmp::Agent {
 
-namespace {
-
-[[noreturn]] void throwInUse(const char* attribute, const void* wanted, const void* present,
-                             const char* type) {
-  Qel::throwNameInUseException(Qel::format(
-      "Reinstantiating the pointer interface where constructor parameter attribute %s has a "
-      "different value of %s than the current value of %s not allowed",
-      attribute, Qel::valueToStrepOfRawPtr(wanted, type),
-      Qel::valueToStrepOfRawPtr(present, type)));
-}
-
-}  // namespace
-
 template <class Sm, class Make>
-Qel::Ptr<Sm> ResetHistorySm::resetInstanceSmIs(
-    Qel::HashMap<Sm, U32>& machines, U32 key,
-    const Qel::Ptr<System::ResetInstance const>& resetInstance,
-    const Qel::Ptr<ResetHistorySm>& resetHistorySm, Make make) {
+Qel::Ptr<Sm> ResetHistorySm::resetInstanceSmIs(Qel::HashMap<Sm, U32>& machines, U32 key,
+                                               Qel::Ptr<System::ResetInstance const> resetInstance,
+                                               Qel::Ptr<ResetHistorySm> resetHistorySm, Make make) {
+  const Qel::Ptr<ResetHistorySm> alive(this);
   if (!resetHistorySm) Qel::throwRangeException("null ValidPtr");
   Qel::Ptr<Sm> created;
   if (!machines[key]) created = make(key, resetInstance, resetHistorySm);
   // Looked up again: making a machine rebuilds rows, and whoever hears of that may have made one.
   if (Qel::Ptr<Sm> present = machines[key]) {
     if (present->resetInstance() != resetInstance) {
-      throwInUse("_resetInstance", resetInstance.get(), present->resetInstance().get(),
-                 "System::ResetInstance");
+      Qel::throwReinstantiationException("_resetInstance", resetInstance.get(),
+                                         present->resetInstance().get(), "System::ResetInstance");
     }
     if (present->resetHistorySm() != resetHistorySm) {
-      throwInUse("_resetHistorySm", resetHistorySm.get(), present->resetHistorySm().get(),
-                 "MiscSnmp::Agent::ResetHistorySm");
+      Qel::throwReinstantiationException("_resetHistorySm", resetHistorySm.get(),
+                                         present->resetHistorySm().get(),
+                                         "MiscSnmp::Agent::ResetHistorySm");
     }
     return present;
   }
   created->hasNotificationActiveIs(hasNotificationActive());
   machines.valueIs(key, created);
-  if (resetHistorySm.get() == this) qelChildIs(*created);
+  if (created->qelOwner() == this) qelChildIs(*created);
   return created;
 }
 
@@ -50,6 +38,12 @@ Qel::Ptr<Sm> ResetHistorySm::resetInstanceSmDel(Qel::HashMap<Sm, U32>& machines,
   Qel::Ptr<Sm> removed = machines.valueDel(key);
   if (removed) qelChildDel(*removed);
   return removed;
+}
+
+template <class Sm>
+void ResetHistorySm::resetInstanceSmDelAll(Qel::HashMap<Sm, U32>& machines) {
+  const Qel::Ptr<ResetHistorySm> alive(this);
+  for (auto it = machines.iteratorConst(); it; ++it) resetInstanceSmDel(machines, it.key());
 }
 
 Qel::Ptr<CurCellResetInstanceSm> ResetHistorySm::curCellResetInstanceSmIs(
@@ -64,9 +58,7 @@ Qel::Ptr<CurCellResetInstanceSm> ResetHistorySm::curCellResetInstanceSmDel(U32 k
 }
 
 void ResetHistorySm::curCellResetInstanceSmDelAll() {
-  for (auto it = curCellResetInstanceSm_.iteratorConst(); it; ++it) {
-    curCellResetInstanceSmDel(it.key());
-  }
+  resetInstanceSmDelAll(curCellResetInstanceSm_);
 }
 
 Qel::Ptr<PeerCellResetInstanceSm> ResetHistorySm::peerCellResetInstanceSmIs(
@@ -81,9 +73,7 @@ Qel::Ptr<PeerCellResetInstanceSm> ResetHistorySm::peerCellResetInstanceSmDel(U32
 }
 
 void ResetHistorySm::peerCellResetInstanceSmDelAll() {
-  for (auto it = peerCellResetInstanceSm_.iteratorConst(); it; ++it) {
-    peerCellResetInstanceSmDel(it.key());
-  }
+  resetInstanceSmDelAll(peerCellResetInstanceSm_);
 }
 
 Qel::Ptr<PeerCellResetHistoryStatusDirMounter>
@@ -95,9 +85,10 @@ ResetHistorySm::peerCellResetHistoryStatusDirMounterIs(
   if (mounter && mounter->rootPath() == rootPath && mounter->path() == path) return mounter;
   auto created = PeerCellResetHistoryStatusDirMounter::PeerCellResetHistoryStatusDirMounterIs(
       rootPath, path, entityManager, clock, resetHistorySm);
-  peerCellResetHistoryStatusDirMounterDel();
+  // Held to the end: whoever hears of its end finds the new one in its place.
+  const auto replaced = peerCellResetHistoryStatusDirMounterDel();
   mounter = created;
-  if (resetHistorySm.get() == this) qelChildIs(*created);
+  if (created->qelOwner() == this) qelChildIs(*created);
   created->hasNotificationActiveIs(true);
   return created;
 }
@@ -113,9 +104,7 @@ ResetHistorySm::peerCellResetHistoryStatusDirMounterDel() {
 }
 
 void ResetHistorySm::deletePeerCellResetInstanceSm() {
-  for (auto it = peerCellResetInstanceSm_.iteratorConst(); it; ++it) {
-    peerCellResetInstanceSmDel(it.key());
-  }
+  resetInstanceSmDelAll(peerCellResetInstanceSm_);
 }
 
 }  // namespace MiscSnmp::Agent

@@ -57,6 +57,7 @@ Qel::Ptr<System::ResetInstance const> ResetInstanceSm::resetInstance() const {
 }
 
 void ResetInstanceSm::resetInstanceIs(const Qel::Ptr<System::ResetInstance const>& instance) {
+  const Qel::Ptr<ResetInstanceSm> alive(this);
   if (resetInstance_ && resetInstance_->resetInstance() == instance) return;
   if (!instance) {
     reactorDel(resetInstance_);
@@ -76,12 +77,13 @@ Qel::Ptr<System::ResetInstance const> ResetInstanceSm::resetInstanceDel() {
 }
 
 void ResetInstanceSm::handleInitialized() {
-  if (auto trace = agentTrace(8, "handleInitialized")) *trace << twin_.initializedText << key_;
+  if (auto trace = agentTrace(8)) *trace << twin_.initializedText << key_;
   handleUpdate();
 }
 
 void ResetInstanceSm::handleUpdate() {
-  if (auto trace = agentTrace(8, twin_.updateFunction)) *trace << twin_.updateText;
+  const Qel::Ptr<ResetInstanceSm> alive(this);
+  if (auto trace = agentTrace({8, twin_.updateFunction})) *trace << twin_.updateText;
   const Qel::Ptr<ResetHistorySm> owner = resetHistorySm_;
   ((*owner).*twin_.deleteRows)();
   ((*owner).*twin_.writeRows)();

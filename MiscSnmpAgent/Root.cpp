@@ -3,7 +3,7 @@
 #include <utility>
 
 #include "MiscSnmpAgent/AgentArguments.h"
-#include "MiscSnmpAgent/MakeValid.h"
+#include "Qel/MakeValid.h"
 
 namespace MiscSnmp::Agent {
 
@@ -26,6 +26,8 @@ void Root::NotifieeConst::notifierIs(Qel::Ptr<Qel::PtrInterface const> notifier)
 Root::~Root() {
   agentDel();
   notifieesDelAll();
+  // Whoever heard of it may have set another one.
+  agentDel();
 }
 
 Qel::Ptr<Agent> Root::agentIs(const Qel::Ptr<Redundancy::RedundancyStatus>& redundancyStatus,
@@ -33,16 +35,17 @@ Qel::Ptr<Agent> Root::agentIs(const Qel::Ptr<Redundancy::RedundancyStatus>& redu
                               const Qel::Ptr<System::ResetCauseHistory const>& curCellResetHistory,
                               const Qel::Ptr<Kavra::EntityManager>& entityManager,
                               Qel::String cellType) {
-  if (agent_) {
-    if (agent_->redundancyStatus() == redundancyStatus && agent_->generalMib() == generalMib &&
-        agent_->curCellResetHistory() == curCellResetHistory &&
-        agent_->entityManager() == entityManager && agent_->cellType() == cellType) {
-      return agent_;
-    }
-    agent_->parentIs(nullptr, Qel::String());
+  const Qel::Ptr<Root> alive(this);
+  if (agent_ && agent_->redundancyStatus() == redundancyStatus &&
+      agent_->generalMib() == generalMib && agent_->curCellResetHistory() == curCellResetHistory &&
+      agent_->entityManager() == entityManager && agent_->cellType() == cellType) {
+    return agent_;
   }
-  auto created = makeValid<Agent>(kAgentName, redundancyStatus, generalMib, curCellResetHistory,
-                                  entityManager, cellType);
+  agentDetach();
+  auto created = Qel::makeValid<Agent>(kAgentName, redundancyStatus, generalMib,
+                                       curCellResetHistory, entityManager, cellType);
+  // Again: whoever heard of its rows may have set another one.
+  agentDetach();
   created->parentIs(this, kAgentAttribute);
   agent_ = created;
   agentNotify();
@@ -55,6 +58,10 @@ Qel::Ptr<Agent> Root::agentDel() {
   removed->parentIs(nullptr, Qel::String());
   agentNotify();
   return removed;
+}
+
+void Root::agentDetach() {
+  if (agent_) agent_->parentIs(nullptr, Qel::String());
 }
 
 void Root::agentNotify() {
@@ -87,6 +94,6 @@ Qel::TypeDescription Root::typeDescription() {
   };
 }
 
-Qel::Ptr<Root> rootFactory(Qel::Name name) { return makeValid<Root>(name); }
+Qel::Ptr<Root> rootFactory(Qel::Name name) { return Qel::makeValid<Root>(name); }
 
 }  // namespace MiscSnmp::Agent

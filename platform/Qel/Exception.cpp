@@ -1,5 +1,7 @@
 #include "Qel/Exception.h"
 
+#include "Qel/Format.h"
+#include "Qel/Strep.h"
 #include "Qel/Trace.h"
 
 namespace Qel {
@@ -38,6 +40,14 @@ void throwRangeException(const String& text) {
 void throwNameInUseException(const String& text) {
   report("NameInUseException", text);
   throw NameInUseException(text);
+}
+
+void throwReinstantiationException(std::string_view attribute, const void* wanted,
+                                   const void* present, std::string_view type) {
+  throwNameInUseException(
+      format("Reinstantiating the pointer interface where constructor parameter attribute %s has a "
+             "different value of %s than the current value of %s not allowed",
+             attribute, valueToStrepOfRawPtr(wanted, type), valueToStrepOfRawPtr(present, type)));
 }
 
 void throwParseException(const String& text) { throw ParseException(text); }

@@ -2,6 +2,7 @@
 
 #include <stdexcept>
 #include <string>
+#include <string_view>
 
 #include "Qel/String.h"
 
@@ -59,6 +60,11 @@ class OperationNotSupportedException : public Exception {
 [[noreturn]] void throwParseException(const String& text);
 [[noreturn]] void throwTypeException(const String& text);
 [[noreturn]] void throwOperationNotSupportedException(const String& text);
+
+// Raises NameInUseException for a key that has an object made with `present`, not with `wanted`,
+// for its constructor parameter `attribute`; both point at a `type`, or are null.
+[[noreturn]] void throwReinstantiationException(std::string_view attribute, const void* wanted,
+                                                const void* present, std::string_view type);
 
 // While one lives, a range error is an expected answer rather than a fault, and is not reported.
 class RangeExceptionExpectation {

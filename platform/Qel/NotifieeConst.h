@@ -11,12 +11,25 @@ enum class NotifierReference {
   plain,    // does not; the binding ends when the notifier is destroyed or clears its list
 };
 
-// Base of everything that watches an object.
+// Base of everything that watches an object. Each type that can be watched derives a NotifieeConst
+// with its notifications, which do nothing until an observer overrides those that it follows:
+//
+//   class LampWatch final : public Lamp::NotifieeConst {
+//    public:
+//     explicit LampWatch(const Ptr<Lamp>& lamp) {
+//       notifierIs(lamp);               // 1. binds: this is what it watches
+//       isRegisteredNotifieeIs(true);   // 2. joins the list of the lamp's observers
+//       hasNotificationActiveIs(true);  // 3. switches on: from now on it is called
+//     }
+//     void onColour() override { ... }  // the new colour is the lamp's already
+//   };
+//   const auto watch = make<LampWatch>(lamp);  // watches until the last reference goes
 //
 // Binding (notifierIs) and joining the notifier's list (isRegisteredNotifieeIs) are two steps; a
 // rebinding leaves the old list and does not join the new one. Only a registered notifiee whose
 // notifications are active and that is no zombie is called. The destructor leaves the list. A
-// notifiee may be destroyed, rebound or deregistered from inside any notification.
+// notifiee may be destroyed, rebound or deregistered from inside any notification, and the notifier
+// may be let go of.
 class PtrInterface::NotifieeConst : public PtrInterface {
  public:
   explicit NotifieeConst(NotifierReference reference = NotifierReference::counted) noexcept

@@ -7,6 +7,7 @@
 #include <map>
 #include <new>
 #include <random>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -240,6 +241,22 @@ TEST_F(GeneralMibTest, ANotifieeMayLetGoOfTheModelThatTellsIt) {
   EXPECT_EQ(model, nullptr);
 }
 
+TEST_F(GeneralMibTest, ANotifieeMayLetGoOfTheModelWhoseRowsAllGo) {
+  rowsAre({{1, 0, 1}, {2, 0, 1}});
+  observer->reaction = [this](const ReloadCauseKey&) { model = nullptr; };
+  model->reloadCauseTableDelAll();
+  EXPECT_EQ(model, nullptr);
+  EXPECT_THAT(observer->heard, ElementsAre(ReloadCauseKey(1, 0, 1), ReloadCauseKey(2, 0, 1)));
+}
+
+TEST_F(GeneralMibTest, TellsEveryNotifieeOfTheSameKeyWhateverBecomesOfTheCallersOwn) {
+  ReloadCauseKey key = k;
+  const auto second = Qel::make<Observer>(model);
+  observer->reaction = [&](const ReloadCauseKey&) { key = {9, 9, 9}; };
+  model->reloadCauseTableNotify(key);
+  EXPECT_THAT(second->heard, ElementsAre(k));
+}
+
 TEST_F(GeneralMibTest, NotifyTellsEveryNotifieeInOrder) {
   const auto second = Qel::make<Observer>(model);
   std::string order;
@@ -283,6 +300,20 @@ TEST_F(GeneralMibTest, ItsEndSurvivesANotifieeThatThrows) {
   model = nullptr;
   EXPECT_THAT(observer->heard, ElementsAre(ReloadCauseKey(1, 0, 1), ReloadCauseKey(2, 0, 1)));
   EXPECT_FALSE(second->isRegisteredNotifiee());
+}
+
+TEST_F(GeneralMibTest, ItsEndEndsAlthoughANotifieePutsARowBackAndThrows) {
+  rowsAre({{1, 0, 1}, {2, 0, 1}});
+  GeneralMib* const dying = model.get();
+  observer->reaction = [&](const ReloadCauseKey& key) {
+    if (dying->reloadCauseTable()[key]) return;  // the notification of the row put back
+    dying->reloadCauseTableIs(key, instance);
+    throw std::runtime_error("a fault");
+  };
+  model = nullptr;
+  EXPECT_THAT(observer->heard, ElementsAre(ReloadCauseKey(1, 0, 1), ReloadCauseKey(1, 0, 1),
+                                           ReloadCauseKey(2, 0, 1), ReloadCauseKey(2, 0, 1)));
+  EXPECT_EQ(instance->references(), 1U);
 }
 
 TEST_F(GeneralMibTest, ARowOutlivesTheModelInOtherHands) {
@@ -413,6 +444,21 @@ TEST_F(GeneralMibTest, RefusesReflectiveAccessThatItDoesNotOffer) {
   EXPECT_THROW(reflected->attributeIs("reloadCauseTable", {U32{1}, instance}), Qel::TypeException);
   EXPECT_THROW(reflected->attributeIs("reloadCauseTable", {key, model}), Qel::TypeException);
   EXPECT_TRUE(model->reloadCauseTable().empty());
+}
+
+TEST_F(GeneralMibTest, RefusesARowWithoutAReloadThroughTheReflectiveInterface) {
+  const auto reflected = Qel::genericIf(model);
+  const Qel::GenericValue key = Qel::Ptr<Qel::GenericIf>(Qel::make<ReloadCauseKeyIf>(k));
+  for (const Qel::GenericValue& none :
+       {Qel::GenericValue(), Qel::GenericValue(Qel::Ptr<System::ResetInstance>())}) {
+    EXPECT_THAT(
+        [&] {
+          reflected->attributeIs("reloadCauseTable", {key, none});
+        },
+        ThrowsMessage<Qel::RangeException>(StrEq("null ValidPtr")));
+  }
+  EXPECT_TRUE(model->reloadCauseTable().empty());
+  EXPECT_THAT(observer->heard, IsEmpty());
 }
 
 TEST_F(GeneralMibTest, AGenericNotifieePassesBothFormsOn) {

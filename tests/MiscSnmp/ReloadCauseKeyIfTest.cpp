@@ -76,6 +76,8 @@ TEST_F(ReloadCauseKeyIfTest, ComparesWithOtherKeys) {
 
 TEST_F(ReloadCauseKeyIfTest, IsZeroWhenAllFieldsAre) {
   EXPECT_TRUE(wrapped(0, 0, 0)->isZero());
+  EXPECT_FALSE(wrapped(1, 0, 0)->isZero());
+  EXPECT_FALSE(wrapped(0, 1, 0)->isZero());
   EXPECT_FALSE(wrapped(0, 0, 1)->isZero());
 }
 

@@ -30,6 +30,13 @@ TableHook::TableHook(const Qel::Ptr<GeneralMib>& model, Call call)
   hasNotificationActiveIs(true);
 }
 
+LastWords::LastWords(const Qel::Ptr<Qel::PtrInterface const>& entity, std::function<void()> call)
+    : Qel::Entity::NotifieeConst(Qel::NotifierReference::plain), call_(std::move(call)) {
+  notifierIs(entity);
+  isRegisteredNotifieeIs(true);
+  hasNotificationActiveIs(true);
+}
+
 void AgentFixture::RecordedCell::reloadIs(U32 index,
                                           std::initializer_list<System::ResetCause> causes) {
   fixture_.recorded_[id_][index] = causes;

@@ -58,6 +58,16 @@ class TableHook final : public GeneralMib::NotifieeConst {
   const Call call_;
 };
 
+// Calls back when the watched entity has lost its last reference.
+class LastWords final : public Qel::Entity::NotifieeConst {
+ public:
+  LastWords(const Qel::Ptr<Qel::PtrInterface const>& entity, std::function<void()> call);
+  void onZeroReferences() override { call_(); }
+
+ private:
+  const std::function<void()> call_;
+};
+
 // The own cell of a supervisor pair in the words of its platform: what is recorded of the two
 // cells, the redundancy status, and what the table then shows. This process runs on cell 1, a
 // supervisor, unless told otherwise. The own cell's history is an entity at hand; the peer's is a

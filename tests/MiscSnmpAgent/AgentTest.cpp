@@ -30,22 +30,6 @@ class MachineHook final : public Agent::NotifieeConst {
   const std::function<void()> call_;
 };
 
-// Calls back when the watched status has lost its last reference.
-class StatusEnd final : public Redundancy::RedundancyStatus::NotifieeConst {
- public:
-  StatusEnd(const Qel::Ptr<Redundancy::RedundancyStatus>& status, std::function<void()> call)
-      : Redundancy::RedundancyStatus::NotifieeConst(Qel::NotifierReference::plain),
-        call_(std::move(call)) {
-    notifierIs(status);
-    isRegisteredNotifieeIs(true);
-    hasNotificationActiveIs(true);
-  }
-  void onZeroReferences() override { call_(); }
-
- private:
-  const std::function<void()> call_;
-};
-
 }  // namespace
 
 class AgentTest : public QuietAgentFixture {
@@ -193,6 +177,39 @@ TEST_F(AgentTest, AMachineThatANotifieeReplacesIsNotSwitchedOn) {
   EXPECT_FALSE(isOn(first));
 }
 
+TEST_F(AgentTest, AMachineRemovedWhileItIsSwitchedOnHearsNothingMore) {
+  cell(1).reloaded({{"Power loss", 1}});
+  cell(2).reloaded({{"Panic", 2}});
+  peerIsReachable();
+  const auto agent = this->agent();
+  agent->resetHistorySmDel();
+  auto hook =
+      Qel::make<TableHook>(model_, [&](const ReloadCauseKey&) { agent->resetHistorySmDel(); });
+
+  const auto removed = same(agent);
+
+  ASSERT_EQ(agent->resetHistorySm(), nullptr);
+  EXPECT_FALSE(isOn(removed));
+  EXPECT_FALSE(isOn(removed->curCellResetInstanceSm()[0]));
+  EXPECT_FALSE(isOn(removed->peerCellResetHistoryStatusDirMounter()));
+  hook = nullptr;
+  log();
+  cell(1).causeIs({"Watchdog", 3});
+  settle();
+  EXPECT_THAT(log(), IsEmpty());
+}
+
+TEST_F(AgentTest, ANotifieeMayLetGoOfTheAgentThatTellsOfItsMachine) {
+  auto agent = this->agent();
+  const auto hook = Qel::make<MachineHook>(agent, [&] { agent = nullptr; });
+
+  const auto machine = agent->resetHistorySmIs(status_, model_, history_, entityManager_, "a");
+
+  EXPECT_EQ(Agent::liveCount(), 0U);
+  EXPECT_EQ(machine->cellType(), "a");
+  EXPECT_FALSE(isOn(machine));
+}
+
 TEST_F(AgentTest, ItsEndSwitchesTheMachineOff) {
   auto agent = this->agent();
   const auto machine = agent->resetHistorySm();
@@ -210,10 +227,26 @@ TEST_F(AgentTest, ItsEndSwitchesTheMachineOff) {
   EXPECT_THAT(log(), IsEmpty());
 }
 
+TEST_F(AgentTest, AMachineSetByANotifieeOfItsEndIsSwitchedOffToo) {
+  auto agent = this->agent();
+  Agent* const dying = agent.get();
+  bool isLate = false;
+  Qel::Ptr<ResetHistorySm> late;
+  const auto hook = Qel::make<MachineHook>(agent, [&] {
+    if (std::exchange(isLate, true)) return;
+    late = dying->resetHistorySmIs(status_, model_, history_, entityManager_, "late");
+    EXPECT_TRUE(isOn(late));
+  });
+
+  agent = nullptr;
+
+  EXPECT_FALSE(isOn(late));
+}
+
 TEST_F(AgentTest, ItsEndLetsItsNotifieesGoBeforeItsInputs) {
   auto agent = this->agent();
   const auto hook = Qel::make<MachineHook>(agent, [] {});
-  const auto atTheEnd = Qel::make<StatusEnd>(status_, [&] {
+  const auto atTheEnd = Qel::make<LastWords>(status_, [&] {
     EXPECT_FALSE(hook->isRegisteredNotifiee());
     log_.note("status");
   });
@@ -258,6 +291,41 @@ TEST_F(AgentTest, AnErrorWhileAMachineIsMadeKeepsTheOldOne) {
 
   EXPECT_EQ(agent->resetHistorySm(), machine);
   EXPECT_THAT(log(), ElementsAre("- 0.0.1"));
+}
+
+TEST_F(AgentTest, AnErrorWhileAMachineIsSwitchedOnStoresNoneAndAskingAgainMakesAGoodOne) {
+  cell(1).reloaded({{"Power loss", 1}});
+  const auto agent = this->agent();
+  agent->resetHistorySmDel();
+  auto hook = Qel::make<TableHook>(model_, [&](const ReloadCauseKey&) {
+    if (agent->resetHistorySm()) throw std::runtime_error("no machine of the first reload");
+  });
+
+  EXPECT_THROW(same(agent), std::runtime_error);
+  hook = nullptr;
+
+  EXPECT_EQ(agent->resetHistorySm(), nullptr);
+  EXPECT_EQ(ResetHistorySm::liveCount(), 0U);
+  EXPECT_TRUE(isOn(same(agent)));
+  log();
+  cell(1).causeIs({"Watchdog", 3});
+  EXPECT_THAT(log(), ElementsAre("- 0.0.1", "- 1.0.1", "+ 0.0.1", "+ 1.0.1", "+ 0.0.2", "+ 1.0.2"));
+}
+
+TEST_F(AgentTest, AnErrorOfWhoHearsOfAMachineStoresNoneAndAskingAgainMakesAGoodOne) {
+  const auto agent = this->agent();
+  agent->resetHistorySmDel();
+  auto hook = Qel::make<MachineHook>(agent, [&] {
+    if (agent->resetHistorySm()) throw std::runtime_error("not this one");
+    log_.note("removed");
+  });
+
+  EXPECT_THROW(same(agent), std::runtime_error);
+
+  EXPECT_THAT(log(), ElementsAre("removed"));
+  EXPECT_EQ(agent->resetHistorySm(), nullptr);
+  hook = nullptr;
+  EXPECT_TRUE(isOn(same(agent)));
 }
 
 TEST_F(AgentTest, OnlyAnAgentIsWatchedByItsNotifiees) {

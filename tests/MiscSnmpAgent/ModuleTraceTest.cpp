@@ -15,8 +15,8 @@ TEST(ModuleTrace, HasOneHandleOfTheFacilityMiscSnmp) {
 TEST(ModuleTrace, BuildsALineOnlyWhenItsLevelIsOn) {
   support::TraceRecorder log({{"MiscSnmp", 1}});
 
-  EXPECT_FALSE(agentTrace(2, "handler"));
-  if (auto trace = agentTrace(1, "handler")) *trace << "a decision";
+  EXPECT_FALSE(agentTrace(2));
+  if (auto trace = agentTrace(1)) *trace << "a decision";
 
   EXPECT_THAT(log.lines(), testing::ElementsAre("MiscSnmp 1: a decision"));
 }
@@ -25,11 +25,22 @@ TEST(ModuleTrace, RecordsNameTheModelTheHandlerAndTheLine) {
   support::TraceRecorder log;
 
   const int line = __LINE__ + 1;
-  agentTrace(0, "handler");
+  agentTrace({0, "handler"});
 
   ASSERT_EQ(log.records().size(), 1U);
   EXPECT_EQ(log.records()[0].file, "MiscSnmpAgent");
   EXPECT_EQ(log.records()[0].function, "handler");
+  EXPECT_EQ(log.records()[0].position, line);
+}
+
+TEST(ModuleTrace, ABareLevelTakesTheFunctionAndTheLineThatItStandsIn) {
+  support::TraceRecorder log;
+
+  const int line = __LINE__ + 1;
+  agentTrace(0);
+
+  ASSERT_EQ(log.records().size(), 1U);
+  EXPECT_EQ(log.records()[0].function, __func__);
   EXPECT_EQ(log.records()[0].position, line);
 }
 

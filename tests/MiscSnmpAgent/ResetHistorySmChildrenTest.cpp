@@ -164,6 +164,38 @@ TEST_F(ResetHistorySmTest, KeepsTheMounterOfEqualPaths) {
   EXPECT_EQ(machine->peerCellResetHistoryStatusDirMounter(), third);
 }
 
+TEST_F(ResetHistorySmTest, KnowsTheMounterByItsTwoPathsAlone) {
+  const auto machine = started();
+  const auto other = made();
+  const auto otherManager = Qel::make<Kavra::EntityManager>(feed_);
+  const auto first = machine->peerCellResetHistoryStatusDirMounterIs(
+      "a", "b", entityManager_, Qel::activityManager()->clock(), machine);
+
+  EXPECT_EQ(machine->peerCellResetHistoryStatusDirMounterIs("a", "b", otherManager, nullptr, other),
+            first);
+
+  EXPECT_EQ(first->entityManager(), entityManager_);
+  EXPECT_EQ(first->clock(), Qel::activityManager()->clock());
+  EXPECT_EQ(first->resetHistorySm(), machine);
+}
+
+TEST_F(ResetHistorySmTest, AMounterSetByWhoeverHearsOfTheEndOfTheOldOneTakesThePlaceOfTheNew) {
+  auto machine = started();
+  const auto mounterIs = [&](const char* path) {
+    machine->peerCellResetHistoryStatusDirMounterIs("", path, entityManager_, nullptr, machine);
+  };
+  mounterIs("old");
+  const auto words = Qel::make<LastWords>(machine->peerCellResetHistoryStatusDirMounter(),
+                                          [&] { mounterIs("last"); });
+
+  mounterIs("new");
+
+  EXPECT_EQ(machine->peerCellResetHistoryStatusDirMounter()->path(), "last");
+  EXPECT_EQ(PeerCellResetHistoryStatusDirMounter::liveCount(), 1U);
+  machine = nullptr;
+  EXPECT_EQ(ResetHistorySm::liveCount(), 0U);
+}
+
 TEST_F(ResetHistorySmTest, DropsTheMounterSwitchedOff) {
   protocolIs(kProtocolWithPeer);
   const auto machine = started();

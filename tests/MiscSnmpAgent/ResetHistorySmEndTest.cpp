@@ -1,4 +1,8 @@
 // How a machine and what it holds end.
+#include <functional>
+#include <utility>
+#include <vector>
+
 #include "MiscSnmpAgent/ResetHistorySm.h"
 #include "MiscSnmpAgent/ResetHistorySmFixture.h"
 
@@ -91,6 +95,123 @@ TEST_F(ResetHistorySmTest, LetGoInsideItsOwnReactionEndsAfterIt) {
   EXPECT_EQ(ResetHistorySm::liveCount(), 0U);
   cell(1).causeIs(kPowerLoss);
   EXPECT_THAT(log(), IsEmpty());
+}
+
+TEST_F(ResetHistorySmTest, MayBeLetGoByWhoeverHearsOfItsRows) {
+  struct Case {
+    const char* name;
+    std::function<void()> prepare;
+    std::function<void()> call;
+  };
+  Qel::Ptr<ResetHistorySm> machine;
+  const auto nothing = [] {};
+  const auto noRows = [&] { model_->reloadCauseTableDelAll(); };
+  const auto noMachines = [&] {
+    machine->curCellResetInstanceSmDelAll();
+    machine->peerCellResetInstanceSmDelAll();
+  };
+  const std::vector<Case> cases{
+      {"peer history", nothing, [&] { machine->peerCellResetHistoryIs(historyWith(kPowerLoss)); }},
+      {"new peer history", noMachines,
+       [&] { machine->peerCellResetHistoryIs(historyWith(kPowerLoss)); }},
+      {"status", [&] { machine->redundancyStatusDel(); },
+       [&] { machine->redundancyStatusIs(status_); }},
+      {"own history",
+       [&] {
+         machine->curCellResetHistoryDel();
+         noMachines();
+       },
+       [&] { machine->curCellResetHistoryIs(history_); }},
+      {"switch",
+       [&] {
+         machine->hasNotificationActiveIs(false);
+         noMachines();
+       },
+       [&] { machine->hasNotificationActiveIs(true); }},
+      {"start", nothing, [&] { machine->handleInitialized(); }},
+      {"another protocol", nothing, [&] { protocolIs(kProtocolWithoutPeer); }},
+      {"protocol handler",
+       [&] {
+         machine->hasNotificationActiveIs(false);
+         protocolIs(kProtocolWithoutPeer);
+       },
+       [&] { machine->handleRedundancyProtocol(); }},
+      {"all rows", nothing, [&] { machine->deleteAllCellResetHistory(); }},
+      {"own rows", nothing, [&] { machine->deleteCurCellResetHistory(); }},
+      {"written own rows", noRows, [&] { machine->handleCurCellResetHistory(); }},
+      {"peer rows", nothing, [&] { machine->handlePeerCellResetHistory(); }},
+      {"written peer rows", noRows, [&] { machine->handlePeerCellResetHistory(); }},
+      {"own update", noMachines, [&] { machine->handleCurCellResetHistoryUpdate(); }},
+      {"peer update", noMachines, [&] { machine->handlePeerCellResetHistoryUpdate(); }},
+      {"own machine", nothing, [&] { machine->curCellResetInstanceSmIs(5, nullptr, machine); }},
+      {"peer machine", nothing, [&] { machine->peerCellResetInstanceSmIs(5, nullptr, machine); }}};
+  // The walks over reloads have one to go on with.
+  for (const U32 id : {1U, 2U}) cell(id).reloadIs(1, {});
+  for (const Case& each : cases) {
+    SCOPED_TRACE(each.name);
+    machine = mounted();
+    each.prepare();
+    const auto hook =
+        Qel::make<TableHook>(model_, [&](const ReloadCauseKey&) { machine = nullptr; });
+
+    each.call();
+
+    EXPECT_EQ(machine, nullptr);
+    EXPECT_EQ(ResetHistorySm::liveCount(), 0U);
+  }
+}
+
+TEST_F(ResetHistorySmTest, MayBeLetGoByWhoeverHearsOfTheEndOfWhatItReleases) {
+  auto machine = mounted();
+  auto words = Qel::make<LastWords>(machine->peerCellResetHistoryStatusDirMounter(),
+                                    [&] { machine = nullptr; });
+  machine->handleRedundancyProtocol();
+  EXPECT_EQ(ResetHistorySm::liveCount(), 0U);
+
+  machine = mounted();
+  words->notifierIs(machine->peerCellResetHistoryStatusDirMounter());
+  words->isRegisteredNotifieeIs(true);
+  machine->peerCellResetHistoryStatusDirMounterIs("", "elsewhere", entityManager_, nullptr,
+                                                  machine);
+  EXPECT_EQ(ResetHistorySm::liveCount(), 0U);
+
+  for (const bool own : {true, false}) {
+    machine = mounted();
+    auto reload = Qel::make<System::ResetInstance>(3U);
+    for (const U32 key : {3U, 4U}) {
+      const auto watched = key == 3U ? reload : nullptr;
+      machine->curCellResetInstanceSmIs(key, own ? watched : nullptr, machine);
+      machine->peerCellResetInstanceSmIs(key, own ? nullptr : watched, machine);
+    }
+    words->notifierIs(reload);
+    words->isRegisteredNotifieeIs(true);
+    reload = nullptr;
+    if (own) {
+      machine->curCellResetInstanceSmDelAll();
+    } else {
+      machine->deletePeerCellResetInstanceSm();
+    }
+    EXPECT_EQ(ResetHistorySm::liveCount(), 0U);
+  }
+}
+
+TEST_F(ResetHistorySmTest, MayBeLetGoWhileWhatItHoldsRefersToAnother) {
+  const auto other = made();
+  auto machine = mounted();
+  const auto letGo = [&] { machine = nullptr; };
+  const auto hook = Qel::make<TableHook>(model_, [&](const ReloadCauseKey&) { letGo(); });
+  machine->curCellResetInstanceSmIs(3, nullptr, other);
+  EXPECT_EQ(ResetHistorySm::liveCount(), 1U);
+
+  hook->hasNotificationActiveIs(false);
+  machine = started();
+  auto reload = Qel::make<System::ResetInstance>(3U);
+  machine->peerCellResetInstanceSmIs(3, reload, other);
+  machine->peerCellResetInstanceSmIs(4, nullptr, other);
+  const auto words = Qel::make<LastWords>(reload, letGo);
+  reload = nullptr;
+  machine->peerCellResetInstanceSmDelAll();
+  EXPECT_EQ(ResetHistorySm::liveCount(), 1U);
 }
 
 TEST_F(ResetHistorySmTest, ReleasesItsChildrenThenItsReactorsThenItsInputs) {

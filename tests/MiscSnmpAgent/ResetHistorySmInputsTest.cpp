@@ -1,6 +1,7 @@
 // What is watched is switched off and on, replaced and taken away.
 #include "MiscSnmpAgent/ResetHistorySm.h"
 #include "MiscSnmpAgent/ResetHistorySmFixture.h"
+#include "Qel/ActivityManager.h"
 #include "Qel/Exception.h"
 
 namespace MiscSnmp::Agent {
@@ -79,6 +80,43 @@ TEST_F(ResetHistorySmTest, SwitchedOnLooksAtThePeersHistoryThatStands) {
   EXPECT_THAT(rows(), ElementsAre("2.0.1 Watchdog @1700000001"));
 }
 
+TEST_F(ResetHistorySmTest, TheSwitchGoesFromTheReactorsToTheMachinesToTheMounter) {
+  const auto machine = mounted();
+  machine->handleRedundancyProtocol();
+  machine->hasNotificationActiveIs(false);
+  settle();  // a mount waits for its mounter to be switched on
+  machine->curCellResetInstanceSmDelAll();
+  machine->peerCellResetInstanceSmDelAll();
+  const auto own = machine->curCellResetInstanceSmIs(3, nullptr, machine);
+  const auto peer = machine->peerCellResetInstanceSmIs(3, nullptr, machine);
+  const auto peerHistory = machine->peerCellResetHistory();
+  const auto note = [&](const std::string& when) {
+    std::string on = when + ":";
+    if (reactorOn<ResetHistorySm::QelRedundancyStatus>(status_)) on += " status";
+    if (reactorOn<ResetHistorySm::QelCurCellResetHistory>(history_)) on += " own history";
+    if (reactorOn<ResetHistorySm::QelPeerCellResetHistory>(peerHistory)) on += " peer history";
+    if (isOn(own)) on += " own machine";
+    if (isOn(peer)) on += " peer machine";
+    if (isOn(machine->peerCellResetHistoryStatusDirMounter())) on += " mounter";
+    log_.note(on);
+  };
+  const auto hook = Qel::make<TableHook>(model_, [&](const ReloadCauseKey& key) {
+    if (!model_->reloadCauseTable()[key]) note("rebuilt");
+  });
+  Qel::activityManager()->wakeUpIs([&] { note("mount due"); });
+  log();
+
+  machine->hasNotificationActiveIs(true);
+
+  Qel::activityManager()->wakeUpIs({});
+  EXPECT_THAT(log(),
+              ElementsAre("- 0.0.1", "rebuilt: status own history",                        //
+                          "- 1.0.1", "rebuilt: status own history", "+ 0.0.1", "+ 1.0.1",  //
+                          "- 2.0.1", "rebuilt: status own history peer history", "+ 2.0.1",
+                          "mount due: status own history peer history own machine peer machine "
+                          "mounter"));
+}
+
 // ---- mutators of what is watched
 
 TEST_F(ResetHistorySmTest, WatchingThePresentStatusAgainChangesNothing) {
@@ -153,6 +191,27 @@ TEST_F(ResetHistorySmTest, AMachineThatIsOffTakesOnAStatusThatItDoesNotHear) {
   protocolIs(kProtocolWithPeer);
 
   EXPECT_EQ(machine->peerCellResetHistoryStatusDirMounter(), nullptr);
+}
+
+TEST_F(ResetHistorySmTest, WhatAZombieTakesOnItNeitherActsOnNorHears) {
+  const auto machine = started();
+  machine->redundancyStatusDel();
+  machine->curCellResetHistoryDel();
+  protocolIs(kProtocolWithPeer);
+  cell(1).reloaded({kPowerLoss});
+  const auto peerHistory = historyWith(kWatchdog);
+  machine->qelDoZombieReactors(true);
+
+  machine->redundancyStatusIs(status_);
+  machine->curCellResetHistoryIs(history_);
+  EXPECT_EQ(machine->peerCellResetHistoryStatusDirMounter(), nullptr);
+  machine->peerCellResetHistoryIs(peerHistory);
+  EXPECT_EQ(ResetInstanceSm::liveCount(), 0U);
+  log_.levelIs("MiscSnmp", 8);
+  switchoverCapableIs(true);
+  history_->rebootHistoryIs(1);
+  peerHistory->rebootHistoryIs(1);
+  EXPECT_THAT(log(), IsEmpty());
 }
 
 TEST_F(ResetHistorySmTest, AnOwnHistoryThatIsWatchedAnewIsFollowed) {

@@ -56,6 +56,59 @@ TEST_F(ResetHistorySmTest, EachPassWithAPeerDropsTheMounterAndMakesAnother) {
   EXPECT_NE(machine->peerCellResetHistoryStatusDirMounter(), nullptr);
 }
 
+TEST_F(ResetHistorySmTest, APassWithAPeerTracesThenDropsTheMounterThenMakesAnother) {
+  protocolIs(kProtocolWithPeer);
+  const auto machine = started();
+  const auto first = Qel::make<LastWords>(machine->peerCellResetHistoryStatusDirMounter(), [this] {
+    log_.note(Qel::format("first mounter goes, mounters %u",
+                          PeerCellResetHistoryStatusDirMounter::liveCount())
+                  .stdString());
+  });
+  log_.levelIs("MiscSnmp", 8);
+
+  machine->handleRedundancyProtocol();
+
+  EXPECT_THAT(log(), ElementsAre("MiscSnmp 8: void MiscSnmp::Agent::ResetHistorySm::"
+                                 "handleRedundancyProtocol() rootPath : , path : "
+                                 "cell/2/sys/reset/history",
+                                 "first mounter goes, mounters 1"));
+}
+
+TEST_F(ResetHistorySmTest, AnotherProtocolReleasesThePeersMachinesThenRowsThenHistory) {
+  const auto machine = mounted();
+  const auto hook = Qel::make<TableHook>(model_, [&](const ReloadCauseKey&) {
+    EXPECT_TRUE(machine->peerCellResetInstanceSm().empty());
+    EXPECT_EQ(ResetInstanceSm::liveCount(), 1U);
+    EXPECT_NE(machine->peerCellResetHistory(), nullptr);
+  });
+
+  protocolIs(kProtocolWithoutPeer);
+
+  EXPECT_THAT(log(), ElementsAre("- 2.0.1"));
+  EXPECT_EQ(machine->peerCellResetHistory(), nullptr);
+}
+
+TEST_F(ResetHistorySmTest, AnotherProtocolInsideTheWritingOfThePeersRowsLeavesSomeUntilTheNext) {
+  cell(2).reloaded({kPowerLoss, kWatchdog});
+  protocolIs(kProtocolWithPeer);
+  switchoverCapableIs(true);
+  const auto machine = made();
+  machine->hasNotificationActiveIs(true);
+  auto hook = Qel::make<TableHook>(
+      model_, [this](const ReloadCauseKey&) { protocolIs(kProtocolWithoutPeer); });
+
+  settle();
+
+  EXPECT_EQ(machine->peerCellResetHistory(), nullptr);
+  EXPECT_EQ(machine->peerCellResetInstanceSm().members(), 1U);
+  EXPECT_THAT(rows(), ElementsAre("2.0.2 Watchdog @1700000001"));
+
+  hook = nullptr;
+  protocolIs(Redundancy::RedundancyProtocol::none);
+  EXPECT_TRUE(machine->peerCellResetInstanceSm().empty());
+  EXPECT_THAT(rows(), IsEmpty());
+}
+
 TEST_F(ResetHistorySmTest, AnotherProtocolTakesThePeerAwayAndKeepsTheMounter) {
   const auto machine = mounted();
   const auto mounter = machine->peerCellResetHistoryStatusDirMounter();
@@ -105,6 +158,17 @@ TEST_F(ResetHistorySmTest, RemovesRowsOfUnitZeroAndOwnCell) {
   machine->deleteCurCellResetHistory();
 
   EXPECT_THAT(log(), ElementsAre("- 0.0.1", "- 1.1.1"));
+}
+
+TEST_F(ResetHistorySmTest, RemovesRowsOfUnitZeroAndOwnCellOnCell2) {
+  Cell::cellIdIs(2);
+  const auto machine = made();
+  for (const U32 unit : {0U, 1U, 2U, 3U}) rowIs({unit, unit, 1});
+  log();
+
+  machine->deleteCurCellResetHistory();
+
+  EXPECT_THAT(log(), ElementsAre("- 0.0.1", "- 2.2.1"));
 }
 
 TEST_F(ResetHistorySmTest, RemovesRowsOfThePeersUnitWhateverTheirReload) {

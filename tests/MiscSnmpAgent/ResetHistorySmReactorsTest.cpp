@@ -1,7 +1,4 @@
 // What each notification of a watched entity triggers, with reactors made by hand.
-#include <functional>
-#include <utility>
-
 #include "MiscSnmpAgent/AgentFixture.h"
 #include "MiscSnmpAgent/ResetHistorySm.h"
 
@@ -22,21 +19,6 @@ const std::vector<std::string> kPeerLooked{
     "switchoverCapable : 0",
     "MiscSnmp 1: void MiscSnmp::Agent::ResetHistorySm::handlePeerCellResetHistory() Peer "
     "ReloadCauseAgent is still warming up: 0"};
-
-// Does something when the watched entity has lost its last reference.
-class LastWords final : public Qel::Entity::NotifieeConst {
- public:
-  LastWords(const Qel::Ptr<Qel::PtrInterface const>& entity, std::function<void()> call)
-      : Qel::Entity::NotifieeConst(Qel::NotifierReference::plain), call_(std::move(call)) {
-    notifierIs(entity);
-    isRegisteredNotifieeIs(true);
-    hasNotificationActiveIs(true);
-  }
-  void onZeroReferences() override { call_(); }
-
- private:
-  const std::function<void()> call_;
-};
 
 }  // namespace
 

@@ -3,6 +3,7 @@
 
 #include <stdexcept>
 #include <type_traits>
+#include <utility>
 
 #include "MiscSnmpAgent/AgentFixture.h"
 #include "Qel/Exception.h"
@@ -83,6 +84,19 @@ TYPED_TEST(ResetInstanceSmTest, RebuildsTheRowsOfItsCellOnceWhileItIsMade) {
   EXPECT_EQ(machine->resetInstance(), this->reload_);
   EXPECT_EQ(machine->resetHistorySm(), this->owner_);
   EXPECT_TRUE(this->isOn(machine));
+}
+
+TYPED_TEST(ResetInstanceSmTest, HearsNothingBeforeItsFirstRebuildIsDone) {
+  bool isRecorded = false;
+  const auto hook = Qel::make<TableHook>(this->model_, [&](const ReloadCauseKey&) {
+    EXPECT_EQ(reactorOn<typename TestFixture::Reactor>(this->reload_), nullptr);
+    if (!std::exchange(isRecorded, true)) this->reload_->causeQPush(kPowerLoss);
+  });
+
+  const auto machine = this->sm(7, this->reload_);
+
+  EXPECT_THAT(this->log(), this->rebuiltOnce());
+  EXPECT_NE(reactorOn<typename TestFixture::Reactor>(this->reload_), nullptr);
 }
 
 TYPED_TEST(ResetInstanceSmTest, WithoutAReloadRebuildsOnceAndNeverReacts) {
@@ -170,6 +184,20 @@ TYPED_TEST(ResetInstanceSmTest, AReactorThatIsReboundRebuildsAndFollows) {
   EXPECT_EQ(reactor->resetInstance(), nullptr);
   this->other_->causeQPush(kPowerLoss);
   EXPECT_THAT(this->log(), IsEmpty());
+}
+
+TYPED_TEST(ResetInstanceSmTest, AReactorThatIsReboundRebuildsBeforeItIsRegisteredAgain) {
+  const auto machine = this->watching();
+  const auto reactor = this->reactor(machine);
+  const auto hook = Qel::make<TableHook>(this->model_, [&](const ReloadCauseKey&) {
+    EXPECT_EQ(reactor->resetInstance(), this->other_);
+    EXPECT_FALSE(reactor->isRegisteredNotifiee());
+  });
+
+  reactor->notifierIs(this->other_);
+
+  EXPECT_THAT(this->log(), this->rebuiltOnce());
+  EXPECT_TRUE(reactor->isRegisteredNotifiee());
 }
 
 TYPED_TEST(ResetInstanceSmTest, WatchingThePresentReloadAgainChangesNothing) {
@@ -262,6 +290,23 @@ TYPED_TEST(ResetInstanceSmTest, TheWatchMayEndInsideItsOwnReaction) {
   EXPECT_EQ(machine->resetInstance(), nullptr);
   this->other_->causeQPush(kPowerLoss);
   EXPECT_THAT(this->log(), IsEmpty());
+}
+
+TYPED_TEST(ResetInstanceSmTest, MayBeLetGoInsideItsOwnRebuild) {
+  auto machine = this->watching();
+  const auto hook =
+      Qel::make<TableHook>(this->model_, [&](const ReloadCauseKey&) { machine = nullptr; });
+
+  machine->resetInstanceIs(this->other_);
+  EXPECT_EQ(ResetInstanceSm::liveCount(), 0U);
+  EXPECT_THAT(this->log(), this->rebuiltOnce());
+
+  hook->hasNotificationActiveIs(false);
+  machine = this->watching();
+  hook->hasNotificationActiveIs(true);
+  machine->handleInitialized();
+  EXPECT_EQ(ResetInstanceSm::liveCount(), 0U);
+  EXPECT_THAT(this->log(), this->rebuiltOnce());
 }
 
 TYPED_TEST(ResetInstanceSmTest, SwitchedOffHearsNothingUntilItIsSwitchedOn) {

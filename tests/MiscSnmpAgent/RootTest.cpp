@@ -43,6 +43,7 @@ class RootTest : public QuietAgentFixture {
             "supervisor"};
   }
 
+  bool isNesting_ = false;  // of a hook that acts once
   Qel::Ptr<Root> root_ = rootFactory("root");
   Qel::Ptr<AgentHook> hook_ = Qel::make<AgentHook>(root_, [this] { log_.note("agent"); });
 };
@@ -177,6 +178,68 @@ TEST_F(RootTest, AReplacedMachineNeverWritesAgain) {
   EXPECT_THAT(log(), IsEmpty());
 }
 
+TEST_F(RootTest, AnAgentSetWhileAnotherIsMadeLosesItsParentToIt) {
+  cell(1).reloaded({{"Power loss", 1}});
+  Qel::Ptr<Agent> nested;
+  const auto hook = Qel::make<TableHook>(model_, [&](const ReloadCauseKey&) {
+    if (!std::exchange(isNesting_, true)) nested = agentIs("nested");
+  });
+
+  const auto agent = agentIs();
+
+  EXPECT_EQ(root_->agent(), agent);
+  EXPECT_EQ(agent->parent(), root_.get());
+  EXPECT_EQ(nested->parent(), nullptr);
+  EXPECT_EQ(nested->parentAttribute(), "");
+}
+
+TEST_F(RootTest, ANotifieeMayLetGoOfTheRootWhileItsAgentIsMade) {
+  cell(1).reloaded({{"Power loss", 1}});
+  const auto hook =
+      Qel::make<TableHook>(model_, [this](const ReloadCauseKey&) { root_ = nullptr; });
+
+  const auto agent = agentIs();
+
+  EXPECT_EQ(root_, nullptr);
+  EXPECT_FALSE(hook_->isRegisteredNotifiee());
+  EXPECT_EQ(agent->parent(), nullptr);
+}
+
+TEST_F(RootTest, AnAgentReplacedInsideItsRebuildIsOverwrittenUntilTheNextChange) {
+  cell(1).reloaded({{"Power loss", 1}});
+  agentIs("supervisor");
+  const auto hook = Qel::make<TableHook>(model_, [this](const ReloadCauseKey&) {
+    if (!std::exchange(isNesting_, true)) agentIs("linecard");
+  });
+
+  cell(1).causeIs({"Watchdog", 3});
+  EXPECT_THAT(rows(), ElementsAre("0.0.1 Power loss @1", "0.0.2 Watchdog @3", "1.0.1 Power loss @1",
+                                  "1.0.2 Watchdog @3"));
+  EXPECT_EQ(ResetHistorySm::liveCount(), 1U);
+
+  cell(1).causeIs({"Panic", 4});
+  EXPECT_THAT(rows(), ElementsAre("0.0.1 Power loss @1", "0.0.2 Watchdog @3", "0.0.3 Panic @4"));
+}
+
+TEST_F(RootTest, AnAgentReplacedInsideItsRebuildRaisesWhereTheNewOneShowsAnotherReload) {
+  cell(1).reloaded({{"Power loss", 1}});
+  agentIs();
+  const auto other = Qel::make<System::ResetCauseHistory>("other");
+  const auto reload = other->rebootHistoryIs(0);
+  reload->causeQPush({"Panic", 4});
+  const auto hook = Qel::make<TableHook>(model_, [&](const ReloadCauseKey&) {
+    if (std::exchange(isNesting_, true)) return;
+    root_->agentIs(status_, model_, other, entityManager_, cellType_);
+  });
+
+  EXPECT_THROW(cell(1).causeIs({"Watchdog", 3}), Qel::NameInUseException);
+  EXPECT_EQ(ResetHistorySm::liveCount(), 1U);
+
+  reload->causeQPush({"Watchdog", 5});
+  EXPECT_THAT(rows(), ElementsAre("0.0.1 Panic @4", "0.0.2 Watchdog @5", "1.0.1 Panic @4",
+                                  "1.0.2 Watchdog @5"));
+}
+
 TEST_F(RootTest, RemovesTheAgent) {
   const auto agent = agentIs();
   log();
@@ -215,6 +278,26 @@ TEST_F(RootTest, ItsEndDetachesAnAgentThatIsHeld) {
 
   EXPECT_EQ(agent->parent(), nullptr);
   EXPECT_TRUE(isOn(agent->resetHistorySm()));
+}
+
+TEST_F(RootTest, AnAgentSetByANotifieeOfItsEndIsDetachedToo) {
+  agentIs();
+  Root* const dying = root_.get();
+  Qel::Ptr<Agent> late;
+  const auto hook = Qel::make<AgentHook>(root_, [&] {
+    if (!std::exchange(isNesting_, true)) {
+      late = dying->agentIs(status_, model_, history_, entityManager_, "late");
+    }
+  });
+
+  log();
+
+  root_ = nullptr;
+
+  EXPECT_EQ(late->cellType(), "late");
+  EXPECT_EQ(late->parent(), nullptr);
+  // Told of the old one's end and of the late one; of its end nobody is left to hear.
+  EXPECT_THAT(log(), ElementsAre("agent", "agent"));
 }
 
 TEST_F(RootDeathTest, AnErrorThatWouldEscapeItsEndEndsTheProcess) {

@@ -6,6 +6,7 @@
 #include <memory>
 #include <string>
 
+#include "Qel/Strep.h"
 #include "support/TraceRecorder.h"
 
 namespace {
@@ -37,6 +38,17 @@ TEST_F(ExceptionTest, EachRaisesItsOwnErrorWithTheText) {
   EXPECT_EQ(textOf<Qel::TypeException>(Qel::throwTypeException), "the text");
   EXPECT_EQ(textOf<Qel::OperationNotSupportedException>(Qel::throwOperationNotSupportedException),
             "the text");
+}
+
+TEST_F(ExceptionTest, AKeyInUseIsTellingOfTheAttributeAndBothItsValues) {
+  const int present = 0;
+  EXPECT_EQ(textOf<Qel::NameInUseException>([&](const char*) {
+              Qel::throwReinstantiationException("_lamp", nullptr, &present, "Lamp");
+            }),
+            "Reinstantiating the pointer interface where constructor parameter attribute _lamp has "
+            "a different value of Ptr('Lamp', null) than the current value of " +
+                Qel::valueToStrepOfRawPtr(&present, "Lamp").stdString() + " not allowed");
+  EXPECT_EQ(recorder_.lines().size(), 1U);
 }
 
 TEST_F(ExceptionTest, RangeAndNameErrorsAreReported) {

@@ -1,5 +1,4 @@
-#include "MiscSnmpAgent/MakeValid.h"
-
+// What the factories and mutators of the agent make of a lack of memory.
 #include <cstddef>
 #include <functional>
 #include <limits>
@@ -8,6 +7,7 @@
 #include "MiscSnmpAgent/AgentFixture.h"
 #include "MiscSnmpAgent/Root.h"
 #include "Qel/ActivityManager.h"
+#include "Qel/Exception.h"
 
 namespace {
 int objectsLeft = std::numeric_limits<int>::max();
@@ -24,9 +24,9 @@ void* __wrap__ZnwmRKSt9nothrow_t(std::size_t size, const std::nothrow_t& tag) {
 
 namespace MiscSnmp::Agent {
 
-class MakeValid : public QuietAgentFixture {
+class OutOfMemory : public QuietAgentFixture {
  protected:
-  ~MakeValid() override { objectsLeft = std::numeric_limits<int>::max(); }
+  ~OutOfMemory() override { objectsLeft = std::numeric_limits<int>::max(); }
 
   // The error of `work` when there is memory for `most` more objects.
   static std::string errorWith(int most, const std::function<void()>& work) {
@@ -42,11 +42,11 @@ class MakeValid : public QuietAgentFixture {
   }
 };
 
-TEST_F(MakeValid, ARootWithoutMemoryIsRefused) {
+TEST_F(OutOfMemory, ARootWithoutMemoryIsRefused) {
   EXPECT_EQ(errorWith(0, [] { rootFactory("root"); }), "null ValidPtr");
 }
 
-TEST_F(MakeValid, AnAgentWithoutMemoryForItAndItsMachineIsRefusedAndNotStored) {
+TEST_F(OutOfMemory, AnAgentWithoutMemoryForItAndItsMachineIsRefusedAndNotStored) {
   const auto root = rootFactory("root");
   const auto agentIs = [&] {
     root->agentIs(status_, model_, history_, entityManager_, "supervisor");
@@ -60,7 +60,7 @@ TEST_F(MakeValid, AnAgentWithoutMemoryForItAndItsMachineIsRefusedAndNotStored) {
   EXPECT_EQ(errorWith(2, agentIs), "no error");
 }
 
-TEST_F(MakeValid, AMachineWithoutMemoryIsRefusedAndTheOldOneKept) {
+TEST_F(OutOfMemory, AMachineWithoutMemoryIsRefusedAndTheOldOneKept) {
   const auto root = rootFactory("root");
   const auto agent = root->agentIs(status_, model_, history_, entityManager_, "supervisor");
   const auto machine = agent->resetHistorySm();
@@ -72,7 +72,7 @@ TEST_F(MakeValid, AMachineWithoutMemoryIsRefusedAndTheOldOneKept) {
   EXPECT_EQ(agent->resetHistorySm(), machine);
 }
 
-TEST_F(MakeValid, InstanceMachinesAndMountersWithoutMemoryAreRefusedAndNotStored) {
+TEST_F(OutOfMemory, InstanceMachinesAndMountersWithoutMemoryAreRefusedAndNotStored) {
   const auto machine = made();
 
   EXPECT_EQ(errorWith(0, [&] { machine->curCellResetInstanceSmIs(0, nullptr, machine); }),
@@ -87,7 +87,7 @@ TEST_F(MakeValid, InstanceMachinesAndMountersWithoutMemoryAreRefusedAndNotStored
   EXPECT_EQ(machine->peerCellResetHistoryStatusDirMounter(), nullptr);
 }
 
-TEST_F(MakeValid, APresentMounterStaysWhenThereIsNoMemoryForAnother) {
+TEST_F(OutOfMemory, APresentMounterStaysWhenThereIsNoMemoryForAnother) {
   protocolIs(kProtocolWithPeer);
   const auto machine = made();
 
