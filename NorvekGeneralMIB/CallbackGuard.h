@@ -15,6 +15,8 @@ auto guardedCallback(const char* callback, const Call& call, const Fallback& fal
       return call();
     } catch (const std::exception& error) {
       SnmpTrace(0) << callback << " failed: " << error.what();
+    } catch (...) {
+      SnmpTrace(0) << callback << " failed: unknown exception";
     }
   } catch (...) {
     // Not even the trace could be written; the result still tells.

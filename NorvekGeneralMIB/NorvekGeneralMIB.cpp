@@ -2,6 +2,7 @@
 
 #include <cstdlib>
 #include <iostream>
+#include <iterator>
 #include <list>
 #include <map>
 #include <string>
@@ -27,9 +28,9 @@ using NorvekGeneralMIB::SnmpTrace;
 constexpr char kModule[] = "NorvekGeneralMIB";
 constexpr char kGeneralMibPath[] = "snmp/misc/generalMib";
 
-// net-snmp takes both without const and changes neither.
-oid tableOid[] = {1, 3, 6, 1, 4, 1, 32473, 3, 24, 1, 1};
-unsigned columns[] = {NorvekGeneralMIB::kDescriptionColumn, NorvekGeneralMIB::kTimeColumn};
+constexpr oid tableOid[] = {1, 3, 6, 1, 4, 1, 32473, 3, 24, 1, 1};
+constexpr unsigned columns[] = {NorvekGeneralMIB::kDescriptionColumn,
+                                NorvekGeneralMIB::kTimeColumn};
 
 // What stands registered in each context. The order of these four objects is that of their
 // construction at load; the module is withdrawn first at unload.
@@ -81,10 +82,9 @@ Qel::Ptr<GeneralMib> findGeneralMib() {
 
 netsnmp_column_info* newColumnInfo() {
   auto* info = newRecord<netsnmp_column_info>();
-  info->isRange = 0;
-  info->list_count = 2;
-  info->details.list = columns;
-  info->next = nullptr;
+  info->list_count = std::size(columns);
+  // net-snmp declares the list without const and only reads it.
+  info->details.list = const_cast<unsigned*>(columns);
   return info;
 }
 
@@ -108,7 +108,6 @@ netsnmp_table_registration_info* newTableInfo(const Qel::String& context,
 netsnmp_iterator_info* newIteratorInfo(GeneralMib* generalMib,
                                        netsnmp_table_registration_info* tableInfo) {
   auto* info = newRecord<netsnmp_iterator_info>();
-  info->refcnt = 0;
   info->get_first_data_point = &norvekReloadCauseTable_get_first_data_point;
   info->get_next_data_point = &norvekReloadCauseTable_get_next_data_point;
   info->make_data_context = &norvekReloadCauseTable_make_data_context;
@@ -154,6 +153,8 @@ void init_NorvekGeneralMIB(Qel::String context) {
 void initialize_table_norvekReloadCauseTable(Qel::String context) {
   traceOid(context);
   const std::string name = "norvekReloadCauseTable_" + context.stdString();
+  // Made before the context is looked at, as agents know this module: what they see of a context
+  // that is refused is a registration that is made and freed at once.
   netsnmp_handler_registration* registration =
       netsnmp_create_handler_registration(name.c_str(), &norvekReloadCauseTable_handler, tableOid,
                                           OID_LENGTH(tableOid), HANDLER_CAN_RONLY);
@@ -174,6 +175,7 @@ void initialize_table_norvekReloadCauseTable(Qel::String context) {
   QEL_ASSERT(result == 0);
   // The handler answers the requests of one PDU one at a time.
   const int injected = netsnmp_inject_handler(registration, netsnmp_get_serialize_handler());
+  // The parentheses are part of the message that a failure leaves in an agent's log.
   QEL_ASSERT(injected == (0));
   SnmpTrace(8) << "Initialized table norvekReloadCauseTable in context " << Quoted{context};
 }

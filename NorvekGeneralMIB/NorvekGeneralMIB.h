@@ -8,6 +8,10 @@
 // table serves the MiscSnmp::GeneralMib entity at "snmp/misc/generalMib", which must outlive its
 // registration. A missing or wrong entity, and a table that net-snmp refuses (a second registration
 // of the context among others), end the process.
+//
+// Before the library is unloaded, every context is unregistered and net-snmp holds no delegated
+// PDU. One that asked for this table and waits for another module's answer keeps rows, and pointers
+// to the functions that free them, until it is answered; unregistering does not take them back.
 extern "C" {
 
 // Registers the module in `context` and records that in any case with Snmp::registerMibContext.

@@ -1,8 +1,7 @@
 #include "NorvekGeneralMIB/ReloadCauseTableHandler.h"
 
-#include <algorithm>
-#include <array>
 #include <cstddef>
+#include <optional>
 
 #include "MiscSnmp/ReloadCauseEntry.h"
 #include "NorvekGeneralMIB/CallbackGuard.h"
@@ -16,36 +15,6 @@ using MiscSnmp::ReloadCauseEntry;
 using NorvekGeneralMIB::guardedCallback;
 using NorvekGeneralMIB::RowIterator;
 using NorvekGeneralMIB::SnmpTrace;
-
-constexpr std::size_t kMostOctets = 1024;
-
-// A readable object: where its octets come from and how its encoding may fail.
-struct Column {
-  unsigned number;
-  const char* object;
-  int (*encode)(const ReloadCauseEntry& row, u_char* buffer, std::size_t length);
-  std::size_t bufferLength;
-  bool (*isLength)(int length);
-  const char* failure;    // traced when the value has no encoding
-  const char* badLength;  // traced, with the length, when the encoding has a wrong one
-};
-
-int encodeDescription(const ReloadCauseEntry& row, u_char* buffer, std::size_t length) {
-  return Snmp::StringToAsnOctetStringF()(row.causeDesc(), buffer, length);
-}
-
-int encodeTime(const ReloadCauseEntry& row, u_char* buffer, std::size_t length) {
-  return Snmp::SecondsToAsnDateAndTimeF()(row.reloadTime(), buffer, length);
-}
-
-constexpr std::array<Column, 2> kColumns{{
-    {NorvekGeneralMIB::kDescriptionColumn, "norvekReloadCauseDescription", &encodeDescription,
-     kMostOctets, [](int) { return true; }, "StringToAsnOctetString failed for: causeDesc", ""},
-    {NorvekGeneralMIB::kTimeColumn, "norvekReloadTime", &encodeTime, 11,
-     [](int length) { return length == 8 || length == 11; },
-     "SecondsToAsnDateAndTime failed for: reloadTime",
-     "entity /<sysname>/snmp/misc/generalMib length out of range: reloadTime ("},
-}};
 
 // The requests that are still to be answered, in the order of the PDU; the others are traced.
 netsnmp_request_info* unprocessed(netsnmp_request_info* request) {
@@ -61,22 +30,54 @@ unsigned columnOf(netsnmp_request_info* request) {
   return info != nullptr ? info->colnum : 0;
 }
 
-// Writes the column of the row into the varbind; returns an SNMP error status.
-int answer(const Column& column, const ReloadCauseEntry& row, netsnmp_variable_list* varbind) {
-  SnmpTrace(2) << "norvekReloadCauseTable_handler: request GET for column " << column.object
-               << ", key " << row.key();
-  u_char buffer[kMostOctets];
-  const int length = column.encode(row, buffer, column.bufferLength);
+void octetsAre(netsnmp_variable_list* varbind, const u_char* octets, int length) {
+  snmp_set_var_typed_value(varbind, ASN_OCTET_STR, octets, static_cast<std::size_t>(length));
+}
+
+// Each writes one column of the row into the varbind; the result is an SNMP error status.
+int answerDescription(const ReloadCauseEntry& row, netsnmp_variable_list* varbind) {
+  SnmpTrace(2) << "norvekReloadCauseTable_handler: request GET for column "
+               << "norvekReloadCauseDescription, key " << row.key();
+  u_char buffer[1024];
+  const int length = Snmp::StringToAsnOctetStringF()(row.causeDesc(), buffer, sizeof buffer);
   if (length < 0) {
-    SnmpTrace(2) << "handle_norvekReloadCauseTable - " << column.failure;
+    SnmpTrace(2) << "handle_norvekReloadCauseTable - StringToAsnOctetString failed for: causeDesc";
     return SNMP_ERR_GENERR;
   }
-  if (!column.isLength(length)) {
-    SnmpTrace(2) << "handle_norvekReloadCauseTable - " << column.badLength << length << ")";
-    return SNMP_ERR_GENERR;
-  }
-  snmp_set_var_typed_value(varbind, ASN_OCTET_STR, buffer, static_cast<std::size_t>(length));
+  octetsAre(varbind, buffer, length);
   return SNMP_ERR_NOERROR;
+}
+
+int answerTime(const ReloadCauseEntry& row, netsnmp_variable_list* varbind) {
+  SnmpTrace(2) << "norvekReloadCauseTable_handler: request GET for column norvekReloadTime, key "
+               << row.key();
+  u_char buffer[11];
+  const int length = Snmp::SecondsToAsnDateAndTimeF()(row.reloadTime(), buffer, sizeof buffer);
+  if (length < 0) {
+    SnmpTrace(2) << "handle_norvekReloadCauseTable - SecondsToAsnDateAndTime failed for: "
+                 << "reloadTime";
+    return SNMP_ERR_GENERR;
+  }
+  if (length != 8 && length != 11) {
+    SnmpTrace(2) << "handle_norvekReloadCauseTable - entity /<sysname>/snmp/misc/generalMib length "
+                 << "out of range: reloadTime (" << length << ")";
+    return SNMP_ERR_GENERR;
+  }
+  octetsAre(varbind, buffer, length);
+  return SNMP_ERR_NOERROR;
+}
+
+// The status of the answer, or nothing for a column that nobody can read.
+std::optional<int> answer(unsigned column, const ReloadCauseEntry& row,
+                          netsnmp_variable_list* varbind) {
+  switch (column) {
+    case NorvekGeneralMIB::kDescriptionColumn:
+      return answerDescription(row, varbind);
+    case NorvekGeneralMIB::kTimeColumn:
+      return answerTime(row, varbind);
+    default:
+      return std::nullopt;
+  }
 }
 
 int get(netsnmp_request_info* requests) {
@@ -87,18 +88,17 @@ int get(netsnmp_request_info* requests) {
       SnmpTrace(2) << "norvekReloadCauseTable_handler: null data context in request";
       return SNMP_ERR_NOERROR;
     }
-    const unsigned number = columnOf(request);
-    const auto* column = std::find_if(kColumns.begin(), kColumns.end(),
-                                      [=](const Column& each) { return each.number == number; });
-    if (column == kColumns.end()) {
-      SnmpTrace(0) << "norvekReloadCauseTable invalid column " << number;
+    const unsigned column = columnOf(request);
+    const std::optional<int> status = answer(column, **row, request->requestvb);
+    if (!status) {
+      SnmpTrace(0) << "norvekReloadCauseTable invalid column " << column;
       netsnmp_request_set_error(request, SNMP_NOSUCHOBJECT);
       return SNMP_ERR_NOERROR;
     }
-    if (const int status = answer(*column, **row, request->requestvb); status != 0) {
+    if (*status != SNMP_ERR_NOERROR) {
       // On the head of the list, whichever request failed: the PDU fails as a whole.
-      netsnmp_request_set_error(requests, status);
-      return status;
+      netsnmp_request_set_error(requests, *status);
+      return *status;
     }
   }
   return SNMP_ERR_NOERROR;

@@ -49,7 +49,8 @@ netsnmp_variable_list* norvekReloadCauseTableIterationHelper(
                  << index.component << "=" << value;
     // Registration goes on without an index that could not be set up.
     if (varbind == nullptr) continue;
-    u_char buffer[1024];
+    // net-snmp reads the octets of a number as a long.
+    alignas(long) u_char buffer[1024];
     const int length = Snmp::U32ToAsnUnsignedF()(value, buffer, sizeof buffer);
     snmp_set_var_typed_value(varbind, NorvekGeneralMIB::kIndexType, buffer,
                              static_cast<std::size_t>(length));

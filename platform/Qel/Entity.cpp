@@ -21,8 +21,6 @@ void Entity::parentIs(Entity* parent, const String& parentAttribute) {
   handleParent();
 }
 
-void Entity::zeroReferencesIs(bool zeroReferences) {
-  if (zeroReferences) notifiees_.zeroReferences();
-}
+void Entity::zeroReferencesIs(bool /*zeroReferences*/) { notifiees_.zeroReferences(); }
 
 }  // namespace Qel

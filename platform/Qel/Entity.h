@@ -36,7 +36,7 @@ class Entity : public PtrInterface {
   // Called after the parent changed.
   virtual void handleParent() {}
 
-  // Passes the event on to every active notifiee.
+  // Passes the event on to every registered notifiee, whatever it says.
   void zeroReferencesIs(bool zeroReferences) override;
   NotifieeList* notifieeList() const override { return &notifiees_; }
 

@@ -50,6 +50,8 @@ class PtrInterface::NotifieeConst : public PtrInterface {
   // A zombie hears nothing: its notifications are switched to the opposite of the flag.
   void qelDoZombieReactors(bool zombie) override;
 
+  // The notifier has no references left and is about to go. Told to every registered notifiee,
+  // whether or not it would hear anything else.
   virtual void onZeroReferences() {}
 
  private:

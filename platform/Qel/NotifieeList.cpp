@@ -35,7 +35,7 @@ void NotifieeList::leave(PtrInterface::NotifieeConst& notifiee) noexcept {
 }
 
 void NotifieeList::zeroReferences() {
-  visit([](PtrInterface::NotifieeConst& notifiee) { notifiee.onZeroReferences(); });
+  visitRegistered([](PtrInterface::NotifieeConst& notifiee) { notifiee.onZeroReferences(); });
 }
 
 void NotifieeList::walkEnds(Walk* outer) noexcept {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <exception>
 #include <vector>
 
 #include "Qel/NotifieeConst.h"
@@ -11,8 +12,10 @@ namespace Qel {
 //
 // A notification may do anything to the list: whoever leaves or dies in it hears nothing more of
 // it; whoever joins waits for another one, be it nested in this one; notifications may nest; and
-// the notifier itself may go, which ends all that are under way. The pointers are plain: a
-// notifiee that goes takes itself off the list.
+// the notifier itself may go, which ends all that are under way. A notifiee that throws silences
+// nobody: the others are told all the same, then the first error reaches whoever notified, with the
+// state that was told of already in place; later errors of the same notification are dropped. The
+// pointers are plain: a notifiee that goes takes itself off the list.
 class NotifieeList {
  public:
   NotifieeList() = default;
@@ -37,13 +40,18 @@ class NotifieeList {
     std::erase(plainBindings_, &notifiee);
   }
 
-  // Tells every active notifiee that its notifier has no references left.
+  // Tells every registered notifiee, inactive ones and zombies too, that its notifier has no
+  // references left.
   void zeroReferences();
 
   // Calls `call` on every notifiee that was registered at the start, still is, is active and is no
   // zombie.
   template <class Call>
-  void visit(const Call& call);
+  void visit(const Call& call) {
+    visitRegistered([&call](PtrInterface::NotifieeConst& notifiee) {
+      if (notifiee.hears()) call(notifiee);
+    });
+  }
 
   // The same, on those of type Notifiee; observers of a more basic type are passed over.
   template <class Notifiee, class Call>
@@ -68,6 +76,9 @@ class NotifieeList {
     Walk* outer;
   };
 
+  // Calls `call` on every notifiee that was registered at the start and still is.
+  template <class Call>
+  void visitRegistered(const Call& call);
   void walkEnds(Walk* outer) noexcept;
 
   // Holes keep running walks valid; the outermost walk closes them when it ends.
@@ -78,17 +89,24 @@ class NotifieeList {
 };
 
 template <class Call>
-void NotifieeList::visit(const Call& call) {
+void NotifieeList::visitRegistered(const Call& call) {
   if (empty()) return;
-  Walk walk(*this);
-  const std::size_t end = notifiees_.size();
-  for (std::size_t i = 0; walk.list != nullptr && i < end; ++i) {
-    PtrInterface::NotifieeConst* notifiee = notifiees_[i];
-    if (notifiee == nullptr || !notifiee->hears()) continue;
-    // The notifiee may let go of itself while it runs.
-    const Ptr<PtrInterface::NotifieeConst> held(notifiee);
-    call(*notifiee);
+  std::exception_ptr firstError;
+  {
+    Walk walk(*this);
+    const std::size_t end = notifiees_.size();
+    for (std::size_t i = 0; walk.list != nullptr && i < end; ++i) {
+      if (notifiees_[i] == nullptr) continue;
+      // The notifiee may let go of itself while it runs.
+      const Ptr<PtrInterface::NotifieeConst> held(notifiees_[i]);
+      try {
+        call(*held);
+      } catch (...) {
+        if (!firstError) firstError = std::current_exception();
+      }
+    }
   }
+  if (firstError) std::rethrow_exception(firstError);
 }
 
 }  // namespace Qel

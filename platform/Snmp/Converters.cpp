@@ -16,6 +16,9 @@ namespace {
 constexpr int kFailed = -1;
 constexpr std::int64_t kSecondsADay = 86400;
 
+// net-snmp keeps every number of a varbind in a long, Unsigned32 among them.
+static_assert(std::numeric_limits<long>::max() >= std::numeric_limits<U32>::max());
+
 using DateAndTime = std::array<unsigned char, 11>;
 
 int put(const void* octets, std::size_t count, unsigned char* buffer, std::size_t length) {

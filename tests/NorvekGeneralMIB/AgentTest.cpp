@@ -324,6 +324,19 @@ TEST_F(AgentTest, TheLongestDescriptionIsServedAndALongerOneIsAnError) {
   EXPECT_EQ(get(nameOf(kTime, {2, 0, 1})).value, firstMinute(1));
 }
 
+TEST_F(AgentTest, ATooLongDescriptionFailsEveryRequestThatMeetsIt) {
+  rowIs(1, 1);
+  model->reloadCauseTableIs({2, 0, 1}, support::reload({{std::string(1025, 'x'), 1.0}}));
+  rowIs(3, 1);
+  registerTable();
+  const Response following =
+      agent.getNext({nameOf(kTime, {1, 0, 1}), nameOf(kDescription, {1, 0, 1})});
+  EXPECT_EQ(following.status, kGenErr);
+  EXPECT_EQ(following.index, 2);
+  EXPECT_EQ(agent.getBulk({kTable}, 0, 10).status, kGenErr);
+  EXPECT_EQ(next(nameOf(kDescription, {2, 0, 1})).name, nameOf(kDescription, {3, 0, 1}));
+}
+
 TEST_F(AgentTest, AGetOfADeepRowCostsNoWalk) {
   for (U32 cause = 1; cause <= 5000; ++cause) rowIs(1, cause);
   registerTable();

@@ -63,8 +63,29 @@ int __wrap__ZNK4Snmp24SecondsToAsnDateAndTimeFclEdPhm(const Snmp::SecondsToAsnDa
 int __wrap__ZNK4Snmp24SecondsToAsnDateAndTimeFclEdPhm(const Snmp::SecondsToAsnDateAndTimeF* self,
                                                       double seconds, unsigned char* buffer,
                                                       std::size_t length) {
+  interposed().timeBufferLength = length;
   if (interposed().dateAndTime) return interposed().dateAndTime(seconds);
   return __real__ZNK4Snmp24SecondsToAsnDateAndTimeFclEdPhm(self, seconds, buffer, length);
+}
+
+netsnmp_handler_registration* __real_netsnmp_create_handler_registration(
+    const char* name, Netsnmp_Node_Handler* handler, const oid* table, size_t length, int modes);
+netsnmp_handler_registration* __wrap_netsnmp_create_handler_registration(
+    const char* name, Netsnmp_Node_Handler* handler, const oid* table, size_t length, int modes);
+netsnmp_handler_registration* __wrap_netsnmp_create_handler_registration(
+    const char* name, Netsnmp_Node_Handler* handler, const oid* table, size_t length, int modes) {
+  auto* const registration =
+      __real_netsnmp_create_handler_registration(name, handler, table, length, modes);
+  interposed().registeredOid = table;
+  interposed().registrations.insert(registration);
+  return registration;
+}
+
+void __real_netsnmp_handler_registration_free(netsnmp_handler_registration* registration);
+void __wrap_netsnmp_handler_registration_free(netsnmp_handler_registration* registration);
+void __wrap_netsnmp_handler_registration_free(netsnmp_handler_registration* registration) {
+  interposed().registrations.erase(registration);
+  __real_netsnmp_handler_registration_free(registration);
 }
 
 netsnmp_variable_list* __real_snmp_varlist_add_variable(netsnmp_variable_list** list,
@@ -111,7 +132,9 @@ int __wrap_netsnmp_inject_handler(netsnmp_handler_registration* registration,
 int __real_netsnmp_unregister_handler(netsnmp_handler_registration* registration);
 int __wrap_netsnmp_unregister_handler(netsnmp_handler_registration* registration);
 int __wrap_netsnmp_unregister_handler(netsnmp_handler_registration* registration) {
+  if (interposed().beforeUnregistering) interposed().beforeUnregistering();
   interposed().unregistered.push_back(registration);
+  interposed().registrations.erase(registration);
   return __real_netsnmp_unregister_handler(registration);
 }
 }

@@ -16,8 +16,13 @@ namespace NorvekGeneralMIB {
 struct Interposed {
   // Column records that the module has allocated and not freed.
   std::set<void*> columnInfos;
-  // The registrations that the module took back, in order.
+  // Registrations that the module has made and neither freed nor taken back.
+  std::set<netsnmp_handler_registration*> registrations;
+  // The registrations that the module took back, in order, and a look before each goes.
   std::vector<netsnmp_handler_registration*> unregistered;
+  std::function<void()> beforeUnregistering;
+  // The object identifier of the last registration, where the module keeps it.
+  const oid* registeredOid = nullptr;
   // The registration that went to net-snmp last, and a look at both records before they go.
   netsnmp_handler_registration* registered = nullptr;
   std::function<void(netsnmp_handler_registration&, netsnmp_iterator_info&)> beforeRegistering;
@@ -26,6 +31,8 @@ struct Interposed {
   std::optional<int> registeringResult;
   std::optional<int> injectingResult;
   std::function<int(double)> dateAndTime;
+  // The octets that the last time had room for.
+  std::size_t timeBufferLength = 0;
   // The numbers (from 1) of the calls that add an index and fail.
   std::set<int> failingIndexes;
   int indexesAdded = 0;

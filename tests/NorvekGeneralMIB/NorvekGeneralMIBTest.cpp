@@ -1,7 +1,10 @@
 #include "NorvekGeneralMIB/NorvekGeneralMIB.h"
 
+#include <cstdint>
 #include <cstdlib>
+#include <fstream>
 #include <functional>
+#include <string>
 
 #include "NorvekGeneralMIB/InProcessAgent.h"
 #include "NorvekGeneralMIB/NorvekGeneralMIB_HandlerRegistration.h"
@@ -55,6 +58,22 @@ class NorvekGeneralMIBTest : public TableTest {
     return pairs;
   }
 };
+
+// Whether this process may write there, by the kernel's map of its memory.
+bool isWritable(const void* address) {
+  const auto wanted = reinterpret_cast<std::uintptr_t>(address);
+  std::ifstream maps("/proc/self/maps");
+  std::uintptr_t begin = 0;
+  std::uintptr_t end = 0;
+  char dash = 0;
+  std::string rights;
+  for (std::string rest; maps >> std::hex >> begin >> dash >> end >> rights;) {
+    if (begin <= wanted && wanted < end) return rights[1] == 'w';
+    std::getline(maps, rest);
+  }
+  ADD_FAILURE() << address << " is nowhere";
+  return true;
+}
 
 using RegistrationTest = NorvekGeneralMIBTest;
 using RegistrationDeathTest = NorvekGeneralMIBTest;
@@ -114,6 +133,29 @@ TEST_F(RegistrationTest, TheRecordsHandedOverAreComplete) {
   unregister_NorvekGeneralMIB("");
 }
 
+TEST_F(RegistrationTest, WhatDescribesTheTableCannotBeChanged) {
+  const unsigned* columns = nullptr;
+  interposed().beforeRegistering = [&](netsnmp_handler_registration&, netsnmp_iterator_info& info) {
+    columns = info.table_reginfo->valid_columns->details.list;
+  };
+  init_NorvekGeneralMIB("");
+  EXPECT_FALSE(isWritable(interposed().registeredOid));
+  EXPECT_FALSE(isWritable(columns));
+  EXPECT_TRUE(isWritable(&columns));
+  unregister_NorvekGeneralMIB("");
+}
+
+TEST_F(RegistrationTest, IsRecordedAsServedOnceTheTableStands) {
+  Lines servedBefore{"never called"};
+  interposed().beforeRegistering = [&](netsnmp_handler_registration&, netsnmp_iterator_info&) {
+    servedBefore = served();
+  };
+  init_NorvekGeneralMIB("");
+  EXPECT_THAT(servedBefore, IsEmpty());
+  EXPECT_THAT(served(), ElementsAre("/NorvekGeneralMIB"));
+  unregister_NorvekGeneralMIB("");
+}
+
 TEST_F(RegistrationTest, RequestsAreSerializedInFrontOfTheIterator) {
   init_NorvekGeneralMIB("");
   EXPECT_THAT(handlers(*interposed().registered),
@@ -141,6 +183,13 @@ TEST_F(RegistrationTest, AnotherContextIsRefusedAndYetRecorded) {
   unregister_NorvekGeneralMIB("blue");
   EXPECT_THAT(interposed().unregistered, IsEmpty());
   EXPECT_THAT(served(), IsEmpty());
+}
+
+TEST_F(RegistrationTest, TheRegistrationOfAnotherContextIsMadeAndFreed) {
+  init_NorvekGeneralMIB("blue");
+  EXPECT_NE(interposed().registeredOid, nullptr);
+  EXPECT_THAT(interposed().registrations, IsEmpty());
+  unregister_NorvekGeneralMIB("blue");
 }
 
 TEST_F(RegistrationTest, AnotherContextNeedsNoModel) {
@@ -178,6 +227,30 @@ TEST_F(RegistrationTest, UnregisteringTakesBackAllThatWasRecorded) {
   // Nothing stands recorded any more.
   unregister_NorvekGeneralMIB("");
   EXPECT_THAT(interposed().unregistered, SizeIs(1));
+}
+
+TEST_F(RegistrationTest, TheColumnsOutliveTheRegistrationThatPointsAtThem) {
+  init_NorvekGeneralMIB("");
+  std::size_t columnsThen = 0;
+  interposed().beforeUnregistering = [&] { columnsThen = interposed().columnInfos.size(); };
+  unregister_NorvekGeneralMIB("");
+  EXPECT_EQ(columnsThen, 1U);
+  EXPECT_THAT(interposed().columnInfos, IsEmpty());
+}
+
+TEST_F(RegistrationTest, FreesEveryColumnRecordOfAChain) {
+  interposed().beforeRegistering = [](netsnmp_handler_registration&, netsnmp_iterator_info& info) {
+    netsnmp_column_info* last = info.table_reginfo->valid_columns;
+    for (int i = 0; i < 2; ++i) {
+      last->next = static_cast<netsnmp_column_info*>(std::calloc(1, sizeof *last));
+      last = last->next;
+      last->isRange = 1;
+    }
+  };
+  init_NorvekGeneralMIB("");
+  EXPECT_THAT(interposed().columnInfos, SizeIs(3));
+  unregister_NorvekGeneralMIB("");
+  EXPECT_THAT(interposed().columnInfos, IsEmpty());
 }
 
 TEST_F(RegistrationTest, UnregisteringOneContextLeavesTheOther) {
@@ -242,7 +315,14 @@ TEST_F(RegistrationTest, TheRegistrationObjectForwardsItsContext) {
   unregister_NorvekGeneralMIB("blue");
 }
 
-TEST_F(RegistrationTest, TracesTheTableAtLevelOneOnly) {
+TEST_F(RegistrationTest, TracesTheTableAtLevelOne) {
+  trace.levelIs("Snmp", 1);
+  init_NorvekGeneralMIB("");
+  EXPECT_THAT(trace.lines(), ElementsAre(std::string("Snmp 1: ") + kInitializing + "\"\""));
+  unregister_NorvekGeneralMIB("");
+}
+
+TEST_F(RegistrationTest, TracesNothingWhenOnlyErrorsAre) {
   trace.levelIs("Snmp", 0);
   init_NorvekGeneralMIB("");
   EXPECT_THAT(trace.lines(), IsEmpty());

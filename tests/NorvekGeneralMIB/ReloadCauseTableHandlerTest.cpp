@@ -230,6 +230,13 @@ TEST_F(HandlerTest, ATimeOfAWrongLengthFailsTheHeadOfTheList) {
                    "/<sysname>/snmp/misc/generalMib length out of range: reloadTime (9)"}));
 }
 
+TEST_F(HandlerTest, ATimeHasRoomForElevenOctets) {
+  rowIs(key);
+  requestIs(5, key);
+  EXPECT_EQ(handle(), 0);
+  EXPECT_EQ(interposed().timeBufferLength, 11U);
+}
+
 TEST_F(HandlerTest, ATimeOfEightOctetsIsTaken) {
   rowIs(key);
   const Request& request = requestIs(5, key);

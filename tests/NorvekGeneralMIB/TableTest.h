@@ -20,7 +20,7 @@
 namespace NorvekGeneralMIB {
 
 // A model at its path in the agent's tree, every trace of the module recorded, and as many objects
-// and column records at the end as at the start.
+// and records of net-snmp at the end as at the start.
 class TableTest : public support::LiveObjects, public testing::Test {
  protected:
   using Lines = std::vector<std::string>;
@@ -33,6 +33,7 @@ class TableTest : public support::LiveObjects, public testing::Test {
   ~TableTest() override {
     SnmpUtil::rootIs(nullptr);
     EXPECT_TRUE(interposed().columnInfos.empty());
+    EXPECT_TRUE(interposed().registrations.empty());
     EXPECT_TRUE(Snmp::mibContexts().empty());
   }
 

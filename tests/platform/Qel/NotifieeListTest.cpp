@@ -19,6 +19,7 @@ using Qel::NotifierReference;
 using Qel::Ptr;
 using testing::ElementsAre;
 using testing::IsEmpty;
+using testing::ThrowsMessage;
 
 class Notifier : public Qel::PtrInterface {
  public:
@@ -38,7 +39,8 @@ class Notifiee : public Qel::PtrInterface::NotifieeConst {
       : NotifieeConst(reference), name_(std::move(name)), log_(log) {}
   void onChange() {
     log_.push_back(name_);
-    if (react) react();
+    // A copy: a reaction may set the next one.
+    if (const auto reaction = react) reaction();
   }
   void onZeroReferences() override { log_.push_back(name_ + " hears the end"); }
 
@@ -258,12 +260,52 @@ TEST_F(NotifieeListTest, ANotificationAfterClearingInsideAnotherStartsAfresh) {
   EXPECT_THAT(change(), ElementsAre("a"));
 }
 
-TEST_F(NotifieeListTest, AnErrorOfOneEndsTheNotificationAndLeavesTheListWhole) {
-  a_->react = [this] { b_->isRegisteredNotifieeIs(false); };
-  c_->react = [] { throw std::runtime_error("bad reaction"); };
+TEST_F(NotifieeListTest, AnErrorOfOneIsRaisedOnceAllTheOthersHaveHeard) {
+  a_->react = [] { throw std::runtime_error("bad reaction"); };
+  EXPECT_THAT([this] { notifier_->changed(); }, ThrowsMessage<std::runtime_error>("bad reaction"));
+  EXPECT_THAT(log_, ElementsAre("a", "b", "c"));
+}
+
+TEST_F(NotifieeListTest, OfSeveralErrorsTheFirstIsRaised) {
+  a_->react = [] { throw std::runtime_error("first"); };
+  c_->react = [] { throw std::logic_error("second"); };
+  EXPECT_THAT([this] { notifier_->changed(); }, ThrowsMessage<std::runtime_error>("first"));
+}
+
+TEST_F(NotifieeListTest, AnErrorLeavesTheListWhole) {
+  a_->react = [this] {
+    b_->isRegisteredNotifieeIs(false);
+    throw std::runtime_error("bad reaction");
+  };
   EXPECT_THROW(notifier_->changed(), std::runtime_error);
-  a_->react = c_->react = nullptr;
+  EXPECT_EQ(notifier_->list().size(), 2U);
+  a_->react = nullptr;
   EXPECT_THAT(change(), ElementsAre("a", "c"));
+}
+
+TEST_F(NotifieeListTest, AnErrorInANestedNotificationIsThatOfWhoeverNotified) {
+  a_->react = [this] {
+    a_->react = [] { throw std::runtime_error("inner"); };
+    notifier_->changed();
+  };
+  EXPECT_THAT([this] { notifier_->changed(); }, ThrowsMessage<std::runtime_error>("inner"));
+  EXPECT_THAT(log_, ElementsAre("a", "a", "b", "c", "b", "c"));
+}
+
+TEST_F(NotifieeListTest, ANestedNotificationMayDealWithItsOwnError) {
+  a_->react = [this] {
+    a_->react = [] { throw std::runtime_error("inner"); };
+    EXPECT_THROW(notifier_->changed(), std::runtime_error);
+  };
+  EXPECT_NO_THROW(notifier_->changed());
+  EXPECT_THAT(log_, ElementsAre("a", "a", "b", "c", "b", "c"));
+}
+
+TEST_F(NotifieeListTest, AnErrorIsRaisedAlthoughALaterOneClearsTheList) {
+  a_->react = [] { throw std::runtime_error("bad reaction"); };
+  b_->react = [this] { notifier_->list().clear(); };
+  EXPECT_THROW(notifier_->changed(), std::runtime_error);
+  EXPECT_THAT(log_, ElementsAre("a", "b"));
 }
 
 TEST_F(NotifieeListTest, TheLastNotifieeMayTakeTheNotifierWithIt) {
@@ -275,13 +317,18 @@ TEST_F(NotifieeListTest, TheLastNotifieeMayTakeTheNotifierWithIt) {
   EXPECT_EQ(newObjects(), 0);
 }
 
-TEST_F(NotifieeListTest, ANotifiersEndIsToldToThoseStillRegistered) {
+TEST_F(NotifieeListTest, ANotifiersEndIsToldToEveryoneStillRegistered) {
   a_ = b_ = c_ = nullptr;
   const Ptr<Notifiee> plain = joined("plain", NotifierReference::plain);
+  const Ptr<Notifiee> gone = joined("gone", NotifierReference::plain);
+  gone->isRegisteredNotifieeIs(false);
   const Ptr<Notifiee> off = joined("off", NotifierReference::plain);
   off->hasNotificationActiveIs(false);
+  const Ptr<Notifiee> zombie = joined("zombie", NotifierReference::plain);
+  zombie->qelDoZombieReactors(true);
   notifier_ = nullptr;
-  EXPECT_THAT(log_, ElementsAre("plain hears the end"));
+  EXPECT_THAT(log_,
+              ElementsAre("plain hears the end", "off hears the end", "zombie hears the end"));
 }
 
 // Observers that do not keep the notifier alive.
@@ -308,6 +355,15 @@ TEST_F(PlainNotifieesTest, ANotifierDestroyedInANestedNotificationEndsTheOuterOn
   };
   notifier_->changed();
   EXPECT_THAT(log_, ElementsAre("a", "a", "a hears the end", "b hears the end"));
+}
+
+TEST_F(PlainNotifieesTest, AnErrorIsRaisedAlthoughTheNotifierIsGone) {
+  a_->react = [this] {
+    notifier_ = nullptr;
+    throw std::runtime_error("bad reaction");
+  };
+  EXPECT_THROW(notifier_->changed(), std::runtime_error);
+  EXPECT_THAT(log_, ElementsAre("a", "a hears the end", "b hears the end"));
 }
 
 TEST_F(PlainNotifieesTest, OneMayDieTogetherWithTheNotifier) {
