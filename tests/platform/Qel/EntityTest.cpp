@@ -23,9 +23,9 @@ class Watched : public Qel::Entity {
   int parentChanges = 0;
 };
 
-class Watching : public Qel::Entity::NotifieeConst {
+class EntityWatching : public Qel::Entity::NotifieeConst {
  public:
-  Watching(std::vector<std::string>& log, const Ptr<Watched>& watched)
+  EntityWatching(std::vector<std::string>& log, const Ptr<Watched>& watched)
       : NotifieeConst(Qel::NotifierReference::plain), log_(log) {
     notifierIs(watched);
     isRegisteredNotifieeIs(true);
@@ -67,14 +67,14 @@ TEST_F(EntityTest, HearsOfEachChangeOfItsParentOnce) {
 }
 
 TEST_F(EntityTest, TellsItsActiveNotifieesWhenNobodyRefersToItAnyMore) {
-  const auto watching = make<Watching>(log_, entity_);
+  const auto watching = make<EntityWatching>(log_, entity_);
   entity_ = nullptr;
   EXPECT_THAT(log_, ElementsAre("zero references"));
   EXPECT_EQ(watching->notifier(), nullptr);
 }
 
 TEST_F(EntityTest, ReferencesThatComeAgainAreNotTold) {
-  const auto watching = make<Watching>(log_, entity_);
+  const auto watching = make<EntityWatching>(log_, entity_);
   entity_->zeroReferencesIs(false);
   EXPECT_THAT(log_, IsEmpty());
 }
