@@ -12,9 +12,14 @@ set(CMAKE_INSTALL_RPATH "$ORIGIN;$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
 
 find_program(CCACHE_PROGRAM ccache)
 if(CCACHE_PROGRAM)
-  set(CMAKE_CXX_COMPILER_LAUNCHER "${CCACHE_PROGRAM}")
+  # What ccache must be told, and the compiler further down, so that it keeps precompiled headers and
+  # what was compiled with them.
+  set(CMAKE_CXX_COMPILER_LAUNCHER "${CMAKE_COMMAND}" -E env CCACHE_SLOPPINESS=pch_defines,time_macros
+                                  "${CCACHE_PROGRAM}")
 endif()
 
+# What hiredis asks of those who include it, asked of all: they share precompiled headers.
+add_compile_definitions(_FILE_OFFSET_BITS=64)
 add_compile_options(-Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wold-style-cast
                     -Woverloaded-virtual -Wnon-virtual-dtor -Werror)
 
@@ -29,4 +34,19 @@ option(MISCSNMP_COVERAGE "Instrument for gcov" OFF)
 if(MISCSNMP_COVERAGE)
   add_compile_options(--coverage -fprofile-update=atomic)
   add_link_options(--coverage)
+endif()
+
+option(MISCSNMP_PCH "Precompile the headers that most sources and tests include" OFF)
+if(MISCSNMP_PCH AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+  add_compile_options(-fpch-preprocess)
+elseif(MISCSNMP_PCH)
+  add_compile_options("SHELL:-Xclang -fno-pch-timestamp")
+endif()
+
+option(MISCSNMP_UNITY "Compile the files of a folder several at a time, as if they were one" OFF)
+set(CMAKE_UNITY_BUILD ${MISCSNMP_UNITY})
+set(CMAKE_UNITY_BUILD_BATCH_SIZE 8)
+if(MISCSNMP_UNITY AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+  # It spares the file that is compiled and takes those that are part of it for headers.
+  add_compile_options(-Wno-subobject-linkage)
 endif()

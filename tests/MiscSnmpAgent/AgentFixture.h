@@ -25,6 +25,10 @@
 
 namespace MiscSnmp::Agent {
 
+inline const System::ResetCause kPowerLoss{"Power loss", 1700000000.9};
+inline const System::ResetCause kWatchdog{"Watchdog", 1700000001.5};
+inline const System::ResetCause kPanic{"Panic", 1700000002.0};
+
 // Reads "0.0.1".
 std::string textOf(const ReloadCauseKey& key);
 

@@ -9,10 +9,6 @@ using testing::IsEmpty;
 
 namespace {
 
-constexpr char kLatch[] = "Watchdog";
-const System::ResetCause kPowerLoss{"Power loss", 1700000000.9};
-const System::ResetCause kWatchdog{kLatch, 1700000001.5};
-
 std::string line(int level, const std::string& text) {
   return "MiscSnmp " + std::to_string(level) + ": " + text;
 }

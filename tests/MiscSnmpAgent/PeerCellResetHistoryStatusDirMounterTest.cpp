@@ -10,13 +10,6 @@ namespace MiscSnmp::Agent {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-namespace {
-
-const System::ResetCause kPowerLoss{"Power loss", 1700000000.9};
-const System::ResetCause kPanic{"Panic", 5};
-
-}  // namespace
-
 class PeerCellResetHistoryStatusDirMounterTest : public QuietAgentFixture {
  protected:
   using Mounter = PeerCellResetHistoryStatusDirMounter;

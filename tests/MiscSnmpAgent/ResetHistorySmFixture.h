@@ -8,9 +8,6 @@
 
 namespace MiscSnmp::Agent {
 
-inline const System::ResetCause kPowerLoss{"Power loss", 1700000000.9};
-inline const System::ResetCause kWatchdog{"Watchdog", 1700000001.5};
-
 inline Qel::Ptr<System::ResetCauseHistory> historyWith(const System::ResetCause& cause) {
   auto history = Qel::make<System::ResetCauseHistory>("another");
   history->rebootHistoryIs(0)->causeQPush(cause);

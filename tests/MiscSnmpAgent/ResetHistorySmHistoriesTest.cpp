@@ -11,14 +11,6 @@ namespace MiscSnmp::Agent {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-namespace {
-
-const System::ResetCause kPowerLoss{"Power loss", 1700000000.9};
-const System::ResetCause kWatchdog{"Watchdog", 1700000001.5};
-const System::ResetCause kPanic{"Panic", 1700000002.0};
-
-}  // namespace
-
 class ResetHistorySmHistories : public QuietAgentFixture {
  protected:
   Qel::Ptr<ResetHistorySm> mounted() {

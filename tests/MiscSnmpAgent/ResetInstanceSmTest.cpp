@@ -14,13 +14,6 @@ namespace MiscSnmp::Agent {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-namespace {
-
-const System::ResetCause kPowerLoss{"Power loss", 1700000000.9};
-const System::ResetCause kWatchdog{"Watchdog", 1700000001.5};
-
-}  // namespace
-
 // Both cells show one row a unit; the machines under test are made beside those of the owner, so a
 // rebuild shows in the log as the rows of one cell that go and come.
 template <class Sm>

@@ -22,9 +22,9 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 
 // Writes down every name that it is told of, and whether it stands there at that time.
-class Watching : public Dir::NotifieeConst {
+class DirWatching : public Dir::NotifieeConst {
  public:
-  Watching(std::vector<std::string>& log, Dir& dir)
+  DirWatching(std::vector<std::string>& log, Dir& dir)
       : NotifieeConst(Qel::NotifierReference::plain), log_(log), dir_(dir) {
     notifierIs(Ptr<Dir>(&dir));
     isRegisteredNotifieeIs(true);
@@ -76,7 +76,7 @@ TEST_F(DirTest, LeavesItsEntitiesWithoutParentWhenItEnds) {
 }
 
 TEST_F(DirTest, TellsOfEachEntityThatComesOrGoesAfterTheFact) {
-  const auto watching = make<Watching>(log_, *dir_);
+  const auto watching = make<DirWatching>(log_, *dir_);
   const Ptr<Entity> a = put("a");
   dir_->entityIs(a);
   put("b");
@@ -88,7 +88,7 @@ TEST_F(DirTest, TellsOfEachEntityThatComesOrGoesAfterTheFact) {
 
 TEST_F(DirTest, RefusesAnotherEntityOfTheSameName) {
   const Ptr<Entity> a = put("a");
-  const auto watching = make<Watching>(log_, *dir_);
+  const auto watching = make<DirWatching>(log_, *dir_);
   EXPECT_THROW(put("a"), Qel::NameInUseException);
   EXPECT_EQ(dir_->entity("a"), a);
   EXPECT_THAT(log_, IsEmpty());

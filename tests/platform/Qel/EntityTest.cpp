@@ -22,9 +22,9 @@ class Watched : public Qel::Entity {
   int parentChanges = 0;
 };
 
-class Watching : public Qel::Entity::NotifieeConst {
+class EntityWatching : public Qel::Entity::NotifieeConst {
  public:
-  Watching(std::vector<std::string>& log, const Ptr<Watched>& watched)
+  EntityWatching(std::vector<std::string>& log, const Ptr<Watched>& watched)
       : NotifieeConst(Qel::NotifierReference::plain), log_(log) {
     notifierIs(watched);
     isRegisteredNotifieeIs(true);
@@ -66,8 +66,8 @@ TEST_F(EntityTest, HearsOfEachChangeOfItsParentOnce) {
 }
 
 TEST_F(EntityTest, TellsEveryNotifieeWhenNobodyRefersToItAnyMore) {
-  const auto watching = make<Watching>(log_, entity_);
-  const auto inactive = make<Watching>(log_, entity_);
+  const auto watching = make<EntityWatching>(log_, entity_);
+  const auto inactive = make<EntityWatching>(log_, entity_);
   inactive->hasNotificationActiveIs(false);
   entity_ = nullptr;
   EXPECT_THAT(log_, ElementsAre("zero references", "zero references"));
@@ -75,7 +75,7 @@ TEST_F(EntityTest, TellsEveryNotifieeWhenNobodyRefersToItAnyMore) {
 }
 
 TEST_F(EntityTest, PassesTheEventOnWhateverItSays) {
-  const auto watching = make<Watching>(log_, entity_);
+  const auto watching = make<EntityWatching>(log_, entity_);
   entity_->zeroReferencesIs(false);
   EXPECT_THAT(log_, ElementsAre("zero references"));
 }

@@ -12,7 +12,7 @@ using Fields = Qel::DocumentCodec::Fields;
 using Qel::FieldReader;
 
 template <class Read>
-std::string refusal(const Read& read) {
+std::string refused(const Read& read) {
   return support::problemOf<Qel::DocumentException>(read);
 }
 
@@ -23,27 +23,27 @@ TEST(FieldReaderTest, TakesEachFieldOnce) {
   EXPECT_FALSE(reader.has("n"));
   EXPECT_TRUE(reader.takeBool("on"));
   EXPECT_EQ(reader.takeFiniteNumber("t"), -1500.0);
-  EXPECT_EQ(refusal([&] { reader.needNoMore(); }), "d: unknown field");
+  EXPECT_EQ(refused([&] { reader.needNoMore(); }), "d: unknown field");
   EXPECT_EQ(reader.takeText("d"), "");
   EXPECT_NO_THROW(reader.needNoMore());
-  EXPECT_EQ(refusal([&] { reader.takeText("d"); }), "d: field is missing");
+  EXPECT_EQ(refused([&] { reader.takeText("d"); }), "d: field is missing");
 }
 
 TEST(FieldReaderTest, RefusesANameThatStandsTwice) {
-  EXPECT_EQ(refusal([] { FieldReader({{"a", "1"}, {"a", "1"}}); }), "a: stands twice");
+  EXPECT_EQ(refused([] { FieldReader({{"a", "1"}, {"a", "1"}}); }), "a: stands twice");
 }
 
 TEST(FieldReaderTest, RefusesWhatIsNoUnsignedNumber) {
   for (const char* text : {"", "-1", "+1", " 1", "1 ", "1.0", "0x1", "4294967296"}) {
     FieldReader reader(Fields{{"n", text}});
-    EXPECT_EQ(refusal([&] { reader.takeU32("n"); }), "n: not an unsigned 32-bit number") << text;
+    EXPECT_EQ(refused([&] { reader.takeU32("n"); }), "n: not an unsigned 32-bit number") << text;
   }
 }
 
 TEST(FieldReaderTest, RefusesWhatIsNeitherTrueNorFalse) {
   for (const char* text : {"", "True", "1", "false "}) {
     FieldReader reader(Fields{{"on", text}});
-    EXPECT_EQ(refusal([&] { reader.takeBool("on"); }), "on: not true or false") << text;
+    EXPECT_EQ(refused([&] { reader.takeBool("on"); }), "on: not true or false") << text;
   }
   EXPECT_FALSE(FieldReader(Fields{{"on", "false"}}).takeBool("on"));
 }
@@ -51,7 +51,7 @@ TEST(FieldReaderTest, RefusesWhatIsNeitherTrueNorFalse) {
 TEST(FieldReaderTest, RefusesWhatIsNoFiniteNumber) {
   for (const char* text : {"", "nan", "inf", "-inf", "1e999", "1,5", "1.5 ", "noon"}) {
     FieldReader reader(Fields{{"t", text}});
-    EXPECT_EQ(refusal([&] { reader.takeFiniteNumber("t"); }), "t: not a finite number") << text;
+    EXPECT_EQ(refused([&] { reader.takeFiniteNumber("t"); }), "t: not a finite number") << text;
   }
 }
 

@@ -21,7 +21,7 @@ using testing::ElementsAre;
 
 class Value : public Qel::PtrInterface {};
 
-using Map = Qel::HashMap<Value, U32>;
+using ValueMap = Qel::HashMap<Value, U32>;
 
 class HashMapTest : public support::LiveObjectsTest {
  protected:
@@ -36,7 +36,7 @@ class HashMapTest : public support::LiveObjectsTest {
     return keys;
   }
 
-  Map map_;
+  ValueMap map_;
 };
 
 TEST_F(HashMapTest, IsEmptyAtFirst) {
@@ -122,8 +122,8 @@ TEST_F(HashMapTest, ANullValueEndsTheProcess) {
 class HashMapAgainstStdMap : public HashMapTest {
  protected:
   struct Standing {
-    explicit Standing(const Map& map) : it(map.iteratorConst()) {}
-    Map::IteratorConst it;
+    explicit Standing(const ValueMap& map) : it(map.iteratorConst()) {}
+    ValueMap::IteratorConst it;
     std::optional<unsigned> number;  // of the insertion that it stands at; none at the end
   };
 

@@ -6,28 +6,28 @@
 
 namespace {
 
-class Counted : public Qel::LiveCount<Counted> {
+class Lived : public Qel::LiveCount<Lived> {
  public:
-  explicit Counted(bool fails = false) {
+  explicit Lived(bool fails = false) {
     if (fails) throw std::runtime_error("no object");
   }
 };
 class Other : public Qel::LiveCount<Other> {};
 
 TEST(LiveCountTest, CountsTheLiveObjectsOfItsTypeAlone) {
-  EXPECT_EQ(Counted::liveCount(), 0U);
+  EXPECT_EQ(Lived::liveCount(), 0U);
   {
-    const Counted first;
-    const Counted second;
-    EXPECT_EQ(Counted::liveCount(), 2U);
+    const Lived first;
+    const Lived second;
+    EXPECT_EQ(Lived::liveCount(), 2U);
     EXPECT_EQ(Other::liveCount(), 0U);
   }
-  EXPECT_EQ(Counted::liveCount(), 0U);
+  EXPECT_EQ(Lived::liveCount(), 0U);
 }
 
 TEST(LiveCountTest, AnObjectThatWasNotMadeDoesNotCount) {
-  EXPECT_THROW(Counted(true), std::runtime_error);
-  EXPECT_EQ(Counted::liveCount(), 0U);
+  EXPECT_THROW(Lived(true), std::runtime_error);
+  EXPECT_EQ(Lived::liveCount(), 0U);
 }
 
 }  // namespace

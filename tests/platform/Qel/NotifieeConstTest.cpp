@@ -14,7 +14,7 @@ using Qel::NotifierReference;
 using Qel::Ptr;
 
 class Unobservable : public Qel::PtrInterface {};
-class Notifiee : public Qel::PtrInterface::NotifieeConst {
+class PlainNotifiee : public Qel::PtrInterface::NotifieeConst {
  public:
   using NotifieeConst::NotifieeConst;
 };
@@ -22,7 +22,7 @@ class Notifiee : public Qel::PtrInterface::NotifieeConst {
 class NotifieeConstTest : public support::LiveObjectsTest {
  protected:
   Ptr<Entity> entity_ = make<Entity>("watched");
-  Ptr<Notifiee> notifiee_ = make<Notifiee>();
+  Ptr<PlainNotifiee> notifiee_ = make<PlainNotifiee>();
 };
 
 TEST_F(NotifieeConstTest, WatchesNothingAtFirst) {
@@ -116,7 +116,7 @@ TEST_F(NotifieeConstTest, AZombieWithoutNotifierKeepsItsNotificationSwitch) {
 }
 
 TEST_F(NotifieeConstTest, APlainReferenceDoesNotKeepTheNotifier) {
-  const auto plain = make<Notifiee>(NotifierReference::plain);
+  const auto plain = make<PlainNotifiee>(NotifierReference::plain);
   plain->notifierIs(entity_);
   plain->isRegisteredNotifieeIs(true);
   EXPECT_EQ(entity_->references(), 1U);
@@ -126,14 +126,14 @@ TEST_F(NotifieeConstTest, APlainReferenceDoesNotKeepTheNotifier) {
 }
 
 TEST_F(NotifieeConstTest, APlainBindingThatNeverJoinedEndsWithItsNotifier) {
-  const auto plain = make<Notifiee>(NotifierReference::plain);
+  const auto plain = make<PlainNotifiee>(NotifierReference::plain);
   plain->notifierIs(entity_);
   entity_ = nullptr;
   EXPECT_EQ(plain->notifier(), nullptr);
 }
 
 TEST_F(NotifieeConstTest, APlainBindingThatLeftTheListEndsWithItsNotifier) {
-  const auto plain = make<Notifiee>(NotifierReference::plain);
+  const auto plain = make<PlainNotifiee>(NotifierReference::plain);
   plain->notifierIs(entity_);
   plain->isRegisteredNotifieeIs(true);
   plain->isRegisteredNotifieeIs(false);
@@ -142,7 +142,7 @@ TEST_F(NotifieeConstTest, APlainBindingThatLeftTheListEndsWithItsNotifier) {
 }
 
 TEST_F(NotifieeConstTest, APlainReferenceToAnUnobservableObjectIsNone) {
-  const auto plain = make<Notifiee>(NotifierReference::plain);
+  const auto plain = make<PlainNotifiee>(NotifierReference::plain);
   plain->notifierIs(make<Unobservable>());
   EXPECT_EQ(plain->notifier(), nullptr);
 }

@@ -32,7 +32,7 @@ class Row : public Qel::PtrInterface, public Qel::RbTreeMapLinks {
   const Key key_;
 };
 
-using Map = Qel::RbTreeMap<Row, Key>;
+using RowMap = Qel::RbTreeMap<Row, Key>;
 
 template <class MapOrConst>
 std::vector<Key> keysFrom(MapOrConst& map, const Key& start) {
@@ -54,7 +54,7 @@ class RbTreeMapTest : public support::LiveObjectsTest {
     return keys;
   }
 
-  Map map_;
+  RowMap map_;
 };
 
 TEST_F(RbTreeMapTest, IsEmptyAtFirst) {
@@ -122,8 +122,8 @@ TEST_F(RbTreeMapTest, HandsOutTheRowItRemoves) {
 
 TEST_F(RbTreeMapTest, RemovesThroughAnIteratorOnlyWhatStandsThere) {
   const Ptr<Row> row = added({1, 1});
-  Map::Iterator it = map_.iterator();
-  Map::Iterator end = map_.startAt({9, 9});
+  RowMap::Iterator it = map_.iterator();
+  RowMap::Iterator end = map_.startAt({9, 9});
   EXPECT_EQ(map_.rowDel(end), nullptr);
   EXPECT_EQ(map_.rowDel(it), row);
   EXPECT_EQ(map_.rowDel(it), nullptr);
@@ -134,7 +134,7 @@ TEST_F(RbTreeMapTest, RemovesThroughAnIteratorOnlyWhatStandsThere) {
 
 TEST_F(RbTreeMapTest, AnIteratorKeepsItsRowAndGoesOnBehindItWhenTheRowLeaves) {
   for (U32 i = 1; i <= 4; ++i) added({i, 0});
-  Map::Iterator it = map_.startAt({2, 0});
+  RowMap::Iterator it = map_.startAt({2, 0});
   map_.rowDel(Key(2, 0));
   map_.rowDel(Key(3, 0));
   EXPECT_EQ(it.key(), Key(2, 0));
@@ -145,7 +145,7 @@ TEST_F(RbTreeMapTest, AnIteratorKeepsItsRowAndGoesOnBehindItWhenTheRowLeaves) {
 TEST_F(RbTreeMapTest, AnIteratorVisitsRowsThatJoinAheadAndNoneThatJoinBehind) {
   added({2, 0});
   added({9, 0});
-  Map::Iterator it = map_.iterator();
+  RowMap::Iterator it = map_.iterator();
   added({1, 0});
   added({5, 0});
   it.advance();
@@ -159,7 +159,7 @@ TEST_F(RbTreeMapTest, AnIteratorVisitsRowsThatJoinAheadAndNoneThatJoinBehind) {
 TEST_F(RbTreeMapTest, AnIteratorDoesNotVisitItsKeyAgainWhenTheRowWasReplaced) {
   added({1, 0});
   added({2, 0});
-  Map::Iterator it = map_.iterator();
+  RowMap::Iterator it = map_.iterator();
   added({1, 0});
   it.advance();
   EXPECT_EQ(it.key(), Key(2, 0));
@@ -167,7 +167,7 @@ TEST_F(RbTreeMapTest, AnIteratorDoesNotVisitItsKeyAgainWhenTheRowWasReplaced) {
 
 TEST_F(RbTreeMapTest, AnIteratorAtTheEndStaysThere) {
   added({1, 0});
-  Map::Iterator it = map_.iterator();
+  RowMap::Iterator it = map_.iterator();
   it.advance();
   added({2, 0});
   it.advance();
@@ -175,7 +175,7 @@ TEST_F(RbTreeMapTest, AnIteratorAtTheEndStaysThere) {
 }
 
 TEST_F(RbTreeMapTest, AnIteratorOfNoMapIsAtTheEnd) {
-  Map::Iterator it;
+  RowMap::Iterator it;
   it.advance();
   EXPECT_FALSE(it);
 }
@@ -183,7 +183,7 @@ TEST_F(RbTreeMapTest, AnIteratorOfNoMapIsAtTheEnd) {
 TEST_F(RbTreeMapTest, ClearsWithAnIteratorStandingInIt) {
   added({1, 0});
   added({2, 0});
-  Map::IteratorConst it = map_.iteratorConst();
+  RowMap::IteratorConst it = map_.iteratorConst();
   map_.clear();
   EXPECT_TRUE(map_.empty());
   EXPECT_EQ(it.key(), Key(1, 0));
@@ -192,7 +192,7 @@ TEST_F(RbTreeMapTest, ClearsWithAnIteratorStandingInIt) {
 }
 
 TEST_F(RbTreeMapTest, RowsOutliveTheMap) {
-  auto map = std::make_unique<Map>();
+  auto map = std::make_unique<RowMap>();
   const auto row = make<Row>(Key(1, 1));
   map->rowIs(row);
   map.reset();
@@ -202,7 +202,7 @@ TEST_F(RbTreeMapTest, RowsOutliveTheMap) {
 
 TEST_F(RbTreeMapTest, ARowThatIsInAnotherMapEndsTheProcess) {
   const Ptr<Row> row = added({1, 1});
-  Map other;
+  RowMap other;
   EXPECT_DEATH(other.rowIs(row), "assertion failed: .*is_linked");
   const auto twin = make<Row>(Key(1, 1));
   other.rowIs(twin);
@@ -214,7 +214,7 @@ class RbTreeMapAgainstStdMap : public RbTreeMapTest {
  protected:
   // A standing iterator, and the key of the row that it must be at; none at the end.
   struct Standing {
-    Map::IteratorConst it;
+    RowMap::IteratorConst it;
     std::optional<Key> key;
   };
 
@@ -260,7 +260,7 @@ class RbTreeMapAgainstStdMap : public RbTreeMapTest {
     model_.erase(key);
   }
   void removeAtIterator() {
-    const Map::Iterator it = map_.startAt(someKey());
+    const RowMap::Iterator it = map_.startAt(someKey());
     if (!it) return;
     const Ptr<Row> wanted = model_.at(it.key());
     ASSERT_EQ(map_.rowDel(it), wanted);
