@@ -75,7 +75,8 @@ TEST_F(AddressLookupTest, TellsNobodyWhoLetItGo) {
   });
   lookup = nullptr;
   answer.set_value();
-  EXPECT_TRUE(until([&] { return support::openDescriptors() == before; }));
+  // Fewer, where the thread of an earlier look-up ended only now.
+  EXPECT_TRUE(until([&] { return support::openDescriptors() <= before; }));
   EXPECT_EQ(calls_, 0);
 }
 
