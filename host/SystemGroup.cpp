@@ -1,12 +1,15 @@
 #include "host/SystemGroup.h"
 
 #include <fmt/format.h>
+#include <strings.h>
+#include <unistd.h>
 
 #include <array>
 #include <charconv>
 #include <cstring>
-#include <optional>
+#include <iterator>
 #include <string_view>
+#include <system_error>
 
 #include "host/Errors.h"
 #include "host/NetSnmp.h"

@@ -6,9 +6,9 @@
 #include <cerrno>
 #include <charconv>
 #include <cmath>
+#include <cstddef>
 #include <exception>
 #include <fstream>
-#include <iostream>
 #include <optional>
 #include <string>
 #include <system_error>
@@ -16,7 +16,11 @@
 
 #include "Kavra/StoreUrl.h"
 #include "Qel/ActivityManager.h"
+#include "Qel/Clock.h"
+#include "Qel/Ptr.h"
 #include "Qel/Strep.h"
+#include "Qel/String.h"
+#include "Qel/Types.h"
 #include "tools/Commands.h"
 #include "tools/Errors.h"
 #include "tools/Serve.h"

@@ -2,6 +2,8 @@
 
 #include <charconv>
 #include <cmath>
+#include <string_view>
+#include <system_error>
 #include <utility>
 
 namespace Qel {

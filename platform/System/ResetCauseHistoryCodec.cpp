@@ -8,11 +8,16 @@
 #include <map>
 #include <string>
 #include <string_view>
+#include <system_error>
 #include <utility>
 #include <vector>
 
 #include "Qel/FieldReader.h"
+#include "Qel/String.h"
+#include "Qel/Types.h"
+#include "System/ResetCause.h"
 #include "System/ResetCauseHistory.h"
+#include "System/ResetInstance.h"
 
 namespace System {
 
