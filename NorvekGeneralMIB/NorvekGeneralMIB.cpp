@@ -15,6 +15,7 @@
 #include "NorvekGeneralMIB/ReloadCauseTableIteration.h"
 #include "NorvekGeneralMIB/SnmpTrace.h"
 #include "Qel/Assert.h"
+#include "Qel/Entity.h"
 #include "Qel/Ptr.h"
 #include "Snmp/AutoRegistree.h"
 #include "Snmp/MibContext.h"

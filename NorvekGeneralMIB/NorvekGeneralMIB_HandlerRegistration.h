@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Qel/String.h"
 #include "Snmp/HandlerRegistration.h"
 
 namespace NorvekGeneralMIB {

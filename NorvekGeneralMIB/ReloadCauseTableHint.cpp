@@ -1,10 +1,12 @@
 #include "NorvekGeneralMIB/ReloadCauseTableHint.h"
 
 #include <array>
+#include <cstddef>
 
 #include "NorvekGeneralMIB/ReloadCauseTable.h"
 #include "NorvekGeneralMIB/SnmpTrace.h"
 #include "Qel/Exception.h"
+#include "Qel/Types.h"
 #include "Snmp/Converters.h"
 
 namespace NorvekGeneralMIB {

@@ -1,12 +1,15 @@
 #include "NorvekGeneralMIB/ReloadCauseTableIteration.h"
 
+#include <cstddef>
 #include <memory>
 
+#include "MiscSnmp/GeneralMib.h"
 #include "NorvekGeneralMIB/CallbackGuard.h"
 #include "NorvekGeneralMIB/ReloadCauseTable.h"
 #include "NorvekGeneralMIB/ReloadCauseTableHint.h"
 #include "NorvekGeneralMIB/SnmpTrace.h"
 #include "Qel/Exception.h"
+#include "Qel/Types.h"
 #include "Snmp/Converters.h"
 
 namespace {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Qel/EventLoop.h"
+#include "Qel/Ptr.h"
 
 namespace Host {
 

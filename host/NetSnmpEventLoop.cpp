@@ -1,10 +1,12 @@
 #include "host/NetSnmpEventLoop.h"
 
 #include <fmt/format.h>
+#include <sys/time.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <cmath>
+#include <exception>
 #include <memory>
 #include <set>
 #include <system_error>

@@ -3,6 +3,7 @@
 #include <functional>
 
 #include "Qel/EventLoop.h"
+#include "Qel/Ptr.h"
 
 namespace Host {
 

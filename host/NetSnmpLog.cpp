@@ -1,5 +1,7 @@
 #include "host/NetSnmpLog.h"
 
+#include <syslog.h>
+
 #include <string_view>
 
 #include "host/Log.h"

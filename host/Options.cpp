@@ -4,7 +4,9 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <cstddef>
 #include <filesystem>
+#include <iterator>
 #include <limits>
 
 #include "host/Errors.h"

@@ -1,5 +1,7 @@
 #include "host/PluginHost.h"
 
+#include <memory>
+
 #include "host/PluginLibrary.h"
 
 namespace Host {

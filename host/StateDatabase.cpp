@@ -2,9 +2,13 @@
 
 #include <fmt/format.h>
 
+#include <string>
+
+#include "Kavra/Feed.h"
 #include "Kavra/Store.h"
 #include "Kavra/StoreUrl.h"
 #include "Qel/ActivityManager.h"
+#include "Qel/Types.h"
 #include "host/Errors.h"
 
 namespace Host {

@@ -1,7 +1,6 @@
 #pragma once
 
 #include "Kavra/EntityManager.h"
-#include "Kavra/Feed.h"
 #include "Qel/EventLoop.h"
 #include "Qel/Ptr.h"
 #include "Redundancy/RedundancyStatus.h"

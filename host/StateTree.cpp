@@ -2,9 +2,11 @@
 
 #include <fmt/format.h>
 
-#include "Qel/Exception.h"
+#include "Qel/Entity.h"
+#include "Qel/String.h"
 #include "Qel/TypeNode.h"
 #include "Snmp/SnmpUtil.h"
+#include "System/ResetCauseHistory.h"
 #include "host/Errors.h"
 
 namespace Host {

@@ -1,9 +1,12 @@
 #include "host/SystemGroup.h"
 
 #include <fmt/format.h>
+#include <strings.h>
+#include <unistd.h>
 
 #include <array>
 #include <cstring>
+#include <iterator>
 #include <optional>
 
 #include "Qel/Number.h"

@@ -1,7 +1,6 @@
 // norvek-snmpd: hosts MIB plug-ins in an SNMP agent over the state database.
 
 #include <fmt/format.h>
-#include <fmt/ranges.h>
 
 #include <cstdio>
 #include <exception>

@@ -5,8 +5,8 @@
 #include <CLI/CLI.hpp>
 #include <cerrno>
 #include <cmath>
+#include <cstddef>
 #include <exception>
-#include <iostream>
 #include <optional>
 #include <string>
 #include <system_error>
@@ -15,8 +15,12 @@
 #include "Kavra/FileContent.h"
 #include "Kavra/StoreUrl.h"
 #include "Qel/ActivityManager.h"
+#include "Qel/Clock.h"
 #include "Qel/Escape.h"
 #include "Qel/Number.h"
+#include "Qel/Ptr.h"
+#include "Qel/String.h"
+#include "Qel/Types.h"
 #include "tools/Commands.h"
 #include "tools/Errors.h"
 #include "tools/Serve.h"

@@ -3,11 +3,14 @@
 #include <fmt/format.h>
 
 #include <cmath>
+#include <cstddef>
 #include <utility>
 
 #include "Kavra/CheckedDocument.h"
 #include "Kavra/Json/Text.h"
 #include "Kavra/Path.h"
+#include "Kavra/Status.h"
+#include "Qel/String.h"
 #include "tools/Errors.h"
 #include "tools/HistoryEdit.h"
 

@@ -4,7 +4,6 @@
 #include <string>
 #include <utility>
 
-#include "Qel/Types.h"
 #include "tools/Errors.h"
 
 namespace Tools {

@@ -2,7 +2,9 @@
 
 #include "Kavra/Feed.h"
 #include "Kavra/Json/Text.h"
+#include "Qel/Document.h"
 #include "Qel/PollEventLoop.h"
+#include "Qel/String.h"
 #include "tools/EndOnSignal.h"
 #include "tools/Errors.h"
 

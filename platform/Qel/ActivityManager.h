@@ -1,10 +1,12 @@
 #pragma once
 
+#include <cstddef>
 #include <deque>
 #include <functional>
 
 #include "Qel/Clock.h"
 #include "Qel/Ptr.h"
+#include "Qel/PtrInterface.h"
 
 namespace Qel {
 

@@ -1,7 +1,10 @@
 #include "Qel/Dir.h"
 
+#include <cstddef>
+
 #include "Qel/Exception.h"
 #include "Qel/Format.h"
+#include "Qel/String.h"
 #include "Qel/TypeNode.h"
 
 namespace Qel {

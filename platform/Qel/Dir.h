@@ -5,6 +5,9 @@
 #include <vector>
 
 #include "Qel/Entity.h"
+#include "Qel/Name.h"
+#include "Qel/Ptr.h"
+#include "Qel/PtrInterface.h"
 
 namespace Qel {
 

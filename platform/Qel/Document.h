@@ -1,7 +1,9 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <initializer_list>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -10,8 +12,10 @@
 
 #include "Qel/Entity.h"
 #include "Qel/Exception.h"
+#include "Qel/Name.h"
 #include "Qel/Ptr.h"
 #include "Qel/String.h"
+#include "Qel/Types.h"
 
 namespace Qel {
 

@@ -3,6 +3,7 @@
 #include <functional>
 
 #include "Qel/Ptr.h"
+#include "Qel/PtrInterface.h"
 
 namespace Qel {
 

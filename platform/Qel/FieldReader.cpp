@@ -1,6 +1,8 @@
 #include "Qel/FieldReader.h"
 
 #include <cmath>
+#include <string_view>
+#include <system_error>
 #include <utility>
 
 #include "Qel/Number.h"

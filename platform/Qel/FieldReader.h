@@ -2,9 +2,9 @@
 
 #include <map>
 #include <string>
-#include <string_view>
 
 #include "Qel/Document.h"
+#include "Qel/Types.h"
 
 namespace Qel {
 

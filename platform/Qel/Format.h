@@ -3,7 +3,7 @@
 #include <fmt/printf.h>
 
 #include <string_view>
-#include <type_traits>
+#include <type_traits>  // IWYU pragma: keep
 
 #include "Qel/Name.h"
 #include "Qel/String.h"

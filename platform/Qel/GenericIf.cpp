@@ -1,5 +1,7 @@
 #include "Qel/GenericIf.h"
 
+#include <string_view>
+
 #include "Qel/Exception.h"
 #include "Qel/Format.h"
 #include "Qel/Strep.h"

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "Qel/GenericValue.h"
+#include "Qel/Ptr.h"
 #include "Qel/PtrInterface.h"
 #include "Qel/String.h"
 

@@ -1,12 +1,12 @@
 #pragma once
 
-#include <cstdint>
 #include <utility>
 #include <variant>
 #include <vector>
 
 #include "Qel/Name.h"
 #include "Qel/Ptr.h"
+#include "Qel/PtrInterface.h"
 #include "Qel/String.h"
 #include "Qel/Types.h"
 

@@ -6,7 +6,6 @@
 #include <boost/multi_index_container.hpp>
 #include <cstddef>
 #include <cstdint>
-#include <utility>
 
 #include "Qel/Assert.h"
 #include "Qel/Ptr.h"

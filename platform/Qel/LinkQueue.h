@@ -4,10 +4,11 @@
 #include <cstddef>
 #include <cstdint>
 #include <iterator>
-#include <utility>
+#include <utility>  // IWYU pragma: keep
 
 #include "Qel/Assert.h"
 #include "Qel/Ptr.h"
+#include "Qel/PtrInterface.h"
 
 namespace Qel {
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <iosfwd>
+
 #include "Qel/String.h"
 
 namespace Qel {

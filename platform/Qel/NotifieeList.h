@@ -5,6 +5,8 @@
 #include <vector>
 
 #include "Qel/NotifieeConst.h"
+#include "Qel/Ptr.h"
+#include "Qel/PtrInterface.h"
 
 namespace Qel {
 

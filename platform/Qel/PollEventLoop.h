@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "Qel/EventLoop.h"
+#include "Qel/Ptr.h"
 
 namespace Qel {
 

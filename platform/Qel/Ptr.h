@@ -1,13 +1,12 @@
 #pragma once
 
-#include <concepts>
+#include <concepts>  // IWYU pragma: keep
 #include <cstddef>
 #include <functional>
 #include <ostream>
-#include <type_traits>
 #include <utility>
 
-#include "Qel/PtrInterface.h"
+#include "Qel/PtrInterface.h"  // IWYU pragma: keep
 
 namespace Qel {
 

@@ -3,7 +3,7 @@
 #include <boost/intrusive/set.hpp>
 #include <cstddef>
 #include <cstdint>
-#include <type_traits>
+#include <iterator>
 
 #include "Qel/Assert.h"
 #include "Qel/Ptr.h"

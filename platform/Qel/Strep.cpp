@@ -3,6 +3,9 @@
 #include <fmt/format.h>
 
 #include <charconv>
+#include <cstddef>
+#include <string>
+#include <system_error>
 
 #include "Qel/Escape.h"
 #include "Qel/Exception.h"

@@ -3,7 +3,6 @@
 #include <compare>
 #include <cstddef>
 #include <functional>
-#include <iterator>
 #include <memory>
 #include <ostream>
 #include <string>

@@ -3,13 +3,16 @@
 #include <functional>
 #include <memory>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "Qel/Document.h"
 #include "Qel/Entity.h"
 #include "Qel/GenericIf.h"
 #include "Qel/GenericValue.h"
+#include "Qel/Name.h"
 #include "Qel/Ptr.h"
+#include "Qel/PtrInterface.h"
 #include "Qel/String.h"
 
 namespace Qel {

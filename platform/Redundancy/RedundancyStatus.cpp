@@ -4,6 +4,7 @@
 #include <memory>
 
 #include "Qel/TypeNode.h"
+#include "Qel/Types.h"
 #include "Redundancy/RedundancyStatusCodec.h"
 
 namespace Redundancy {

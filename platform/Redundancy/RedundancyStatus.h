@@ -1,6 +1,9 @@
 #pragma once
 
 #include "Qel/Entity.h"
+#include "Qel/Name.h"
+#include "Qel/Ptr.h"
+#include "Qel/PtrInterface.h"
 #include "Redundancy/RedundancyProtocol.h"
 
 namespace Redundancy {

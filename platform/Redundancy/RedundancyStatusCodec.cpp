@@ -1,9 +1,10 @@
 #include "Redundancy/RedundancyStatusCodec.h"
 
 #include <string>
-#include <utility>
 
 #include "Qel/FieldReader.h"
+#include "Qel/Types.h"
+#include "Redundancy/RedundancyProtocol.h"
 #include "Redundancy/RedundancyStatus.h"
 
 namespace Redundancy {

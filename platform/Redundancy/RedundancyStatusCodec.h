@@ -3,6 +3,9 @@
 #include <string_view>
 
 #include "Qel/Document.h"
+#include "Qel/Entity.h"
+#include "Qel/Name.h"
+#include "Qel/Ptr.h"
 
 namespace Redundancy {
 

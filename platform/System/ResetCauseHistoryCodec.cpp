@@ -13,7 +13,11 @@
 
 #include "Qel/FieldReader.h"
 #include "Qel/Number.h"
+#include "Qel/String.h"
+#include "Qel/Types.h"
+#include "System/ResetCause.h"
 #include "System/ResetCauseHistory.h"
+#include "System/ResetInstance.h"
 
 namespace System {
 

@@ -4,6 +4,8 @@
 
 #include "Qel/Entity.h"
 #include "Qel/LinkQueue.h"
+#include "Qel/Ptr.h"
+#include "Qel/PtrInterface.h"
 #include "Qel/RbTreeMap.h"
 #include "Qel/Types.h"
 #include "System/ResetCause.h"
