@@ -38,6 +38,8 @@ class Connection {
   bool receive();
   // The next whole reply, if there is one.
   std::optional<Reply> takeReply() { return reader_.take(); }
+  // Whether one has begun and not ended, after there was none to take.
+  bool isInsideReply() const noexcept { return reader_.isInsideReply(); }
 
  private:
   const FileDescriptor socket_;
