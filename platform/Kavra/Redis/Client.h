@@ -4,8 +4,12 @@
 #include <string>
 #include <vector>
 
+#include "Kavra/Redis/Address.h"
+#include "Kavra/Redis/Command.h"
 #include "Kavra/Redis/ConnectionOptions.h"
 #include "Kavra/Redis/Link.h"
+#include "Kavra/Redis/Reply.h"
+#include "Kavra/SocketAddress.h"
 #include "Qel/PollEventLoop.h"
 #include "Qel/Ptr.h"
 
