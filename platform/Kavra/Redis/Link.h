@@ -1,11 +1,15 @@
 #pragma once
 
+#include <cstddef>
 #include <functional>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "Kavra/Redis/Command.h"
 #include "Kavra/Redis/Connection.h"
+#include "Kavra/Redis/Reply.h"
+#include "Kavra/SocketAddress.h"
 #include "Qel/EventLoop.h"
 #include "Qel/Ptr.h"
 
@@ -37,7 +41,7 @@ class Link final : public Qel::PtrInterface {
 
   bool isConnected() const noexcept { return connected_; }
 
-  // Not while a request is under way. Raises std::bad_alloc at most.
+  // Not while a request is under way. Raises RangeException when the loop takes no more timers.
   void requestIs(const std::vector<Command>& commands, AnswerCall answered);
 
  private:

@@ -6,9 +6,9 @@
 
 #include <memory>
 #include <new>
+#include <stdexcept>
 #include <string>
 #include <string_view>
-#include <utility>
 #include <vector>
 
 #include "Kavra/EntityManager.h"
@@ -17,7 +17,6 @@
 #include "platform/Kavra/Redis/FakeServer.h"
 #include "platform/Kavra/Redis/FollowingTest.h"
 #include "platform/Kavra/Redis/ScriptedServer.h"
-#include "support/ManualEventLoop.h"
 #include "support/OpenDescriptors.h"
 #include "support/Random.h"
 
@@ -91,67 +90,6 @@ TEST_F(LinkTest, GivesUpAServerThatIsSilent) {
   EXPECT_TRUE(until([this] { return fake_->connections() > 3; }));
   EXPECT_THAT(log_.lines(), ElementsAre(HasSubstr("not reached: no answer within 3 s")));
   EXPECT_LE(fake_->openConnections(), 2U);
-}
-
-// Follows a server that answers the login at first, whole or in part, in a time of the test's own.
-class SlowAnswerTest : public LinkTest {
- protected:
-  SlowAnswerTest()
-      : server_(loop_, [this](unsigned connection, std::string_view request) {
-          std::string answers = script_.answersTo(connection, request);
-          if (connection == 0) rest_ += std::exchange(answers, {});
-          return answers;
-        }) {
-    time_.settle();
-    pass();
-  }
-  // Everything that can be read and written is.
-  void pass() {
-    constexpr int kMostDescriptors = 64;
-    for (int round = 0; round < 4; ++round) {
-      for (int fd = 0; fd < kMostDescriptors; ++fd) {
-        if (time_.isWriteWatched(fd)) time_.writable(fd);
-        if (time_.isReadWatched(fd)) time_.readable(fd);
-      }
-      loop_.runOnce(0.01);
-    }
-  }
-  void sends(std::size_t octets) {
-    server_.sends(0, rest_.substr(0, octets));
-    rest_.erase(0, octets);
-    pass();
-  }
-
-  support::ManualEventLoop time_;
-  std::string rest_;
-  FakeServer server_;
-  const Qel::Ptr<Feed> slow_ = feedOf(server_.socket(), time_);
-  const Qel::Ptr<Follow> follow_ = followerOf(slow_);
-};
-
-TEST_F(SlowAnswerTest, IsGivenUpASecondAfterItStoppedInsideAReply) {
-  sends(std::string_view("+PON").size());
-  time_.advance(0.9);
-  EXPECT_THAT(log_.lines(), IsEmpty());
-  time_.advance(0.2);
-  EXPECT_THAT(log_.lines(),
-              ElementsAre(HasSubstr("not reached: an answer stopped in the middle for 1 s")));
-}
-
-TEST_F(SlowAnswerTest, MayTakeItsTimeBetweenTwoReplies) {
-  sends(std::string_view("+PONG\r\n+OK\r\n").size());
-  time_.advance(2.0);
-  sends(rest_.size());
-  EXPECT_TRUE(slow_->status().reachable);
-  EXPECT_THAT(log_.lines(), IsEmpty());
-}
-
-TEST_F(SlowAnswerTest, MustBeThereAfterThreeSecondsAllTheSame) {
-  sends(std::string_view("+PONG\r\n").size());
-  time_.advance(2.9);
-  EXPECT_THAT(log_.lines(), IsEmpty());
-  time_.advance(0.2);
-  EXPECT_THAT(log_.lines(), ElementsAre(HasSubstr("not reached: no answer within 3 s")));
 }
 
 TEST_F(LinkTest, GivesUpAServerThatSpeaksOtherwise) {
@@ -260,6 +198,19 @@ TEST_F(LinkTest, IsFollowedAgainAfterAMomentWithoutMemory) {
   EXPECT_TRUE(until([&] { return feed->status().reachable; }));
   EXPECT_THAT(log_.lines(),
               ElementsAre(HasSubstr("not reached: std::bad_alloc"), HasSubstr("back after")));
+}
+
+TEST_F(LinkTest, TakesABugForNoOutage) {
+  class Faulty final : public Qel::Clock {
+   public:
+    double now() const override { throw std::logic_error("spilt milk"); }
+  };
+  serveScript();
+  const auto feed = Qel::make<Feed>(ConnectionOptions{Address::ofPath(fake_->socket()), {}}, loop_,
+                                    Qel::make<Faulty>());
+  const auto follower = followerOf(feed);
+  EXPECT_THROW((void)until([&] { return feed->status().reachable; }), std::logic_error);
+  EXPECT_THAT(log_.lines(), IsEmpty());
 }
 
 TEST_F(LinkTest, SurvivesAnswersThatNobodyAskedFor) {
