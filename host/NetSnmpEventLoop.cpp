@@ -13,6 +13,7 @@
 #include <utility>
 
 #include "Qel/Exception.h"
+#include "Qel/Failure.h"
 #include "host/Log.h"
 #include "host/NetSnmp.h"
 
@@ -21,11 +22,10 @@ namespace {
 
 using Call = std::shared_ptr<const std::function<void()>>;
 
-void guarded(const std::function<void()>& call) noexcept {
-  try {
-    call();
-  } catch (const std::exception& error) {
-    logLine(fmt::format("error in an event's handler: {}", error.what()));
+// Never raises into net-snmp: std::terminate() names a bug on standard error, and aborts.
+void logFailureOf(const std::function<void()>& call) noexcept {
+  if (const auto failure = Qel::failureOf(call)) {
+    logLine(fmt::format("error in an event's handler: {}", *failure));
   }
 }
 
@@ -68,7 +68,7 @@ class DescriptorWatch final : public Qel::EventWatch {
   static void dispatch(int /*fd*/, void* watch) {
     // The call may end its own watch; what it runs on has to stay.
     const Call call = static_cast<DescriptorWatch*>(watch)->call_;
-    guarded(*call);
+    logFailureOf(*call);
   }
 
   Direction& direction_;
@@ -92,7 +92,7 @@ class TimerWatch final : public Qel::EventWatch {
     auto* watch = static_cast<TimerWatch*>(data);
     watch->alarm_ = 0;  // net-snmp takes a single alarm out of its list after this call
     const Call call = watch->call_;
-    guarded(*call);
+    logFailureOf(*call);
   }
 
   const Call call_;

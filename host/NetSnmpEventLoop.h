@@ -12,8 +12,9 @@ namespace Host {
 //
 // Descriptors go in with register_readfd and register_writefd (32 of each at most, one watch for a
 // descriptor and direction), timers with snmp_alarm_register_hr. All state is net-snmp's: watches
-// outlive neither the loop nor net-snmp's shutdown. An exception that escapes a call is logged and
-// goes no further, since net-snmp's frames cannot pass it on.
+// outlive neither the loop nor net-snmp's shutdown. Since net-snmp's frames can pass no exception
+// on, one that escapes a call ends here: it is logged where the outside caused it (see
+// Qel/Failure.h), and is a bug that ends the process otherwise.
 class NetSnmpEventLoop final : public Qel::EventLoop {
  public:
   // Keeps net-snmp from running timers out of a signal handler.

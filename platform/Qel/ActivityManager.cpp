@@ -1,8 +1,9 @@
 #include "Qel/ActivityManager.h"
 
-#include <exception>
+#include <string>
 #include <utility>
 
+#include "Qel/Failure.h"
 #include "Qel/Trace.h"
 
 namespace Qel {
@@ -14,7 +15,7 @@ TraceHandle& traceHandle() {
   return handle;
 }
 
-void traceFailure(const char* error) {
+void traceFailure(const std::string& error) {
   if (auto trace = TraceHelper::createIfEnabled(traceHandle(), 0, __FILE__, __LINE__, __func__)) {
     *trace << "put-off work failed: " << error;
   }
@@ -65,16 +66,10 @@ std::size_t ActivityManager::run() {
   return count;
 }
 
-void ActivityManager::runOne(Activity& activity) {
-  try {
-    // Moved out, so that what the work holds goes with it even while the owner keeps the activity.
-    const Activity::Work work = std::move(activity.work_);
-    work();
-  } catch (const std::exception& error) {
-    traceFailure(error.what());
-  } catch (...) {
-    traceFailure("unknown error");
-  }
+void ActivityManager::runOne(Activity& activity) noexcept {
+  // Moved out, so that what the work holds goes with it even while the owner keeps the activity.
+  const Activity::Work work = std::move(activity.work_);
+  if (const auto failure = failureOf(work)) traceFailure(*failure);
 }
 
 void ActivityManager::forget(const Activity& activity) noexcept {

@@ -41,8 +41,9 @@ class ActivityManager final : public PtrInterface {
   // Puts `work` off until the next run(). The caller keeps the result, or the work is cancelled.
   [[nodiscard]] Ptr<Activity> activityIs(Activity::Work work);
 
-  // Runs what was put off before the call; returns how much that was. An exception from work is
-  // traced ("Qel", level 0) and goes no further. From inside work it does nothing.
+  // Runs what was put off before the call; returns how much that was. From inside work it does
+  // nothing. An error that the outside caused (see Failure.h) is traced ("Qel", level 0) and goes
+  // no further; any other that leaves work is a bug, and ends the process.
   std::size_t run();
   bool hasWork() const noexcept { return !pending_.empty(); }
 
@@ -52,7 +53,7 @@ class ActivityManager final : public PtrInterface {
 
  private:
   friend class Activity;
-  void runOne(Activity& activity);
+  static void runOne(Activity& activity) noexcept;
   void forget(const Activity& activity) noexcept;
 
   Ptr<Clock const> clock_;

@@ -13,7 +13,8 @@ class EventWatch : public PtrInterface {};
 
 // The one thread's source of events. Calls are made one at a time, never from inside the request
 // that asked for them. Whoever asks is called until the watch is let go; the loop must outlive its
-// watches.
+// watches. A call deals with what goes wrong outside: what else it raises is a bug, and no loop
+// hides that.
 class EventLoop {
  public:
   virtual ~EventLoop() = default;

@@ -9,7 +9,6 @@
 #include <system_error>
 #include <utility>
 
-#include "Qel/ActivityManager.h"
 #include "Qel/Assert.h"
 
 namespace Qel {
@@ -61,7 +60,8 @@ class PollEventLoop::Timer final : public EventWatch {
   const std::pair<Time, Number> place_;
 };
 
-PollEventLoop::PollEventLoop() : wakeFd_(eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC)) {
+PollEventLoop::PollEventLoop(const Ptr<ActivityManager>& manager)
+    : manager_(manager), wakeFd_(eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC)) {
   if (wakeFd_ < 0) throw std::system_error(errno, std::generic_category(), "eventfd");
 }
 
@@ -100,7 +100,7 @@ std::size_t PollEventLoop::runOnce(double seconds) {
 }
 
 std::size_t PollEventLoop::pass(double seconds) {
-  const std::size_t activities = activityManager()->run();
+  const std::size_t activities = manager_ ? manager_->run() : 0;
   const std::vector<Number> ready = readyAfter(waitMilliseconds(activities > 0 ? 0.0 : seconds));
   const std::size_t timers = callTimers();
   return activities + timers + callDescriptors(ready);
@@ -119,8 +119,10 @@ void PollEventLoop::stop() noexcept {
   errno = error;
 }
 
+bool PollEventLoop::hasWork() const noexcept { return manager_ && manager_->hasWork(); }
+
 int PollEventLoop::waitMilliseconds(double seconds) const {
-  if (stopped_ != 0 || activityManager()->hasWork()) return 0;
+  if (stopped_ != 0 || hasWork()) return 0;
   Steady::duration wait = duration(seconds);
   if (!timers_.empty()) wait = std::min(wait, timers_.begin()->first.first - Steady::now());
   // Rounded up, so that a timer is due when its wait is over.

@@ -9,13 +9,14 @@
 #include <utility>
 #include <vector>
 
+#include "Qel/ActivityManager.h"
 #include "Qel/EventLoop.h"
 #include "Qel/Ptr.h"
 
 namespace Qel {
 
 // An event loop of its own over poll(2), for programs that no other loop runs in. It also runs the
-// work that Qel::activityManager() puts off, before it waits.
+// work that an activity manager puts off, before it waits.
 //
 // A pass calls first the timers that are due, then those who watch ready descriptors; each in the
 // order of due time, or of asking. A watch that a call lets go is not called any more, one that it
@@ -25,7 +26,8 @@ namespace Qel {
 // been let go before the loop goes, and a descriptor before it is closed.
 class PollEventLoop final : public EventLoop {
  public:
-  PollEventLoop();
+  // Runs the work of `manager`; none where it is null, as in a loop within somebody else's call.
+  explicit PollEventLoop(const Ptr<ActivityManager>& manager = activityManager());
   PollEventLoop(const PollEventLoop&) = delete;
   PollEventLoop& operator=(const PollEventLoop&) = delete;
   ~PollEventLoop() override;
@@ -52,11 +54,13 @@ class PollEventLoop final : public EventLoop {
 
   Ptr<EventWatch> descriptorIs(int fd, short events, std::function<void()> call);
   std::size_t pass(double seconds);
+  bool hasWork() const noexcept;
   int waitMilliseconds(double seconds) const;
   std::vector<Number> readyAfter(int milliseconds);
   std::size_t callTimers();
   std::size_t callDescriptors(const std::vector<Number>& ready);
 
+  const Ptr<ActivityManager> manager_;
   int wakeFd_ = -1;
   volatile std::sig_atomic_t stopped_ = 0;
   bool passing_ = false;

@@ -2,6 +2,10 @@
 
 #include <gmock/gmock.h>
 
+#include <stdexcept>
+#include <string>
+#include <vector>
+
 #include "Qel/ActivityManager.h"
 #include "host/NetSnmpEventLoop.h"
 
@@ -22,6 +26,16 @@ TEST(ActivityPump, RunsWorkThatWasPutOffBeforeAndMeanwhile) {
   const ActivityPump pump(loop);
   loop.run();
   EXPECT_THAT(log, testing::ElementsAre("outer", "inner"));
+}
+
+TEST(ActivityPump, EndsTheProcessForABugInWork) {
+  testing::GTEST_FLAG(death_test_style) = "threadsafe";
+  NetSnmpEventLoop loop;
+  const ActivityPump pump(loop);
+  const auto work =
+      Qel::activityManager()->activityIs([] { throw std::logic_error("spilt milk"); });
+  const auto survived = loop.timerIs(1, [&] { loop.stop(); });
+  EXPECT_DEATH(loop.run(), "spilt milk");
 }
 
 TEST(ActivityPump, LeavesWorkAloneAfterItsEnd) {

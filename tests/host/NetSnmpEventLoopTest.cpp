@@ -217,12 +217,22 @@ TEST_F(NetSnmpEventLoopTest, WaitsAsLongAsATimerSays) {
   EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(50));
 }
 
-TEST_F(NetSnmpEventLoopTest, LogsAnErrorOfACallAndGoesOn) {
+TEST_F(NetSnmpEventLoopTest, ABugInACallEndsTheProcess) {
+  testing::GTEST_FLAG(death_test_style) = "threadsafe";
+  const Pair pair;
+  pair.sent();
+  const auto watch = loop_.readableIs(pair.end(), [] { throw std::logic_error("spilt milk"); });
+  const auto survived = loop_.timerIs(1, [this] { loop_.stop(); });
+  EXPECT_DEATH(loop_.run(), "spilt milk");
+}
+
+TEST_F(NetSnmpEventLoopTest, LogsAnErrorFromOutsideAndGoesOn) {
   testing::internal::CaptureStderr();
-  const auto faulty = loop_.timerIs(0, [] { throw std::runtime_error("spilt milk"); });
+  const auto faulty = loop_.timerIs(0, [] { throw Qel::RangeException("no room"); });
   const auto later = loop_.timerIs(0.01, logs("later"));
   runUntilLogged(1);
-  EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr("spilt milk\n"));
+  EXPECT_THAT(testing::internal::GetCapturedStderr(),
+              HasSubstr("error in an event's handler: no room\n"));
   EXPECT_THAT(log_, ElementsAre("later"));
 }
 

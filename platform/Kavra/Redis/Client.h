@@ -1,27 +1,31 @@
 #pragma once
 
-#include <chrono>
-#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
-#include "Kavra/Redis/Connection.h"
+#include "Kavra/Redis/Address.h"
+#include "Kavra/Redis/Command.h"
 #include "Kavra/Redis/ConnectionOptions.h"
+#include "Kavra/Redis/Link.h"
+#include "Kavra/Redis/Reply.h"
+#include "Kavra/SocketAddress.h"
+#include "Qel/PollEventLoop.h"
+#include "Qel/Ptr.h"
 
 namespace Kavra::Redis {
 
-// A connection to a Redis server for those who wait for each answer.
+// A connection to a Redis server for those who wait for each answer: a link on a loop of its own,
+// which runs nothing else meanwhile, put-off work neither.
 //
 // Whatever goes wrong raises StoreException, which names the server; the client is of no more use
-// then.
+// then. The link says how long it has patience.
 class Client {
  public:
-  // Seconds in which a connection must stand and a request must be answered.
-  static constexpr double kPatience = 3.0;
-
-  // Connects and logs in.
+  // Connects, to the first of the server's addresses that works, and logs in.
   explicit Client(const ConnectionOptions& server);
+  Client(const Client&) = delete;
+  Client& operator=(const Client&) = delete;
 
   // Sends the commands and waits for as many replies. Errors among them are for the caller.
   std::vector<Reply> request(const std::vector<Command>& commands);
@@ -32,15 +36,13 @@ class Client {
   [[noreturn]] void fail(const std::string& problem) const;
 
  private:
-  using Time = std::chrono::steady_clock::time_point;
-
   void connect(const Address& address);
-  // False when it failed; `problem` tells why.
-  bool tryToConnect(const SocketAddress& address, std::string& problem);
-  void wait(short events, Time deadline) const;
+  void connectTo(const SocketAddress& address);
 
-  const std::string name_;  // of the server
-  std::unique_ptr<Connection> connection_;
+  const std::string name_;                  // of the server
+  std::optional<Qel::PollEventLoop> loop_;  // outlives the link
+  Qel::Ptr<Link> link_;
+  std::optional<std::string> lost_;  // why there is no connection any more
 };
 
 }  // namespace Kavra::Redis

@@ -9,7 +9,9 @@
 #include <array>
 #include <cerrno>
 #include <new>
+#include <string>
 #include <system_error>
+#include <vector>
 
 #include "Kavra/Store.h"
 

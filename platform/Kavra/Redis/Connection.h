@@ -3,18 +3,14 @@
 #include <cstddef>
 #include <optional>
 #include <string>
-#include <string_view>
-#include <vector>
 
 #include "Kavra/FileDescriptor.h"
-#include "Kavra/Redis/Address.h"
+#include "Kavra/Redis/Command.h"
 #include "Kavra/Redis/Reply.h"
 #include "Kavra/Redis/RespParser.h"
+#include "Kavra/SocketAddress.h"
 
 namespace Kavra::Redis {
-
-// A command and its arguments, any octets each.
-using Command = std::vector<std::string>;
 
 // A connection to a Redis server that never blocks and never raises a signal: whoever owns it waits
 // for its descriptor. Every error raises StoreException, after which it is of no more use.
@@ -38,6 +34,8 @@ class Connection {
   bool receive();
   // The next whole reply, if there is one.
   std::optional<Reply> takeReply() { return reader_.take(); }
+  // Whether one has begun and not ended, after there was none to take.
+  bool isInsideReply() const noexcept { return reader_.isInsideReply(); }
 
  private:
   const FileDescriptor socket_;

@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "Kavra/Redis/Address.h"
-#include "Kavra/Redis/Connection.h"
+#include "Kavra/Redis/Command.h"
 
 namespace Kavra::Redis {
 

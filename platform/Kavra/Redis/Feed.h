@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstddef>
 #include <functional>
 #include <optional>
 #include <set>
@@ -10,8 +11,11 @@
 #include "Kavra/AddressLookup.h"
 #include "Kavra/BackOff.h"
 #include "Kavra/Feed.h"
+#include "Kavra/Redis/Belief.h"
+#include "Kavra/Redis/Command.h"
 #include "Kavra/Redis/ConnectionOptions.h"
 #include "Kavra/Redis/Link.h"
+#include "Kavra/Redis/Reply.h"
 #include "Kavra/Redis/ServerState.h"
 #include "Kavra/Redis/Snapshot.h"
 #include "Qel/Clock.h"
@@ -26,12 +30,36 @@ namespace Kavra::Redis {
 // transaction, or between two looks at the same state where the server has no memory for one. The
 // server's log only rings the doorbell; whatever it says, the next snapshot follows. Once a second
 // without a ring the state is compared, since a log that was trimmed or replaced rings no more.
+// Which snapshots are served is a matter of Belief.h.
+//
+//              somebody follows              due, a name
+//      idle  ------------------> backingOff -------------> resolving
+//                                    |                         |
+//                                    | due, a number           | its addresses
+//                                    v                         |
+//    +---------------------------- snapshot <------------------+
+//    | not confirmed               ^  |  ^
+//    v              another state  |  |  |  entries, or a first refusal
+//  comparing ----------------------+  |  +----------------- tailing
+//    ^  |                             |                      ^  |
+//    |  |  the same state             |  confirmed           |  |  nothing for a second
+//    |  +-----------------------------+------> (pausing) ----+  |
+//    +----------------------------------------------------------+
+//
+//    any state  -- nobody follows -------------------------> idle
+//    any other  -- lost, refused, no address, no room -----> backingOff
+//
+//   backingOff  a growing pause before the next attempt
+//   resolving   looks up the name of the server's host
+//   snapshot    MULTI, GET, XINFO STREAM, HGETALL ..., EXEC; the first one together with the login,
+//               behind a connection that is still being made
+//   comparing   GET, XINFO STREAM
+//   tailing     XREAD BLOCK, from the last id of the present state
+//   pausing     where the last XREAD brought nothing new too early, which would keep the loop busy
 //
 // A connection that is lost takes nothing away: what was last seen goes on being served, the age of
 // it grows, and the server is asked again after a growing pause. Each loss and each recovery is
-// traced once (level 0). A server that went back to an older state (the same epoch, a log with
-// fewer entries) is not believed until it has caught up or begun a new epoch; how far it was has to
-// be told by two answers, lest one damaged number make everything after it look old.
+// traced once (level 0).
 //
 // It is connected while somebody follows, so that nobody asks after a peer that does not matter. A
 // document that is followed while a tail is under way is read when that ends, a second at most.
@@ -47,69 +75,68 @@ class Feed final : public Kavra::Feed {
 
  private:
   using Replies = Link::Replies;
-  static constexpr int kMostBadRings = 2;
+  enum class State { idle, backingOff, resolving, snapshot, comparing, pausing, tailing };
+  // An XREAD of the present connection.
+  struct Tail {
+    ServerState from;
+    std::chrono::steady_clock::time_point begin;
+  };
 
-  void rest();
+  static bool isStep(State from, State to) noexcept;
+  // Lets go of what the new state has no use for.
+  void enter(State next);
+  // Enters a state that ends after a time, with a step.
+  void enterFor(double seconds, State next, void (Feed::*step)());
+  // Enters a state that ends with the answers to the commands.
+  void ask(State next, const std::vector<Command>& commands,
+           std::function<void(const Replies&)> handle);
+
+  void disconnect();
   void connectLater(double seconds);
   void connect();
   void connectTo(const AddressLookup::Addresses& addresses);
   void handleLoss(const std::string& why);
-  // What is served is not the state of the server any more.
-  void problemIs(const std::string& why);
+  // Runs a step of a handler; its failure costs the connection.
+  void loseOnFailure(const std::function<void()>& step);
 
   // Each asks, and its handler decides what comes next.
   void askSnapshot(const std::vector<Command>& login);
-  void askForRing();
   void askSingly();
   void askState();
-  // Waits for the next ring: at once, or after a pause where the server rings early for nothing and
-  // would keep the loop busy.
-  void goOn();
+  void askTail();
+  void tailOrPause();
   void handleSnapshot(const Replies& replies);
   void handleOutcome(const Reply& outcome);
-  void handleRing(const Reply& reply);
   void handleState(const ServerState& state);
+  void handleTail(const Reply& reply);
 
-  void takeSnapshot(const Snapshot& snapshot);
-  // Another answer told the state, and maybe confirms the one before.
-  void stateIs(const ServerState& state);
-  void confirm(const ServerState& state);
-  void beReached();
-  // Whether the tail works; a server that refuses it, again and again, is no good one, however good
-  // its snapshots are.
-  bool rings() const noexcept { return badRings_ < kMostBadRings; }
-  // Runs a step of a handler; a problem costs the connection.
-  void guarded(const std::function<void()>& step);
+  // What is served is not the state of the server any more, or is again; tells so, once.
+  void noteOutage(const std::string& why);
+  void noteRecovery();
+  std::string served() const;
 
   SnapshotRequest question() const;
   // Whether the last question left nothing out of what is followed now.
   bool questionCoversAll() const;
-  std::string served() const;
 
   const ConnectionOptions server_;
   Qel::EventLoop& loop_;
   const Qel::Ptr<Qel::Clock const> clock_;
 
+  State state_ = State::idle;
+  Qel::Ptr<Qel::EventWatch> timer_;  // while backing off or pausing
+  Qel::Ptr<AddressLookup> lookup_;   // while resolving
+  Qel::Ptr<Link> link_;              // from the first snapshot to the loss
+  std::optional<Tail> tail_;         // the last one
   BackOff backOff_;
   std::size_t attempts_ = 0;
-  Qel::Ptr<Link> link_;              // null while waiting for the next attempt, or for
-  Qel::Ptr<AddressLookup> lookup_;   // the server's address
-  Qel::Ptr<Qel::EventWatch> retry_;  // that attempt
-  Qel::Ptr<Qel::EventWatch> rest_;
-  Qel::Ptr<Qel::EventWatch> pause_;
+  Qel::Ptr<Qel::EventWatch> leaving_;  // to disconnect where nobody follows any more
 
-  SnapshotRequest asked_;         // the last question
-  std::set<Qel::String> names_;   // the paths that the server has, if somebody wants to know
-  ServerState present_;           // of the server, as told last
-  std::optional<StreamId> rung_;  // by the ring that led to the present snapshot
-  std::optional<ServerState> confirmed_;             // the furthest one that two answers told
-  std::optional<ServerState> accepted_;              // of the server when it held what is served
-  std::optional<double> lastConfirmed_;              // when that was found to hold
-  std::optional<double> lostSince_;                  // while the server is away
-  std::string problem_;                              // empty when all is well
-  bool news_ = false;                                // since a ring was asked for last
-  std::chrono::steady_clock::time_point ringAsked_;  // the last one
-  int badRings_ = 0;                                 // in a row, over connections, too
+  SnapshotRequest asked_;        // the last question
+  std::set<Qel::String> names_;  // the paths that the server has, if somebody wants to know
+  Belief belief_;
+  std::optional<double> lostSince_;  // while the server is away
+  std::string problem_;              // empty when all is well
 };
 
 }  // namespace Kavra::Redis

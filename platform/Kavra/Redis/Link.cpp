@@ -1,10 +1,10 @@
 #include "Kavra/Redis/Link.h"
 
-#include <exception>
 #include <utility>
 
 #include "Kavra/Store.h"
 #include "Qel/Assert.h"
+#include "Qel/Failure.h"
 
 namespace Kavra::Redis {
 
@@ -31,12 +31,12 @@ void Link::requestIs(const std::vector<Command>& commands, AnswerCall answered) 
   // While the connection is being made, the loop says when to begin.
   if (!connected_) return;
   alarm_ = alarm(kPatience, kNoAnswer);
-  if (!writable_) guarded([this] { send(); });
+  if (!writable_) loseOnFailure([this] { send(); });
 }
 
 void Link::handleWritable() {
   const Qel::Ptr<Link> alive(this);
-  guarded([this] {
+  loseOnFailure([this] {
     if (!connected_) {
       connection_->needConnected();
       connected_ = true;
@@ -56,19 +56,23 @@ void Link::send() {
 
 void Link::handleReadable() {
   const Qel::Ptr<Link> alive(this);
-  bool began = false;
   bool complete = false;
-  guarded([&] {
-    began = connection_->receive();
-    complete = takeReplies();
-  });
-  if (!connection_) return;
-  if (began) stall_ = alarm(kStallPatience, "an answer stopped in the middle for 1 s");
+  loseOnFailure([&] { complete = receive(); });
   if (!complete) return;
   stall_ = nullptr;
   alarm_ = nullptr;
   // The next request may be made from inside the call.
   std::exchange(answered_, nullptr)(std::exchange(replies_, {}));
+}
+
+bool Link::receive() {
+  if (!connection_->receive()) return false;
+  const bool complete = takeReplies();
+  // Between two replies nothing is late yet: the server may still be busy with what was asked.
+  stall_ = connection_->isInsideReply()
+               ? alarm(kStallPatience, "an answer stopped in the middle for 1 s")
+               : nullptr;
+  return complete;
 }
 
 bool Link::takeReplies() {
@@ -88,15 +92,13 @@ Qel::Ptr<Qel::EventWatch> Link::alarm(double seconds, const char* problem) {
   });
 }
 
-void Link::guarded(const std::function<void()>& step) {
-  try {
-    step();
-  } catch (const std::exception& error) {
-    lose(error.what());
-  }
+void Link::loseOnFailure(const std::function<void()>& step) {
+  if (const auto failure = Qel::failureOf(step)) lose(*failure);
 }
 
 void Link::lose(const std::string& why) {
+  // Whoever is told may let go of the link.
+  const Qel::Ptr<Link> alive(this);
   readable_ = nullptr;
   writable_ = nullptr;
   alarm_ = nullptr;

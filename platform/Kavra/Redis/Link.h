@@ -1,11 +1,15 @@
 #pragma once
 
+#include <cstddef>
 #include <functional>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "Kavra/Redis/Command.h"
 #include "Kavra/Redis/Connection.h"
+#include "Kavra/Redis/Reply.h"
+#include "Kavra/SocketAddress.h"
 #include "Qel/EventLoop.h"
 #include "Qel/Ptr.h"
 
@@ -26,8 +30,8 @@ class Link final : public Qel::PtrInterface {
   // Seconds in which a connection must stand, enough for one repetition of a packet that was lost
   // (RFC 6298: after 1 s); a new attempt is sooner there than a second repetition.
   static constexpr double kConnectPatience = 1.5;
-  // Seconds in which a request must be answered, and in which an answer that has begun must go on:
-  // a length that lies is found out sooner than silence.
+  // Seconds in which a request must be answered, and in which a reply that has begun must go on: a
+  // length that lies is found out sooner than silence.
   static constexpr double kPatience = 3.0;
   static constexpr double kStallPatience = 1.0;
 
@@ -35,25 +39,29 @@ class Link final : public Qel::PtrInterface {
   // loop takes no more descriptors. `loop` must outlive the link.
   Link(Qel::EventLoop& loop, const SocketAddress& address, LostCall lost);
 
-  // Not while a request is under way.
+  bool isConnected() const noexcept { return connected_; }
+
+  // Not while a request is under way. Raises RangeException when the loop takes no more timers.
   void requestIs(const std::vector<Command>& commands, AnswerCall answered);
 
  private:
   void handleWritable();
   void handleReadable();
+  // Takes in what came. True when the request is answered.
+  bool receive();
   // Takes the replies that have come; true when they answer the request.
   bool takeReplies();
   void send();
   [[nodiscard]] Qel::Ptr<Qel::EventWatch> alarm(double seconds, const char* problem);
-  // Runs a step; whatever it raises is the loss of the link.
-  void guarded(const std::function<void()>& step);
+  // Runs a step; its failure is the loss of the link.
+  void loseOnFailure(const std::function<void()>& step);
   void lose(const std::string& why);
 
   Qel::EventLoop& loop_;
   std::optional<Connection> connection_;  // empty after the loss
   LostCall lost_;
-  bool connected_ = false;
-  AnswerCall answered_;  // null while no request is under way
+  bool connected_ = false;  // once, whatever became of it since
+  AnswerCall answered_;     // null while no request is under way
   std::size_t expected_ = 0;
   Replies replies_;
   // Before the connection goes, its watches go.

@@ -3,7 +3,7 @@
 #include <span>
 #include <vector>
 
-#include "Kavra/Redis/Connection.h"
+#include "Kavra/Redis/Command.h"
 #include "Kavra/Redis/Reply.h"
 
 namespace Kavra::Redis {

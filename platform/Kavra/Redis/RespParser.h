@@ -27,6 +27,8 @@ class RespParser {
   // The next whole reply, or nothing until more octets are fed. Raises StoreException for what is
   // not the protocol or is too large.
   std::optional<Reply> take();
+  // Whether part of a reply was fed and the rest is missing, after take() returned nothing.
+  bool isInsideReply() const noexcept { return unparsed_ > 0; }
 
  private:
   struct Deleter {

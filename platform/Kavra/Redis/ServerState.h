@@ -6,15 +6,21 @@
 #include <string>
 #include <string_view>
 
-#include "Kavra/Redis/Connection.h"
+#include "Kavra/Redis/Command.h"
 #include "Kavra/Redis/Reply.h"
 
 // The keys of a Redis server beside those of the documents.
 //
-//   kavra:epoch  a text, a new one whenever what the server held was lost
-//   kavra:log    a stream of doorbells: an entry for each publication, "k" and the key for each key
-//   kavra:index  a hash of the paths that are published, for those who want to know all; the values
+//   kavra:epoch  the epoch, a text (GET): a new one whenever what the server held was lost
+//   kavra:log    a stream (XINFO STREAM): an entry for each publication, "k" and the key for each
+//   key kavra:index  a hash of the paths that are published, for those who want to know all; the
+//   values
 //                mean nothing
+//
+// An entry of the log is called a doorbell: XADD makes it ring, and a blocking XREAD hears it. Only
+// that it rings matters, and what its keys are only where the index does not tell. The last id is
+// the stream's last-generated-id, which stays when entries are trimmed: within an epoch it never
+// gets lower, unless the server went back to something older.
 namespace Kavra::Redis {
 
 inline constexpr char kEpochKey[] = "kavra:epoch";

@@ -1,5 +1,7 @@
 #include "Kavra/Redis/Snapshot.h"
 
+#include <utility>
+
 #include "Kavra/Path.h"
 #include "Kavra/Redis/DocumentHash.h"
 #include "Kavra/Store.h"

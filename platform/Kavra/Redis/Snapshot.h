@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "Kavra/Feed.h"
-#include "Kavra/Redis/Connection.h"
+#include "Kavra/Redis/Command.h"
 #include "Kavra/Redis/Reply.h"
 #include "Kavra/Redis/ServerState.h"
 #include "Qel/String.h"

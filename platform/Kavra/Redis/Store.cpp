@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <iterator>
 #include <random>
+#include <set>
 #include <utility>
 
 #include "Kavra/Path.h"

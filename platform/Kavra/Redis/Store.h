@@ -18,8 +18,9 @@ namespace Kavra::Redis {
 // A state database on a Redis server, for publishers.
 //
 // A publication is one transaction: every document that changed is written anew as a whole, and the
-// doorbell rings for it. When part of it was refused, as where somebody put something else in the
-// place of the log, the log and the epoch are taken away and it is published again.
+// doorbell rings for it (XADD, see ServerState.h). When part of it was refused, as where somebody
+// put something else in the place of the log, the log and the epoch are taken away and it is
+// published again.
 //
 // Each operation has a connection of its own, so that there is none to look after between them.
 // When the answer to a publication is lost with the connection, the StoreException says that it is

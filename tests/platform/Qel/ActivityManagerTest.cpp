@@ -4,10 +4,12 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <new>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
+#include "Qel/Exception.h"
 #include "support/LiveObjects.h"
 #include "support/ManualClock.h"
 #include "support/TraceRecorder.h"
@@ -94,15 +96,21 @@ TEST_F(ActivityManagerTest, ARunInsideWorkDoesNothing) {
   EXPECT_THAT(log_, ElementsAre("b"));
 }
 
-TEST_F(ActivityManagerTest, AnErrorOfWorkIsTracedAndGoesNoFurther) {
+TEST_F(ActivityManagerTest, AnErrorFromOutsideIsTracedAndGoesNoFurther) {
   support::TraceRecorder recorder;
-  const Ptr<Activity> a = manager_->activityIs([] { throw std::runtime_error("no luck"); });
-  const Ptr<Activity> b = manager_->activityIs([] { throw 7; });
+  const Ptr<Activity> a = manager_->activityIs([] { throw Qel::RangeException("no room"); });
+  const Ptr<Activity> b = manager_->activityIs([] { throw std::bad_alloc(); });
   const Ptr<Activity> c = put("c");
   EXPECT_EQ(manager_->run(), 3U);
   EXPECT_THAT(log_, ElementsAre("c"));
-  EXPECT_THAT(recorder.lines(), ElementsAre("Qel 0: put-off work failed: no luck",
-                                            "Qel 0: put-off work failed: unknown error"));
+  EXPECT_THAT(recorder.lines(), ElementsAre("Qel 0: put-off work failed: no room",
+                                            "Qel 0: put-off work failed: std::bad_alloc"));
+}
+
+TEST_F(ActivityManagerTest, ABugInWorkEndsTheProcess) {
+  testing::GTEST_FLAG(death_test_style) = "threadsafe";
+  const Ptr<Activity> a = manager_->activityIs([] { throw std::logic_error("spilt milk"); });
+  EXPECT_DEATH(manager_->run(), "spilt milk");
 }
 
 TEST_F(ActivityManagerTest, WakesTheLoopOnceUntilTheWorkIsDone) {

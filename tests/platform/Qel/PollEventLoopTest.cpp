@@ -201,6 +201,15 @@ TEST_F(PollEventLoopTest, RunsPutOffWorkWithoutWaiting) {
   EXPECT_THAT(log_, ElementsAre("work"));
 }
 
+TEST_F(PollEventLoopTest, LeavesWorkAloneThatIsNotItsOwn) {
+  const Ptr<Qel::Activity> activity = Qel::activityManager()->activityIs(noting("work"));
+  Qel::PollEventLoop within(nullptr);
+  const auto start = std::chrono::steady_clock::now();
+  EXPECT_EQ(within.runOnce(0.02), 0U);
+  EXPECT_GE(secondsSince(start), 0.02);
+  EXPECT_THAT(log_, IsEmpty());
+}
+
 TEST_F(PollEventLoopTest, WorkThatPutsOffMoreWorkIsServedPassByPass) {
   Ptr<Qel::Activity> second;
   const Ptr<Qel::Activity> first = Qel::activityManager()->activityIs([&] {

@@ -1,12 +1,19 @@
 #include "Kavra/Redis/Client.h"
 
+#include <dlfcn.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <netdb.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <cstddef>
 #include <functional>
+#include <optional>
 #include <string>
+#include <string_view>
+#include <system_error>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -14,7 +21,36 @@
 #include "Kavra/FileDescriptor.h"
 #include "Kavra/Redis/Address.h"
 #include "Kavra/Store.h"
+#include "Qel/ActivityManager.h"
+#include "Qel/Failure.h"
 #include "platform/Kavra/DatabaseDirectory.h"
+#include "platform/Kavra/Redis/ServerProcess.h"
+#include "support/OpenDescriptors.h"
+
+namespace {
+
+// Names of two addresses, one of which nobody listens at.
+constexpr char kRefusingFirst[] = "refusing-first.test";
+constexpr char kRefusingLast[] = "refusing-last.test";
+
+using Look = int (*)(const char*, const char*, const addrinfo*, addrinfo**);
+const auto systemsLook = reinterpret_cast<Look>(::dlsym(RTLD_NEXT, "getaddrinfo"));
+
+}  // namespace
+
+// In the place of the C library's: no other name can be relied on to have two addresses.
+extern "C" int getaddrinfo(const char* host, const char* port, const addrinfo* hints,
+                           addrinfo** found) {
+  const std::string_view name = host;
+  if (name != kRefusingFirst && name != kRefusingLast) {
+    return systemsLook(host, port, hints, found);
+  }
+  if ((hints->ai_flags & AI_NUMERICHOST) != 0) return EAI_NONAME;
+  const char* const first = name == kRefusingFirst ? "127.0.0.2" : "127.0.0.1";
+  const char* const second = name == kRefusingFirst ? "127.0.0.1" : "127.0.0.2";
+  const int error = systemsLook(first, port, hints, found);
+  return error != 0 ? error : systemsLook(second, port, hints, &(*found)->ai_next);
+}
 
 namespace Kavra::Redis {
 namespace {
@@ -105,6 +141,73 @@ TEST(ClientTest, NamesTheServerThatAnswersOtherwise) {
 TEST(ClientTest, TellsThatTheServerClosedTheConnection) {
   const CannedServer server({"+PONG\r\n", "+OK\r\n"});
   EXPECT_THAT(problemOf(server, look), HasSubstr("closed"));
+}
+
+TEST(ClientTest, GivesUpAnAnswerThatStopsInTheMiddle) {
+  const CannedServer server({"+PONG\r\n", "+OK\r\n+QUE", "never sent"});
+  EXPECT_EQ(problemOf(server, look), server.name() + ": an answer stopped in the middle for 1 s");
+}
+
+TEST(ClientTest, PassesOnWhyTheServerClosesTheConnection) {
+  const CannedServer server({"+PONG\r\n", "+OK\r\n-ERR max number of clients reached\r\n"});
+  EXPECT_EQ(problemOf(server, look), server.name() + ": ERR max number of clients reached");
+}
+
+TEST(ClientTest, IsOfNoMoreUseAfterItsLoss) {
+  const CannedServer server({"+PONG\r\n", "+OK\r\n"});
+  EXPECT_EQ(problemOf(server,
+                      [](Client& client) {
+                        EXPECT_THROW(look(client), StoreException);
+                        look(client);
+                      }),
+            server.name() + ": the server closed the connection");
+}
+
+TEST(ClientTest, RunsNoPutOffWorkWhileItWaits) {
+  bool ran = false;
+  const auto work = Qel::activityManager()->activityIs([&] { ran = true; });
+  const CannedServer server({"+PONG\r\n", "+OK\r\n+QUEUED\r\n*1\r\n$5\r\nepoch\r\n"});
+  EXPECT_EQ(problemOf(server, look), "nothing");
+  EXPECT_FALSE(ran);
+}
+
+TEST(ClientTest, LeavesNoDescriptorOpen) {
+  const std::ptrdiff_t before = support::openDescriptors();
+  {
+    const CannedServer server({"+PONG\r\n"});
+    EXPECT_NE(problemOf(server, look), "nothing");
+  }
+  EXPECT_THROW(Client({Address::ofPath("/nowhere"), {}}), StoreException);
+  EXPECT_EQ(support::openDescriptors(), before);
+}
+
+TEST(ClientTest, NamesTheServerWhereNoDescriptorIsLeft) {
+  // A sanitizer that meets a type for the first time needs descriptors to look at it.
+  EXPECT_NE(Qel::failureOf([] { throw std::system_error(std::error_code()); }), std::nullopt);
+  rlimit limit = {};
+  ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &limit), 0);
+  const rlimit none = {0, limit.rlim_max};
+  ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &none), 0);
+  std::string problem;
+  try {
+    const Client client({Address::ofPath("/nowhere"), {}});
+  } catch (const StoreException& error) {
+    problem = error.what();
+  }
+  ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &limit), 0);
+  EXPECT_THAT(problem, StartsWith("redis+unix:/nowhere: "));
+  EXPECT_THAT(problem, HasSubstr("Too many open files"));
+}
+
+TEST(ClientTest, TriesEachAddressOfAName) {
+  const std::string port = kavratest::freePort();
+  const kavratest::ServerProcess server({"--port", port, "--bind", "127.0.0.1"});
+  for (const char* name : {kRefusingFirst, kRefusingLast}) {
+    Client client({Address::ofHost(name + (":" + port)), {}});
+    EXPECT_TRUE(client.request({{"PING"}}).front().isStatus("PONG")) << name;
+  }
+  EXPECT_THROW(Client({Address::ofHost(kRefusingFirst + (":" + kavratest::freePort())), {}}),
+               StoreException);
 }
 
 }  // namespace

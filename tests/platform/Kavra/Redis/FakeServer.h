@@ -41,6 +41,11 @@ class FakeServer {
   std::size_t openConnections() const { return peers_.size(); }
 
   void singleOctetsIs(bool singleOctets) { singleOctets_ = singleOctets; }
+  // Sends more on a connection, asked or not.
+  void sends(unsigned connection, std::string_view text) {
+    peers_.at(connection).unsent += text;
+    send(connection);
+  }
   // Ends every connection that stands.
   void closeAll() { peers_.clear(); }
 

@@ -6,6 +6,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -26,6 +27,7 @@ using kavratest::history;
 using kavratest::kHistoryPath;
 using kavratest::ServerProcess;
 using testing::Each;
+using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::Le;
 using testing::SizeIs;
@@ -53,16 +55,18 @@ class FeedPaceTest : public kavratest::FollowingTest {
     feed_ = feedOf(fake_->socket(), loop);
     follow_ = followerOf(feed_);
   }
+  static std::string bell(const std::string& id) {
+    const auto entry = array({bulk(id), array({bulk("k"), bulk("x")})});
+    return array({array({bulk("kavra:log"), array({entry})})});
+  }
   // A server that answers well, and rings for nothing whenever it is asked to ring.
   void serveBells() {
-    const auto entry = array({bulk("1-1"), array({bulk("k"), bulk("x")})});
-    std::string bell = array({array({bulk("kavra:log"), array({entry})})});
     serve(
-        [this, bell](unsigned connection, std::string_view request) {
+        [this](unsigned connection, std::string_view request) {
           std::string answers = script_.answersTo(connection, request);
           if (!answers.empty()) return answers;
           ++rings_;
-          return bell;
+          return bell("1-1");
         },
         loop_);
   }
@@ -116,6 +120,20 @@ TEST_F(FeedPaceTest, AsksAtOnceAgainAfterALossThatFollowsAGoodSnapshot) {
   }
   EXPECT_THAT(recorder_.pauses, SizeIs(5));
   EXPECT_THAT(recorder_.pauses, Each(Le(0.1)));
+}
+
+TEST_F(FeedPaceTest, DoesNotPauseWhereTheServerRingsForSomething) {
+  serve(
+      [this](unsigned connection, std::string_view request) {
+        std::string answers = script_.answersTo(connection, request);
+        if (!answers.empty()) return answers;
+        script_.lastId = std::to_string(++rings_) + "-2";
+        return bell(script_.lastId);
+      },
+      recorder_);
+  ASSERT_TRUE(until([this] { return rings_ == 5; }));
+  // At the beginning alone.
+  EXPECT_THAT(recorder_.pauses, ElementsAre(0.0));
 }
 
 TEST_F(FeedPaceTest, AsksNoMoreWhenNobodyFollowsWhileItPauses) {

@@ -6,7 +6,9 @@
 
 #include <memory>
 #include <new>
+#include <stdexcept>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "Kavra/EntityManager.h"
@@ -196,6 +198,19 @@ TEST_F(LinkTest, IsFollowedAgainAfterAMomentWithoutMemory) {
   EXPECT_TRUE(until([&] { return feed->status().reachable; }));
   EXPECT_THAT(log_.lines(),
               ElementsAre(HasSubstr("not reached: std::bad_alloc"), HasSubstr("back after")));
+}
+
+TEST_F(LinkTest, TakesABugForNoOutage) {
+  class Faulty final : public Qel::Clock {
+   public:
+    double now() const override { throw std::logic_error("spilt milk"); }
+  };
+  serveScript();
+  const auto feed = Qel::make<Feed>(ConnectionOptions{Address::ofPath(fake_->socket()), {}}, loop_,
+                                    Qel::make<Faulty>());
+  const auto follower = followerOf(feed);
+  EXPECT_THROW((void)until([&] { return feed->status().reachable; }), std::logic_error);
+  EXPECT_THAT(log_.lines(), IsEmpty());
 }
 
 TEST_F(LinkTest, SurvivesAnswersThatNobodyAskedFor) {

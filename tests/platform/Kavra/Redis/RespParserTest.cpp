@@ -56,6 +56,19 @@ void expectWholeStream(const std::vector<Reply>& replies) {
   EXPECT_TRUE(replies[7].elements.empty());
 }
 
+TEST(RespParserTest, KnowsWhetherItIsInsideAReply) {
+  RespParser reader(kMost);
+  EXPECT_FALSE(reader.isInsideReply());
+  for (const char* piece : {"+OK\r\n+", "QUEUED", "\r\n*1\r\n", "$1\r\n"}) {
+    reader.feed(piece);
+    takeAll(reader);
+    EXPECT_TRUE(reader.isInsideReply()) << piece;
+  }
+  reader.feed("x\r\n");
+  takeAll(reader);
+  EXPECT_FALSE(reader.isInsideReply());
+}
+
 TEST(RespParserTest, ReadsEveryKindOfReplyWhereverItIsSplit) {
   const std::string stream = wholeStream();
   for (std::size_t split = 0; split <= stream.size(); ++split) {

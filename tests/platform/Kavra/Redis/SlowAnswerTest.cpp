@@ -1,0 +1,87 @@
+// How long an answer may take that has begun.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "platform/Kavra/Documents.h"
+#include "platform/Kavra/Redis/FakeServer.h"
+#include "platform/Kavra/Redis/FollowingTest.h"
+#include "platform/Kavra/Redis/ScriptedServer.h"
+#include "support/ManualEventLoop.h"
+
+namespace Kavra::Redis {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+// Follows a server that answers the login at first, whole or in part, in a time of the test's own.
+class SlowAnswerTest : public kavratest::FollowingTest {
+ protected:
+  SlowAnswerTest()
+      : server_(loop_, [this](unsigned connection, std::string_view request) {
+          std::string answers = script_.answersTo(connection, request);
+          if (connection == 0) rest_ += std::exchange(answers, {});
+          return answers;
+        }) {
+    script_.documentIs(kavratest::kHistoryPath, kavratest::history({"one"}));
+    time_.settle();
+    pass();
+  }
+  // Everything that can be read and written is.
+  void pass() {
+    constexpr int kMostDescriptors = 64;
+    for (int round = 0; round < 4; ++round) {
+      for (int fd = 0; fd < kMostDescriptors; ++fd) {
+        if (time_.isWriteWatched(fd)) time_.writable(fd);
+        if (time_.isReadWatched(fd)) time_.readable(fd);
+      }
+      loop_.runOnce(0.01);
+    }
+  }
+  void sends(std::size_t octets) {
+    server_.sends(0, rest_.substr(0, octets));
+    rest_.erase(0, octets);
+    pass();
+  }
+
+  support::ManualEventLoop time_;
+  kavratest::ScriptedServer script_;
+  std::string rest_;
+  kavratest::FakeServer server_;
+  const Qel::Ptr<Feed> feed_ = feedOf(server_.socket(), time_);
+  const Qel::Ptr<Follow> follow_ = followerOf(feed_);
+};
+
+TEST_F(SlowAnswerTest, IsGivenUpASecondAfterItStoppedInsideAReply) {
+  sends(std::string_view("+PON").size());
+  time_.advance(0.9);
+  EXPECT_THAT(log_.lines(), IsEmpty());
+  time_.advance(0.2);
+  EXPECT_THAT(log_.lines(),
+              ElementsAre(HasSubstr("not reached: an answer stopped in the middle for 1 s")));
+}
+
+TEST_F(SlowAnswerTest, MayTakeItsTimeBetweenTwoReplies) {
+  sends(std::string_view("+PONG\r\n+OK\r\n").size());
+  time_.advance(2.0);
+  sends(rest_.size());
+  EXPECT_TRUE(feed_->status().reachable);
+  EXPECT_THAT(log_.lines(), IsEmpty());
+}
+
+TEST_F(SlowAnswerTest, MustBeThereAfterThreeSecondsAllTheSame) {
+  sends(std::string_view("+PONG\r\n").size());
+  time_.advance(2.9);
+  EXPECT_THAT(log_.lines(), IsEmpty());
+  time_.advance(0.2);
+  EXPECT_THAT(log_.lines(), ElementsAre(HasSubstr("not reached: no answer within 3 s")));
+}
+
+}  // namespace
+}  // namespace Kavra::Redis
