@@ -109,8 +109,8 @@ TEST_F(NotifieeListTest, AZombieThatIsSwitchedOnHearsNothing) {
 }
 
 TEST_F(NotifieeListTest, PassesOverObserversOfAnotherType) {
-  class Other : public Qel::PtrInterface::NotifieeConst {};
-  const auto other = make<Other>();
+  class Unrelated : public Qel::PtrInterface::NotifieeConst {};
+  const auto other = make<Unrelated>();
   other->notifierIs(notifier_);
   other->hasNotificationActiveIs(true);
   other->isRegisteredNotifieeIs(true);
