@@ -143,7 +143,7 @@ TEST_F(PeerCellResetHistoryStatusDirMounterTest, TwoCompletionsLeaveOneMachineOn
   ASSERT_EQ(machine->peerCellResetInstanceSm().members(), 1U);
   EXPECT_EQ(machine->peerCellResetInstanceSm()[0]->resetInstance(), last->rebootHistory(0));
   EXPECT_EQ(ResetInstanceSm::liveCount(), 1U);
-  EXPECT_THAT(rows(), ElementsAre("2.0.1 Panic @5"));
+  EXPECT_THAT(rows(), ElementsAre("2.0.1 Panic @1700000002"));
 }
 
 TEST_F(PeerCellResetHistoryStatusDirMounterTest, TheSameHistoryAgainOnlyClearsTheMachines) {

@@ -8,7 +8,7 @@ import unittest
 import support
 from support import rowsOf
 
-STEPS = int(os.environ.get("MISCSNMP_SYSTEM_STEPS", "25"))
+STEPS = int(os.environ.get("MISCSNMP_SYSTEM_STEPS", "200"))
 HOT_STANDBY = 3
 
 
