@@ -1,10 +1,13 @@
 #include "MiscSnmp/GeneralMib.h"
 
+#include <cstddef>
 #include <utility>
 
 #include "MiscSnmp/ReloadCauseKeyIf.h"
 #include "Qel/Exception.h"
 #include "Qel/Format.h"
+#include "Qel/GenericIf.h"
+#include "Qel/GenericValue.h"
 #include "Qel/MakeValid.h"
 #include "Qel/TypeNode.h"
 

@@ -5,6 +5,7 @@
 #include "Qel/Entity.h"
 #include "Qel/Name.h"
 #include "Qel/Ptr.h"
+#include "Qel/PtrInterface.h"
 #include "Qel/RbTreeMap.h"
 #include "System/ResetInstance.h"
 

@@ -3,6 +3,7 @@
 #include <cstdint>
 
 #include "MiscSnmp/ReloadCauseKeyIf.h"
+#include "Qel/GenericIf.h"
 #include "Qel/TypeNode.h"
 
 namespace MiscSnmp {

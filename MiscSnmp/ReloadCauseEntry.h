@@ -6,6 +6,7 @@
 #include "Qel/RbTreeMap.h"
 #include "Qel/String.h"
 #include "Qel/Types.h"
+#include "System/ResetCause.h"
 #include "System/ResetInstance.h"
 
 namespace MiscSnmp {

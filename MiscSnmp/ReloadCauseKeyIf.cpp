@@ -1,5 +1,6 @@
 #include "MiscSnmp/ReloadCauseKeyIf.h"
 
+#include "Qel/PtrInterface.h"
 #include "Qel/Strep.h"
 #include "Qel/TypeNode.h"
 

@@ -4,6 +4,7 @@
 #include "Qel/GenericIf.h"
 #include "Qel/GenericValue.h"
 #include "Qel/Ptr.h"
+#include "Qel/String.h"
 
 namespace MiscSnmp {
 

@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "MiscSnmpAgent/AgentArguments.h"
+#include "Qel/GenericValue.h"
 
 namespace MiscSnmp::Agent {
 

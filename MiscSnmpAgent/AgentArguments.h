@@ -4,6 +4,7 @@
 #include "MiscSnmp/GeneralMib.h"
 #include "Qel/Exception.h"
 #include "Qel/Format.h"
+#include "Qel/GenericIf.h"
 #include "Qel/GenericValue.h"
 #include "Qel/Ptr.h"
 #include "Redundancy/RedundancyStatus.h"

@@ -5,6 +5,7 @@
 #include "Qel/Assert.h"
 #include "Qel/Exception.h"
 #include "Qel/MakeValid.h"
+#include "Qel/OwnerInterface.h"
 #include "System/ResetCauseHistory.h"
 
 namespace MiscSnmp::Agent {

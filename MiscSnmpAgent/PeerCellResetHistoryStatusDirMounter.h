@@ -3,8 +3,11 @@
 #include "Kavra/DirMounter.h"
 #include "Kavra/EntityManager.h"
 #include "Qel/Clock.h"
+#include "Qel/Entity.h"
 #include "Qel/LiveCount.h"
 #include "Qel/Ptr.h"
+#include "Qel/PtrInterface.h"
+#include "Qel/String.h"
 #include "Qel/TypeNode.h"
 
 namespace MiscSnmp::Agent {

@@ -1,6 +1,10 @@
 #pragma once
 
 #include "MiscSnmpAgent/ResetInstanceSm.h"
+#include "Qel/Ptr.h"
+#include "Qel/TypeNode.h"
+#include "Qel/Types.h"
+#include "System/ResetInstance.h"
 
 namespace MiscSnmp::Agent {
 

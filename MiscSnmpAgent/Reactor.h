@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "Qel/Ptr.h"
+#include "Qel/PtrInterface.h"
 
 namespace MiscSnmp::Agent {
 

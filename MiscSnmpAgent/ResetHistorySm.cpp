@@ -6,6 +6,7 @@
 #include "Qel/Assert.h"
 #include "Qel/Format.h"
 #include "Qel/MakeValid.h"
+#include "Redundancy/RedundancyProtocol.h"
 
 namespace MiscSnmp::Agent {
 

@@ -11,10 +11,13 @@
 #include "Qel/LiveCount.h"
 #include "Qel/OwnerInterface.h"
 #include "Qel/Ptr.h"
+#include "Qel/PtrInterface.h"
 #include "Qel/String.h"
 #include "Qel/TypeNode.h"
+#include "Qel/Types.h"
 #include "Redundancy/RedundancyStatus.h"
 #include "System/ResetCauseHistory.h"
+#include "System/ResetInstance.h"
 
 namespace MiscSnmp::Agent {
 

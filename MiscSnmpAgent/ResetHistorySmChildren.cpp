@@ -1,8 +1,18 @@
 // What ResetHistorySm holds: the instance machines of both cells and the mounter.
 #include <utility>
 
+#include "Kavra/EntityManager.h"
+#include "MiscSnmpAgent/CurCellResetInstanceSm.h"
+#include "MiscSnmpAgent/PeerCellResetHistoryStatusDirMounter.h"
+#include "MiscSnmpAgent/PeerCellResetInstanceSm.h"
 #include "MiscSnmpAgent/ResetHistorySm.h"
+#include "Qel/Clock.h"
 #include "Qel/Exception.h"
+#include "Qel/HashMap.h"
+#include "Qel/Ptr.h"
+#include "Qel/String.h"
+#include "Qel/Types.h"
+#include "System/ResetInstance.h"
 
 namespace MiscSnmp::Agent {
 

@@ -2,10 +2,16 @@
 #include <initializer_list>
 
 #include "Cell/Cell.h"
+#include "MiscSnmp/GeneralMib.h"
+#include "MiscSnmp/ReloadCauseKey.h"
+#include "MiscSnmpAgent/ModuleTrace.h"
 #include "MiscSnmpAgent/PeerCell.h"
 #include "MiscSnmpAgent/ResetHistorySm.h"
 #include "MiscSnmpAgent/ResetHistorySmTrace.h"
 #include "Qel/Assert.h"
+#include "Qel/Ptr.h"
+#include "Qel/Types.h"
+#include "System/ResetInstance.h"
 
 namespace MiscSnmp::Agent {
 

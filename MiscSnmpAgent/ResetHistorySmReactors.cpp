@@ -1,5 +1,9 @@
 // The nested reactors of ResetHistorySm: what each notification triggers.
+#include "MiscSnmpAgent/Reactor.h"
 #include "MiscSnmpAgent/ResetHistorySm.h"
+#include "Qel/Ptr.h"
+#include "Qel/PtrInterface.h"
+#include "Qel/Types.h"
 
 namespace MiscSnmp::Agent {
 

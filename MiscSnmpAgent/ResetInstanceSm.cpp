@@ -2,6 +2,8 @@
 
 #include "MiscSnmpAgent/ModuleTrace.h"
 #include "MiscSnmpAgent/ResetHistorySm.h"
+#include "Qel/GenericValue.h"
+#include "Qel/OwnerInterface.h"
 
 namespace MiscSnmp::Agent {
 

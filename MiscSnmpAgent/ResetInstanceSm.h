@@ -3,6 +3,7 @@
 #include "MiscSnmpAgent/Reactor.h"
 #include "Qel/LiveCount.h"
 #include "Qel/Ptr.h"
+#include "Qel/PtrInterface.h"
 #include "Qel/TypeNode.h"
 #include "Qel/Types.h"
 #include "System/ResetInstance.h"

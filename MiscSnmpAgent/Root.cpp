@@ -3,6 +3,8 @@
 #include <utility>
 
 #include "MiscSnmpAgent/AgentArguments.h"
+#include "Qel/Exception.h"
+#include "Qel/GenericValue.h"
 #include "Qel/MakeValid.h"
 
 namespace MiscSnmp::Agent {

@@ -1,9 +1,16 @@
 #pragma once
 
+#include "Kavra/EntityManager.h"
+#include "MiscSnmp/GeneralMib.h"
 #include "MiscSnmpAgent/Agent.h"
 #include "Qel/Entity.h"
+#include "Qel/Name.h"
 #include "Qel/Ptr.h"
+#include "Qel/PtrInterface.h"
+#include "Qel/String.h"
 #include "Qel/TypeNode.h"
+#include "Redundancy/RedundancyStatus.h"
+#include "System/ResetCauseHistory.h"
 
 namespace MiscSnmp::Agent {
 

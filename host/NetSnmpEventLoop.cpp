@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <cmath>
-#include <exception>
 #include <memory>
 #include <set>
 #include <system_error>

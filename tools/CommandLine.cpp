@@ -7,19 +7,21 @@
 #include <cmath>
 #include <cstddef>
 #include <exception>
+#include <istream>
 #include <optional>
 #include <string>
 #include <system_error>
+#include <utility>
 #include <vector>
 
 #include "Kavra/FileContent.h"
+#include "Kavra/FileDescriptor.h"
 #include "Kavra/StoreUrl.h"
 #include "Qel/ActivityManager.h"
 #include "Qel/Clock.h"
 #include "Qel/Escape.h"
 #include "Qel/Number.h"
 #include "Qel/Ptr.h"
-#include "Qel/String.h"
 #include "Qel/Types.h"
 #include "tools/Commands.h"
 #include "tools/Errors.h"

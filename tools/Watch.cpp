@@ -1,5 +1,6 @@
 #include "tools/Watch.h"
 
+#include "Kavra/CheckedDocument.h"
 #include "Kavra/Feed.h"
 #include "Kavra/Json/Text.h"
 #include "Qel/Document.h"

@@ -1,5 +1,6 @@
 #include "Kavra/CheckedDocument.h"
 
+#include <cstddef>
 #include <limits>
 #include <string>
 #include <utility>

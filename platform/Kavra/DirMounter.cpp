@@ -2,10 +2,10 @@
 
 #include <utility>
 
-#include "Kavra/Feed.h"
 #include "Kavra/KavraTrace.h"
 #include "Kavra/Mirror.h"
 #include "Qel/Exception.h"
+#include "Qel/Name.h"
 #include "Qel/Strep.h"
 
 namespace Kavra {

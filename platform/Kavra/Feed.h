@@ -9,6 +9,7 @@
 #include "Kavra/Status.h"
 #include "Qel/Document.h"
 #include "Qel/Ptr.h"
+#include "Qel/PtrInterface.h"
 #include "Qel/String.h"
 
 namespace Kavra {

@@ -8,6 +8,7 @@
 #include "Kavra/Status.h"
 #include "Qel/ActivityManager.h"
 #include "Qel/Ptr.h"
+#include "Qel/PtrInterface.h"
 #include "Qel/String.h"
 
 namespace Kavra {

@@ -6,6 +6,7 @@
 
 #include "Kavra/Feed.h"
 #include "Kavra/KavraTrace.h"
+#include "Qel/Name.h"
 
 namespace Kavra {
 

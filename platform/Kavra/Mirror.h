@@ -2,9 +2,11 @@
 
 #include <functional>
 
+#include "Kavra/CheckedDocument.h"
 #include "Kavra/Follow.h"
 #include "Qel/Entity.h"
 #include "Qel/Ptr.h"
+#include "Qel/PtrInterface.h"
 #include "Qel/String.h"
 
 namespace Kavra {

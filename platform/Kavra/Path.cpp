@@ -1,6 +1,7 @@
 #include "Kavra/Path.h"
 
 #include <algorithm>
+#include <cstddef>
 
 #include "Qel/Exception.h"
 #include "Qel/Strep.h"

@@ -1,15 +1,16 @@
 #pragma once
 
-#include <map>
 #include <set>
 #include <string>
-#include <vector>
 
 #include "Kavra/BackOff.h"
+#include "Kavra/CheckedDocument.h"
 #include "Kavra/Feed.h"
+#include "Kavra/Follow.h"
 #include "Kavra/Store.h"
 #include "Qel/EventLoop.h"
 #include "Qel/Ptr.h"
+#include "Qel/PtrInterface.h"
 #include "Qel/String.h"
 
 namespace Kavra {

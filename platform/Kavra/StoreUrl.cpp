@@ -1,9 +1,12 @@
 #include "Kavra/StoreUrl.h"
 
 #include <fmt/format.h>
+#include <string_view>
 
 #include "Kavra/File/Feed.h"
 #include "Kavra/File/Store.h"
+#include "Kavra/Redis/Address.h"
+#include "Kavra/Redis/ConnectionOptions.h"
 #include "Kavra/Redis/Feed.h"
 #include "Kavra/Redis/Store.h"
 

@@ -1,6 +1,7 @@
 #include "Qel/Escape.h"
 
 #include <fmt/format.h>
+#include <cstddef>
 
 #include "Qel/Utf8.h"
 

@@ -2,7 +2,6 @@
 
 #include <cmath>
 #include <string_view>
-#include <system_error>
 #include <utility>
 
 #include "Qel/Number.h"

@@ -8,7 +8,9 @@
 
 #include <cerrno>
 #include <chrono>
+#include <cstdio>
 #include <filesystem>
+#include <string_view>
 #include <system_error>
 #include <thread>
 #include <utility>

@@ -12,6 +12,7 @@
 #include <utility>
 
 #include "Kavra/Store.h"
+#include "Qel/Exception.h"
 
 namespace Kavra::File {
 

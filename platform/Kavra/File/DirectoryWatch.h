@@ -8,6 +8,7 @@
 #include "Kavra/FileDescriptor.h"
 #include "Qel/EventLoop.h"
 #include "Qel/Ptr.h"
+#include "Qel/PtrInterface.h"
 
 namespace Kavra::File {
 

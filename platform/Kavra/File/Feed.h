@@ -6,6 +6,7 @@
 #include "Kavra/Feed.h"
 #include "Kavra/File/DatabaseFile.h"
 #include "Kavra/File/DirectoryWatch.h"
+#include "Kavra/Status.h"
 #include "Qel/Clock.h"
 #include "Qel/EventLoop.h"
 #include "Qel/Ptr.h"

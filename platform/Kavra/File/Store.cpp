@@ -1,9 +1,11 @@
 #include "Kavra/File/Store.h"
 
 #include <algorithm>
+#include <map>
 #include <utility>
 
 #include "Kavra/CheckedDocument.h"
+#include "Kavra/FileDescriptor.h"
 
 namespace Kavra::File {
 

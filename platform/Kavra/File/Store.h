@@ -1,11 +1,14 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "Kavra/File/DatabaseFile.h"
+#include "Kavra/Status.h"
 #include "Kavra/Store.h"
 #include "Qel/Clock.h"
 #include "Qel/Ptr.h"
+#include "Qel/String.h"
 
 namespace Kavra::File {
 

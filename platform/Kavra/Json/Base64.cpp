@@ -1,6 +1,7 @@
 #include "Kavra/Json/Base64.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdint>
 
 namespace Kavra::Json {

@@ -1,6 +1,7 @@
 #include "Kavra/Json/Reader.h"
 
 #include <optional>
+#include <string_view>
 
 #include "Kavra/Json/Base64.h"
 

@@ -1,7 +1,10 @@
 #include "Kavra/Json/Text.h"
 
 #include <cmath>
+#include <cstddef>
+#include <cstdint>
 #include <nlohmann/json.hpp>
+#include <utility>
 
 #include "Kavra/Json/Base64.h"
 #include "Kavra/Json/Reader.h"

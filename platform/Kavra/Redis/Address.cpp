@@ -3,6 +3,7 @@
 #include <netdb.h>
 #include <sys/un.h>
 
+#include <sys/socket.h>
 #include <cstring>
 #include <memory>
 #include <string_view>

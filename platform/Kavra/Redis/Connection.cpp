@@ -1,6 +1,5 @@
 #include "Kavra/Redis/Connection.h"
 
-#include <fcntl.h>
 #include <hiredis/hiredis.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>

@@ -5,8 +5,10 @@
 #include <sys/stat.h>
 
 #include <cerrno>
+#include <cstddef>
 #include <string_view>
 #include <system_error>
+#include <utility>
 
 #include "Kavra/FileContent.h"
 #include "Kavra/FileDescriptor.h"

@@ -3,13 +3,13 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <utility>
 
 #include "Kavra/CheckedDocument.h"
 #include "Qel/Escape.h"
 #include "Qel/Exception.h"
-#include "Qel/Strep.h"
 #include "Qel/TypeNode.h"
 
 namespace Kavra::Redis {

@@ -18,9 +18,11 @@
 #include "Kavra/Redis/Reply.h"
 #include "Kavra/Redis/ServerState.h"
 #include "Kavra/Redis/Snapshot.h"
+#include "Kavra/Status.h"
 #include "Qel/Clock.h"
 #include "Qel/EventLoop.h"
 #include "Qel/Ptr.h"
+#include "Qel/String.h"
 
 namespace Kavra::Redis {
 

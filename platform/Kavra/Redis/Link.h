@@ -12,6 +12,7 @@
 #include "Kavra/SocketAddress.h"
 #include "Qel/EventLoop.h"
 #include "Qel/Ptr.h"
+#include "Qel/PtrInterface.h"
 
 namespace Kavra::Redis {
 

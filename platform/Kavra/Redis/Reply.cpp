@@ -1,5 +1,7 @@
 #include "Kavra/Redis/Reply.h"
 
+#include <cstddef>
+
 namespace Kavra::Redis {
 
 std::string Reply::description() const {

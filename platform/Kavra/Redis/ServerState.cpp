@@ -1,6 +1,7 @@
 #include "Kavra/Redis/ServerState.h"
 
 #include <fmt/format.h>
+#include <cstddef>
 
 #include "Qel/Number.h"
 

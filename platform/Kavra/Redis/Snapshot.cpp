@@ -1,5 +1,6 @@
 #include "Kavra/Redis/Snapshot.h"
 
+#include <cstddef>
 #include <utility>
 
 #include "Kavra/Path.h"

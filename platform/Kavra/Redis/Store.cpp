@@ -9,8 +9,10 @@
 #include <utility>
 
 #include "Kavra/Path.h"
+#include "Kavra/Redis/Command.h"
 #include "Kavra/Redis/DocumentHash.h"
 #include "Kavra/Redis/MultiExec.h"
+#include "Kavra/Redis/Reply.h"
 
 namespace Kavra::Redis {
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <map>
 #include <optional>
 #include <string>
@@ -9,9 +10,12 @@
 #include "Kavra/Redis/ConnectionOptions.h"
 #include "Kavra/Redis/ServerState.h"
 #include "Kavra/Redis/Snapshot.h"
+#include "Kavra/Status.h"
 #include "Kavra/Store.h"
 #include "Qel/Clock.h"
+#include "Qel/Document.h"
 #include "Qel/Ptr.h"
+#include "Qel/String.h"
 
 namespace Kavra::Redis {
 
