@@ -106,7 +106,8 @@ GeneralMib::GeneralMib(const Qel::Name& name) : Qel::Entity(name) {}
 
 GeneralMib::~GeneralMib() {
   // As reloadCauseTableDelAll, but for errors: a notifiee's fault must not cost the others the rest
-  // of the rows, nor leave a destructor. A row that it puts back goes without a word.
+  // of the rows, nor leave a destructor. A row that it puts back goes without a word; one
+  // that it puts behind is met in turn, as the walk of any removal meets it.
   for (auto it = reloadCauseTable_.iterator(); it; it.advance()) {
     try {
       reloadCauseTableDel(it);

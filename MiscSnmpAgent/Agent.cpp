@@ -63,7 +63,7 @@ Qel::Ptr<ResetHistorySm> Agent::resetHistorySmIs(
     if (resetHistorySm_ == created) created->hasNotificationActiveIs(true);
   } catch (...) {
     // Left in its place it would pass for one that follows the histories.
-    if (resetHistorySm_ == created) resetHistorySmDel();
+    if (resetHistorySm_ == created) takeAwayAfterAnError();
     throw;
   }
   return created;
@@ -72,9 +72,23 @@ Qel::Ptr<ResetHistorySm> Agent::resetHistorySmIs(
 Qel::Ptr<ResetHistorySm> Agent::resetHistorySmDel() {
   if (!resetHistorySm_) return nullptr;
   auto removed = std::exchange(resetHistorySm_, nullptr);
-  resetHistorySmNotify();
+  try {
+    resetHistorySmNotify();
+  } catch (...) {
+    // It is removed all the same, and reacts to nothing more.
+    removed->hasNotificationActiveIs(false);
+    throw;
+  }
   removed->hasNotificationActiveIs(false);
   return removed;
+}
+
+void Agent::takeAwayAfterAnError() {
+  try {
+    resetHistorySmDel();
+  } catch (...) {
+    // The first error is the one to tell of.
+  }
 }
 
 void Agent::resetHistorySmNotify() {

@@ -64,6 +64,7 @@ class Agent final : public Qel::Entity, public Qel::LiveCount<Agent> {
 
  private:
   void resetHistorySmNotify();
+  void takeAwayAfterAnError();
 
   const Qel::Ptr<Redundancy::RedundancyStatus> redundancyStatus_;
   const Qel::Ptr<GeneralMib> generalMib_;

@@ -9,7 +9,7 @@ namespace NorvekGeneralMIB {
 // Runs what a callback of net-snmp does and returns its result. net-snmp is C: nothing may be
 // thrown through it, so what escapes is traced as an error and `fallback` decides the result.
 template <class Call, class Fallback>
-auto guardedCallback(const char* callback, const Call& call, const Fallback& fallback) noexcept {
+auto withoutThrowing(const char* callback, const Call& call, const Fallback& fallback) noexcept {
   try {
     try {
       return call();

@@ -154,8 +154,8 @@ void init_NorvekGeneralMIB(Qel::String context) {
 void initialize_table_norvekReloadCauseTable(Qel::String context) {
   traceOid(context);
   const std::string name = "norvekReloadCauseTable_" + context.stdString();
-  // Made before the context is looked at, as agents know this module: what they see of a context
-  // that is refused is a registration that is made and freed at once.
+  // Made before the context is looked at: an agent that watches registrations sees one for a
+  // context that is refused, too, made and freed at once, and this is kept for it.
   netsnmp_handler_registration* registration =
       netsnmp_create_handler_registration(name.c_str(), &norvekReloadCauseTable_handler, tableOid,
                                           OID_LENGTH(tableOid), HANDLER_CAN_RONLY);

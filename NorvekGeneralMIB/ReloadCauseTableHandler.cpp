@@ -12,9 +12,9 @@
 namespace {
 
 using MiscSnmp::ReloadCauseEntry;
-using NorvekGeneralMIB::guardedCallback;
 using NorvekGeneralMIB::RowIterator;
 using NorvekGeneralMIB::SnmpTrace;
+using NorvekGeneralMIB::withoutThrowing;
 
 // The requests that are still to be answered, in the order of the PDU; the others are traced.
 netsnmp_request_info* unprocessed(netsnmp_request_info* request) {
@@ -118,7 +118,7 @@ int norvekReloadCauseTable_handler(netsnmp_mib_handler* /*handler*/,
                                    netsnmp_handler_registration* /*reginfo*/,
                                    netsnmp_agent_request_info* reqinfo,
                                    netsnmp_request_info* requests) {
-  return guardedCallback(
+  return withoutThrowing(
       __func__,
       [=] {
         SnmpTrace(2) << "norvekReloadCauseTable_handler";

@@ -15,9 +15,9 @@
 namespace {
 
 using MiscSnmp::GeneralMib;
-using NorvekGeneralMIB::guardedCallback;
 using NorvekGeneralMIB::RowIterator;
 using NorvekGeneralMIB::SnmpTrace;
+using NorvekGeneralMIB::withoutThrowing;
 
 RowIterator* iteratorIn(void* context) { return static_cast<RowIterator*>(context); }
 
@@ -95,7 +95,7 @@ netsnmp_variable_list* nextDataPoint(void* loop_context, void* data_context,
 }
 
 void freeContext(const char* callback, void* context) {
-  guardedCallback(
+  withoutThrowing(
       callback, [=] { SnmpTrace(2) << callback << " " << context; }, [] {});
   // Whatever became of the trace, nobody else frees it.
   delete iteratorIn(context);
@@ -109,7 +109,7 @@ netsnmp_variable_list* norvekReloadCauseTable_get_first_data_point(
   const auto* hint = static_cast<const netsnmp_table_request_info*>(*loop_context);
   // What stays here is handed to the free callback, which the hint must never be.
   *loop_context = nullptr;
-  return guardedCallback(
+  return withoutThrowing(
       __func__, [=] { return firstDataPoint(loop_context, hint, put_index_data, *iinfo); },
       []() -> netsnmp_variable_list* { return nullptr; });
 }
@@ -117,14 +117,14 @@ netsnmp_variable_list* norvekReloadCauseTable_get_first_data_point(
 netsnmp_variable_list* norvekReloadCauseTable_get_next_data_point(
     void** loop_context, void** data_context, netsnmp_variable_list* put_index_data,
     netsnmp_iterator_info* /*iinfo*/) {
-  return guardedCallback(
+  return withoutThrowing(
       __func__, [=] { return nextDataPoint(*loop_context, *data_context, put_index_data); },
       []() -> netsnmp_variable_list* { return nullptr; });
 }
 
 void* norvekReloadCauseTable_make_data_context(void* loop_context,
                                                netsnmp_iterator_info* /*iinfo*/) {
-  return guardedCallback(
+  return withoutThrowing(
       __func__,
       [=]() -> void* {
         auto context = std::make_unique<RowIterator>(*iteratorIn(loop_context));

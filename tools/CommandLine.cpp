@@ -64,6 +64,7 @@ bool boolOf(const char* option, const std::string& text) {
   throw CommandError(std::string(option) + ": " + Qel::quoted(text) + " is not true or false");
 }
 
+// Standard input, which is a stream and no descriptor here.
 std::string readAll(std::istream& in, const std::string& name) {
   std::string text;
   char chunk[65536];

@@ -4,6 +4,7 @@
 #include <string>
 #include <utility>
 
+#include "Qel/Number.h"
 #include "tools/Errors.h"
 
 namespace Tools {
@@ -23,7 +24,7 @@ Reloads reloadsOf(const Document* history) {
   Reloads reloads;
   if (member == nullptr) return reloads;
   for (const auto& [name, reload] : *member->as<Document::Map>()) {
-    reloads.emplace(std::stoul(name.stdString()), reload);
+    reloads.emplace(Qel::numberOf<unsigned long>(name.view()).value(), reload);
   }
   return reloads;
 }

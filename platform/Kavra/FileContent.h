@@ -9,7 +9,8 @@
 namespace Kavra {
 
 // What there is to be read from the descriptor, up to its end; nothing when that is more than
-// `most` octets. Reads no more than one octet beyond those. Raises std::system_error.
+// `most` octets, which is less than SIZE_MAX. Reads no more than one octet beyond those. Raises
+// std::system_error.
 std::optional<std::string> readUpTo(const FileDescriptor& file, std::size_t most);
 
 }  // namespace Kavra

@@ -20,7 +20,7 @@ class Feed;
 class Follow final : public Qel::PtrInterface {
  public:
   using Number = std::uint64_t;
-  // Called with a publication, or with null when the path was unpublished. Returns why the follower
+  // Called with a document, or with null when the path was unpublished. Returns why the follower
   // cannot use what it was told, or an empty text.
   using Call = std::function<Qel::String(const Qel::String& path, const CheckedDocument* checked)>;
   enum class Scope { path, prefix };

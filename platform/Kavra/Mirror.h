@@ -31,7 +31,7 @@ class Mirror final : public Qel::PtrInterface {
   const Qel::Ptr<Qel::Entity>& entity() const noexcept { return entity_; }
 
  private:
-  // Returns why the publication is refused, or an empty text.
+  // Returns why the document is refused, or an empty text.
   Qel::String handleDocument(const CheckedDocument* checked);
 
   const Qel::String path_;

@@ -107,7 +107,6 @@ class DocumentCodec {
   using Step = std::function<void()>;
   using RunStep = std::function<void(const Step&)>;
   using Change = std::function<void(Entity&, const RunStep&)>;
-  static void runPlainly(const Step& step) { step(); }
 
   virtual ~DocumentCodec() = default;
 

@@ -45,14 +45,17 @@ void RedundancyStatus::statusIs(RedundancyProtocol protocol, bool switchoverCapa
   protocol_ = protocol;
   switchoverCapable_ = switchoverCapable;
   const Qel::Ptr<RedundancyStatus> alive(this);
-  std::exception_ptr problem;
-  try {
-    if (protocolChanges) tellOfProtocol();
-  } catch (...) {
-    problem = std::current_exception();
-  }
-  if (capableChanges) tellOfSwitchoverCapable();
-  if (problem) std::rethrow_exception(problem);
+  std::exception_ptr firstError;
+  const auto tell = [&](void (RedundancyStatus::*of)()) {
+    try {
+      (this->*of)();
+    } catch (...) {
+      if (!firstError) firstError = std::current_exception();
+    }
+  };
+  if (protocolChanges) tell(&RedundancyStatus::tellOfProtocol);
+  if (capableChanges) tell(&RedundancyStatus::tellOfSwitchoverCapable);
+  if (firstError) std::rethrow_exception(firstError);
 }
 
 void RedundancyStatus::tellOfProtocol() {

@@ -43,8 +43,8 @@ class RedundancyStatus final : public Qel::Entity {
   bool switchoverCapable() const noexcept { return switchoverCapable_; }
   void switchoverCapableIs(bool capable) { statusIs(protocol_, capable); }
 
-  // Stores both before anyone is told of either. Tells of both, whatever an observer raises, and
-  // then raises that.
+  // Stores both before anyone is told of either. Tells of both, whatever observers raise, and
+  // then raises the first error.
   void statusIs(RedundancyProtocol protocol, bool switchoverCapable);
 
   const Qel::TypeNode* fwkType() const override;

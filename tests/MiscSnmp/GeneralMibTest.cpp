@@ -441,6 +441,10 @@ TEST_F(GeneralMibTest, RefusesReflectiveAccessThatItDoesNotOffer) {
   EXPECT_THROW(reflected->attributeIs("name", {"x"}), Qel::OperationNotSupportedException);
   EXPECT_THROW(reflected->attribute("reloadCauseTable"), Qel::OperationNotSupportedException);
   EXPECT_THROW(reflected->attributeIs("reloadCauseTable", {key}), Qel::TypeException);
+  for (const char* operation : {"reloadCauseTable", "reloadCauseTableDel"}) {
+    EXPECT_THROW(reflected->operation(operation, {}), Qel::TypeException);
+    EXPECT_THROW(reflected->operation(operation, {key, key}), Qel::TypeException);
+  }
   EXPECT_THROW(reflected->attributeIs("reloadCauseTable", {U32{1}, instance}), Qel::TypeException);
   EXPECT_THROW(reflected->attributeIs("reloadCauseTable", {key, model}), Qel::TypeException);
   EXPECT_TRUE(model->reloadCauseTable().empty());

@@ -5,6 +5,7 @@
 #include "Qel/ActivityManager.h"
 #include "Qel/Format.h"
 #include "System/ResetCauseHistoryCodec.h"
+#include "support/RunStep.h"
 
 namespace MiscSnmp::Agent {
 
@@ -94,7 +95,7 @@ void AgentFixture::publish(U32 id) {
   const Qel::Document document = Qel::Document::Map{{"type", "System::ResetCauseHistory"},
                                                     {"rebootHistory", std::move(reloads)}};
   if (id == Cell::cellId()) {
-    System::ResetCauseHistoryCodec().decode(document)(*history_, Qel::DocumentCodec::runPlainly);
+    System::ResetCauseHistoryCodec().decode(document)(*history_, support::runStep);
   } else {
     feed_->documentIs(historyPath(id), document);
   }

@@ -328,6 +328,34 @@ TEST_F(AgentTest, AnErrorOfWhoHearsOfAMachineStoresNoneAndAskingAgainMakesAGoodO
   EXPECT_TRUE(isOn(same(agent)));
 }
 
+TEST_F(AgentTest, AMachineIsSwitchedOffAlthoughWhoHearsOfItsRemovalFails) {
+  const auto agent = this->agent();
+  const auto machine = agent->resetHistorySm();
+  const auto hook = Qel::make<MachineHook>(agent, [] { throw std::runtime_error("no removal"); });
+
+  EXPECT_THROW(agent->resetHistorySmDel(), std::runtime_error);
+
+  EXPECT_EQ(agent->resetHistorySm(), nullptr);
+  EXPECT_FALSE(isOn(machine));
+}
+
+TEST_F(AgentTest, OfTwoErrorsOfWhoHearsOfAMachineTheFirstIsRaised) {
+  const auto agent = this->agent();
+  agent->resetHistorySmDel();
+  Qel::Ptr<ResetHistorySm> machine;
+  const auto hook = Qel::make<MachineHook>(agent, [&] {
+    if (!agent->resetHistorySm()) throw std::logic_error("nor its removal");
+    machine = agent->resetHistorySm();
+    throw std::runtime_error("not this one");
+  });
+
+  EXPECT_THROW(same(agent), std::runtime_error);
+
+  EXPECT_EQ(agent->resetHistorySm(), nullptr);
+  ASSERT_NE(machine, nullptr);
+  EXPECT_FALSE(isOn(machine));
+}
+
 TEST_F(AgentTest, OnlyAnAgentIsWatchedByItsNotifiees) {
   const auto agent = this->agent();
   const auto hook = Qel::make<MachineHook>(agent, [this] { log_.note("machine"); });

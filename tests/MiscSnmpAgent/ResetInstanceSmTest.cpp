@@ -213,6 +213,17 @@ TYPED_TEST(ResetInstanceSmTest, AnotherReloadRebuildsOnceAndIsFollowed) {
   EXPECT_THAT(this->log(), this->rebuiltOnce());
 }
 
+TYPED_TEST(ResetInstanceSmTest, AnotherReloadWakesASilencedReactorOfAMachineThatIsNoZombie) {
+  const auto machine = this->watching();
+  this->reactor(machine)->qelDoZombieReactors(true);
+
+  machine->resetInstanceIs(this->other_);
+
+  EXPECT_THAT(this->log(), this->rebuiltOnce());
+  this->other_->causeQPush(kPowerLoss);
+  EXPECT_THAT(this->log(), this->rebuiltOnce());
+}
+
 TYPED_TEST(ResetInstanceSmTest, AFirstReloadIsWatchedWithoutARebuild) {
   const auto machine = this->sm(7, nullptr);
   this->log();

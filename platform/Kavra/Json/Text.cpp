@@ -16,7 +16,9 @@ namespace {
 
 constexpr std::size_t kIndent = 2;
 
-// Writes one document; `depth` is the number of lists and maps around the present place.
+// Writes one document. Our own because lines are written with blanks, as people read them, and
+// because the library's ordered objects look for each new member among all that are there.
+// `depth_` is the number of lists and maps around the present place.
 class Writer {
  public:
   explicit Writer(Form form) : form_(form) {}

@@ -71,13 +71,14 @@ void Feed::ask(State next, const std::vector<Command>& commands,
 }
 
 void Feed::handleFollows() {
-  // From the loop, since a follow may begin or end in the middle of anything.
+  // From the loop, since a follow may begin or end in the middle of anything; and its end, in a
+  // destructor, by what needs no room there.
   if (isFollowed() && state_ == State::idle) {
     connectLater(0.0);
     problem_ = kNotReached;
   }
   if (!isFollowed() && state_ != State::idle) {
-    leaving_ = loop_.timerIs(0.0, [this] {
+    leaving_ = Qel::activityManager()->activityIs([this] {
       const Qel::Ptr<Feed> alive(this);
       if (!isFollowed() && state_ != State::idle) disconnect();
     });
@@ -91,6 +92,8 @@ void Feed::disconnect() {
 }
 
 void Feed::connectLater(double seconds) { enterFor(seconds, State::backingOff, &Feed::connect); }
+
+void Feed::retry() noexcept { connectLater(backOff_.next()); }
 
 void Feed::connect() {
   if (!server_.address.isNamed()) return connectTo(server_.address.resolve());
@@ -111,7 +114,7 @@ void Feed::connectTo(const AddressLookup::Addresses& addresses) {
 void Feed::handleLoss(const std::string& why) {
   const Qel::Ptr<Feed> alive(this);
   enter(State::idle);
-  connectLater(backOff_.next());
+  retry();
   noteOutage(why);
 }
 
@@ -123,7 +126,7 @@ void Feed::loseOnFailure(const std::function<void()>& step) {
 }
 
 void Feed::askSnapshot(const std::vector<Command>& login) {
-  asked_ = question();
+  asked_ = request();
   std::vector<Command> commands = login;
   const auto transaction = multiExec(asked_.commands());
   commands.insert(commands.end(), transaction.begin(), transaction.end());
@@ -170,7 +173,7 @@ void Feed::handleOutcome(const Reply& outcome) {
   const Snapshot snapshot(asked_, outcome);
   if (asked_.names) names_ = snapshot.names;
   // What was named only now must not be missing from a snapshot that is taken in as a whole.
-  if (!questionCoversAll()) return askSnapshot({});
+  if (!requestCoversAll()) return askSnapshot({});
   const bool accepted = belief_.snapshotIs(snapshot.state, clock_->now());
   if (accepted) documentsAre(snapshot.documents, snapshot.unreadable);
   // A log that cannot be read does not tell how far the server is.
@@ -181,7 +184,7 @@ void Feed::handleOutcome(const Reply& outcome) {
     noteRecovery();
   }
   // Followers may have begun to follow something else.
-  if (!questionCoversAll()) return askSnapshot({});
+  if (!requestCoversAll()) return askSnapshot({});
   if (!belief_.isConfirmed()) return askState();
   tailOrPause();
 }
@@ -195,7 +198,7 @@ void Feed::handleTail(const Reply& reply) {
   const bool rangBefore = belief_.rings();
   belief_.tailIs(reply.isNil() || reply.isArray());
   if (!belief_.rings()) return handleLoss(reply.description());
-  if (reply.isNil() && rangBefore && questionCoversAll()) return askState();
+  if (reply.isNil() && rangBefore && requestCoversAll()) return askState();
   belief_.ringIs(lastEntryIn(reply));
   askSnapshot({});
 }
@@ -224,17 +227,17 @@ std::string Feed::served() const {
   return fmt::format("serving what was there {:.1f} s ago", age);
 }
 
-SnapshotRequest Feed::question() const {
-  SnapshotRequest question;
-  question.names = followsPrefixes();
+SnapshotRequest Feed::request() const {
+  SnapshotRequest request;
+  request.names = followsPrefixes();
   std::set<Qel::String> paths = followedPaths();
-  if (question.names) paths.insert(names_.begin(), names_.end());
-  question.paths.assign(paths.begin(), paths.end());
-  return question;
+  if (request.names) paths.insert(names_.begin(), names_.end());
+  request.paths.assign(paths.begin(), paths.end());
+  return request;
 }
 
-bool Feed::questionCoversAll() const {
-  const SnapshotRequest now = question();
+bool Feed::requestCoversAll() const {
+  const SnapshotRequest now = request();
   return (asked_.names || !now.names) && std::includes(asked_.paths.begin(), asked_.paths.end(),
                                                        now.paths.begin(), now.paths.end());
 }

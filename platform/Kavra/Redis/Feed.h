@@ -19,6 +19,7 @@
 #include "Kavra/Redis/ServerState.h"
 #include "Kavra/Redis/Snapshot.h"
 #include "Kavra/Status.h"
+#include "Qel/ActivityManager.h"
 #include "Qel/Clock.h"
 #include "Qel/EventLoop.h"
 #include "Qel/Ptr.h"
@@ -48,6 +49,7 @@ namespace Kavra::Redis {
 //    |  +-----------------------------+------> (pausing) ----+  |
 //    +----------------------------------------------------------+
 //
+//    snapshot   -- more is followed, or one by one --------> snapshot
 //    any state  -- nobody follows -------------------------> idle
 //    any other  -- lost, refused, no address, no room -----> backingOff
 //
@@ -95,6 +97,9 @@ class Feed final : public Kavra::Feed {
 
   void disconnect();
   void connectLater(double seconds);
+  // Connects after a pause. Ends the process where the loop has no timer for that: what is old
+  // would be served for good, in silence.
+  void retry() noexcept;
   void connect();
   void connectTo(const AddressLookup::Addresses& addresses);
   void handleLoss(const std::string& why);
@@ -117,9 +122,9 @@ class Feed final : public Kavra::Feed {
   void noteRecovery();
   std::string served() const;
 
-  SnapshotRequest question() const;
-  // Whether the last question left nothing out of what is followed now.
-  bool questionCoversAll() const;
+  SnapshotRequest request() const;
+  // Whether the last request left nothing out of what is followed now.
+  bool requestCoversAll() const;
 
   const ConnectionOptions server_;
   Qel::EventLoop& loop_;
@@ -132,9 +137,9 @@ class Feed final : public Kavra::Feed {
   std::optional<Tail> tail_;         // the last one
   BackOff backOff_;
   std::size_t attempts_ = 0;
-  Qel::Ptr<Qel::EventWatch> leaving_;  // to disconnect where nobody follows any more
+  Qel::Ptr<Qel::Activity> leaving_;  // to disconnect where nobody follows any more
 
-  SnapshotRequest asked_;        // the last question
+  SnapshotRequest asked_;        // the last request
   std::set<Qel::String> names_;  // the paths that the server has, if somebody wants to know
   Belief belief_;
   std::optional<double> lostSince_;  // while the server is away

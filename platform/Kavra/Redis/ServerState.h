@@ -11,11 +11,9 @@
 
 // The keys of a Redis server beside those of the documents.
 //
-//   kavra:epoch  the epoch, a text (GET): a new one whenever what the server held was lost
-//   kavra:log    a stream (XINFO STREAM): an entry for each publication, "k" and the key for each
-//   key kavra:index  a hash of the paths that are published, for those who want to know all; the
-//   values
-//                mean nothing
+//   kavra:epoch  a text (GET): a new one whenever what the server held was lost
+//   kavra:log    a stream (XINFO STREAM): an entry, "k" and the keys, for each publication
+//   kavra:index  a hash of the paths that are published; its values mean nothing
 //
 // An entry of the log is called a doorbell: XADD makes it ring, and a blocking XREAD hears it. Only
 // that it rings matters, and what its keys are only where the index does not tell. The last id is

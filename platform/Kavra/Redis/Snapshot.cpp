@@ -62,25 +62,25 @@ std::optional<Reply> SnapshotRequest::outcomeOf(std::span<const Reply> replies) 
   return Reply{Reply::Kind::array, 0, {}, {before.begin(), before.end()}};
 }
 
-Snapshot::Snapshot(const SnapshotRequest& question, const Reply& outcome) {
+Snapshot::Snapshot(const SnapshotRequest& request, const Reply& outcome) {
   // Nothing is watched, so no good server does that; but it may not be a good server.
   if (outcome.isNil()) throw StoreException("the transaction was discarded");
   std::span<const Reply> replies(outcome.elements);
-  QEL_ASSERT(replies.size() == question.commands().size());
+  QEL_ASSERT(replies.size() == request.commands().size());
   state = ServerState(replies[0], replies[1]);
   replies = replies.subspan(2);
-  if (question.names) {
+  if (request.names) {
     addIndex(names, replies[0]);
     addDoorbells(names, replies[1]);
     replies = replies.subspan(2);
   }
-  for (std::size_t i = 0; i < question.paths.size(); ++i) {
-    const Qel::String& path = question.paths[i];
-    DocumentHash entity(path, replies[i]);
-    if (entity.document) {
-      documents.emplace(path, std::move(*entity.document));
-    } else if (entity.isPublished()) {
-      unreadable.emplace(path, std::move(entity.problem));
+  for (std::size_t i = 0; i < request.paths.size(); ++i) {
+    const Qel::String& path = request.paths[i];
+    DocumentHash hash(path, replies[i]);
+    if (hash.document) {
+      documents.emplace(path, std::move(*hash.document));
+    } else if (hash.isPublished()) {
+      unreadable.emplace(path, std::move(hash.problem));
     }
   }
 }

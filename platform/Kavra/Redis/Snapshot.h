@@ -29,9 +29,9 @@ struct SnapshotRequest {
 
 // The answer to it.
 struct Snapshot {
-  // `outcome` is that of the question's commands as one transaction.
+  // `outcome` is that of the request's commands as one transaction.
   // Throws StoreException where the server discarded it.
-  Snapshot(const SnapshotRequest& question, const Reply& outcome);
+  Snapshot(const SnapshotRequest& request, const Reply& outcome);
 
   ServerState state;
   // The paths of the index and, in case it is not complete, of the doorbells in the log. There need

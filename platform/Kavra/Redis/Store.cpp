@@ -128,11 +128,11 @@ std::vector<Qel::String> matching(const std::set<Qel::String>& names, const Qel:
   return paths;
 }
 
-Snapshot read(Client& client, const SnapshotRequest& question) {
+Snapshot read(Client& client, const SnapshotRequest& request) {
   for (int attempt = 0; attempt < kMostAttempts; ++attempt) {
-    auto outcome = client.transaction(question.commands());
-    if (!outcome) outcome = question.outcomeOf(client.request(question.singleCommands()));
-    if (outcome) return {question, *outcome};
+    auto outcome = client.transaction(request.commands());
+    if (!outcome) outcome = request.outcomeOf(client.request(request.singleCommands()));
+    if (outcome) return {request, *outcome};
   }
   client.fail("it changes faster than it can be read");
 }
@@ -151,15 +151,15 @@ Store::Store(ConnectionOptions server, const Qel::Ptr<Qel::Clock const>& clock)
     : server_(std::move(server)), clock_(clock) {}
 
 Snapshot Store::readAll(Client& client, const Qel::String& prefix) {
-  SnapshotRequest question{{}, true};
+  SnapshotRequest request{{}, true};
   for (int attempt = 0; attempt < kMostAttempts; ++attempt) {
-    Snapshot snapshot = read(client, question);
+    Snapshot snapshot = read(client, request);
     std::set<Qel::String> names = std::move(snapshot.names);
     // Whoever published it may not have put it into the index.
     if (isPath(prefix.view())) names.insert(prefix);
     std::vector<Qel::String> paths = matching(names, prefix);
-    if (paths == question.paths) return snapshot;
-    question.paths = std::move(paths);
+    if (paths == request.paths) return snapshot;
+    request.paths = std::move(paths);
   }
   client.fail("paths come and go faster than they can be read");
 }
@@ -197,8 +197,8 @@ void Store::transact(const std::vector<Qel::String>& paths, const Edit& edit) {
 }
 
 Kavra::Store::Documents Store::readWatched(Client& client, const std::vector<Qel::String>& paths) {
-  const SnapshotRequest question{paths, false};
-  std::vector<Command> commands = question.commands();
+  const SnapshotRequest request{paths, false};
+  std::vector<Command> commands = request.commands();
   Command watch{"WATCH", kEpochKey};
   for (const Qel::String& path : paths) watch.push_back(keyOf(path));
   commands.insert(commands.begin(), std::move(watch));
@@ -208,7 +208,7 @@ Kavra::Store::Documents Store::readWatched(Client& client, const std::vector<Qel
     client.fail("WATCH: " + outcome.elements.front().description());
   }
   outcome.elements.erase(outcome.elements.begin());
-  return allOf({question, outcome});
+  return allOf({request, outcome});
 }
 
 Store::Changes Store::changesOf(const Documents& present, const Documents& wanted, bool lost) {

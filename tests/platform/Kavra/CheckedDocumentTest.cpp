@@ -6,6 +6,7 @@
 #include "Qel/Exception.h"
 #include "platform/Kavra/Documents.h"
 #include "support/LiveObjects.h"
+#include "support/RunStep.h"
 
 namespace Kavra {
 namespace {
@@ -21,7 +22,7 @@ TEST_F(CheckedDocumentTest, OfAGoodDocumentChangesEntitiesOfItsType) {
   EXPECT_TRUE(checked.fits());
   EXPECT_EQ(checked.type, kavratest::kHistoryType);
   const auto entity = codecOf(checked.type).newEntity("history");
-  checked.change(*entity, Qel::DocumentCodec::runPlainly);
+  checked.change(*entity, support::runStep);
   EXPECT_EQ(kavratest::reloadsOf(entity), (kavratest::Reloads{{0, {"Power loss"}}}));
 }
 

@@ -12,6 +12,7 @@
 #include "platform/Kavra/Documents.h"
 #include "support/DocumentFeed.h"
 #include "support/LiveObjects.h"
+#include "support/RunStep.h"
 #include "support/TraceRecorder.h"
 
 namespace Kavra {
@@ -28,7 +29,7 @@ std::string told(const std::string& who, const Qel::String& path, const CheckedD
   if (checked == nullptr) return line + " gone";
   if (!checked->fits()) return line + " misfit";
   const auto entity = codecOf(checked->type).newEntity("x");
-  checked->change(*entity, Qel::DocumentCodec::runPlainly);
+  checked->change(*entity, support::runStep);
   for (const auto& [index, causes] : kavratest::reloadsOf(entity)) {
     for (const std::string& cause : causes) line += " " + cause;
   }

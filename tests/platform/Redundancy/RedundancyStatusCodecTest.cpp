@@ -10,6 +10,7 @@
 #include "Redundancy/RedundancyStatus.h"
 #include "support/LiveObjects.h"
 #include "support/ProblemOf.h"
+#include "support/RunStep.h"
 
 namespace Redundancy {
 namespace {
@@ -44,13 +45,13 @@ class RedundancyStatusCodecTest : public support::LiveObjectsTest {
 
 TEST_F(RedundancyStatusCodecTest, MakesTheEntityEqualToTheDocument) {
   const auto entity = codec_.newEntity("status");
-  codec_.decode(status(3U, true))(*entity, Qel::DocumentCodec::runPlainly);
+  codec_.decode(status(3U, true))(*entity, support::runStep);
   const auto found = Qel::ptrCast<RedundancyStatus>(entity);
   ASSERT_TRUE(found);
   EXPECT_EQ(found->name(), Qel::Name("status"));
   EXPECT_EQ(found->protocol(), RedundancyProtocol::hotStandby);
   EXPECT_TRUE(found->switchoverCapable());
-  codec_.decode(status(77U, false))(*entity, Qel::DocumentCodec::runPlainly);
+  codec_.decode(status(77U, false))(*entity, support::runStep);
   EXPECT_EQ(found->protocol(), RedundancyProtocol{77});
   EXPECT_FALSE(found->switchoverCapable());
 }

@@ -80,8 +80,10 @@ TEST_F(RedundancyStatusTest, StoresBothBeforeItTellsOfEither) {
 }
 
 TEST_F(RedundancyStatusTest, TellsOfBothAlthoughAWatcherFails) {
-  watcher_->reaction = [] { throw std::runtime_error("a watcher's fault"); };
-  EXPECT_THROW(status_->statusIs(RedundancyProtocol::hotStandby, true), std::runtime_error);
+  const char* error = "first";
+  watcher_->reaction = [&error] { throw std::runtime_error(std::exchange(error, "second")); };
+  EXPECT_THAT([this] { status_->statusIs(RedundancyProtocol::hotStandby, true); },
+              testing::ThrowsMessage<std::runtime_error>("first"));
   EXPECT_THAT(takeLog(), ElementsAre("onProtocol 3 capable", "onSwitchoverCapable 3 capable"));
 }
 

@@ -16,6 +16,7 @@
 #include "Watchers.h"
 #include "support/LiveObjects.h"
 #include "support/ProblemOf.h"
+#include "support/RunStep.h"
 
 namespace System {
 namespace {
@@ -51,7 +52,7 @@ class ResetCauseHistoryCodecTest : public support::LiveObjectsTest {
  protected:
   Qel::Ptr<ResetCauseHistory> decoded(const Document& document) const {
     const auto entity = codec_.newEntity("history");
-    codec_.decode(document)(*entity, Qel::DocumentCodec::runPlainly);
+    codec_.decode(document)(*entity, support::runStep);
     return Qel::ptrCast<ResetCauseHistory>(entity);
   }
   std::string problemOfDocument(const Document& document) const {
@@ -108,7 +109,7 @@ TEST_F(ResetCauseHistoryCodecTest, KeepsTheReloadsThatStayAndTellsOfEachChangeOn
   takeLog();
   codec_.decode(history({{"0", reload({cause("a", 1), cause("new", 4)})},
                          {"1", reload({cause("b", 2)})},
-                         {"3", reload({cause("c", 3)})}}))(*entity, Qel::DocumentCodec::runPlainly);
+                         {"3", reload({cause("c", 3)})}}))(*entity, support::runStep);
   EXPECT_THAT(takeLog(), ElementsAre("onRebootHistory 2 gone", "onCauseQqelImmediate",
                                      "onRebootHistory 3 of 1"));
   EXPECT_EQ(entity->rebootHistory(0), first);
@@ -121,13 +122,13 @@ TEST_F(ResetCauseHistoryCodecTest, ChangesNothingForAnEqualDocument) {
   const auto instanceWatcher =
       Qel::make<systemtest::InstanceWatcher>(entity->rebootHistory(0), log_);
   takeLog();
-  codec_.decode(document)(*entity, Qel::DocumentCodec::runPlainly);
+  codec_.decode(document)(*entity, support::runStep);
   EXPECT_THAT(takeLog(), IsEmpty());
 }
 
 TEST_F(ResetCauseHistoryCodecTest, EmptiesTheEntityForAnEmptyHistory) {
   const auto entity = decoded(history({{"0", reload({cause("a", 1)})}}));
-  codec_.decode(history({}))(*entity, Qel::DocumentCodec::runPlainly);
+  codec_.decode(history({}))(*entity, support::runStep);
   EXPECT_TRUE(entity->rebootHistory().empty());
 }
 
@@ -277,7 +278,7 @@ TEST_F(ResetCauseHistoryCodecTest, TakesTenThousandCausesInLinearTime) {
   const Document document = history({{"0", reload(std::move(causes))}});
   const auto start = std::chrono::steady_clock::now();
   const auto entity = decoded(document);
-  codec_.decode(document)(*entity, Qel::DocumentCodec::runPlainly);
+  codec_.decode(document)(*entity, support::runStep);
   EXPECT_EQ(
       decoded(codec_.documentOf(codec_.fieldsOf(document)))->rebootHistory(0)->causeQ().members(),
       10000U);

@@ -12,11 +12,13 @@
 #include "Kavra/Redis/DocumentHash.h"
 #include "Kavra/Redis/Store.h"
 #include "Qel/Clock.h"
+#include "Qel/Exception.h"
 #include "Qel/PollEventLoop.h"
 #include "platform/Kavra/Documents.h"
 #include "platform/Kavra/Redis/FollowingTest.h"
 #include "platform/Kavra/Redis/ServerProcess.h"
 #include "platform/Kavra/RunUntil.h"
+#include "platform/Kavra/TimeShiftedEventLoop.h"
 #include "support/ManualEventLoop.h"
 
 namespace Kavra::Redis {
@@ -398,6 +400,41 @@ TEST_F(FollowingTest, TellsThatItHasNotReachedTheServerYet) {
   follower = nullptr;
   silent.settle();
   EXPECT_EQ(feed->status().problem, "nobody follows it");
+}
+
+// A loop that has no room for timers once it is told so.
+class TimerlessEventLoop final : public kavratest::TimeShiftedEventLoop {
+ public:
+  using TimeShiftedEventLoop::TimeShiftedEventLoop;
+  Qel::Ptr<Qel::EventWatch> timerIs(double seconds, std::function<void()> call) override {
+    if (isFull) Qel::throwRangeException("no room for a timer");
+    return loop_.timerIs(seconds, std::move(call));
+  }
+  bool isFull = false;
+};
+
+TEST_F(FollowingTest, EndsTheProcessRatherThanNeverAskAgain) {
+  support::ManualEventLoop manual;
+  TimerlessEventLoop loop(manual);
+  const auto feed = feedOf("/no/such/socket", loop);
+  const auto follower = followerOf(feed);
+  loop.isFull = true;
+  EXPECT_DEATH(manual.settle(), "no room for a timer");
+}
+
+TEST_F(FollowingTest, EndsTheProcessRatherThanStayWithALostLink) {
+  const ServerProcess server;
+  TimerlessEventLoop loop(loop_);
+  const auto feed = feedOf(server.socket(), loop);
+  const auto follower = followerOf(feed);
+  ASSERT_TRUE(until([&] { return feed->status().reachable; }));
+  EXPECT_DEATH(
+      {
+        loop.isFull = true;
+        server.command({"CLIENT", "KILL", "TYPE", "normal"});
+        until([&] { return !feed->status().reachable; });
+      },
+      "no room for a timer");
 }
 
 TEST_F(FollowingTest, WaitsUntilTheLoopHasRoomForItsDescriptors) {
