@@ -46,6 +46,12 @@ function(module_test name)
   target_link_libraries(${name} PRIVATE ${arg_UNPARSED_ARGUMENTS} GTest::gmock GTest::gtest_main)
   compile_alone(${arg_ALONE})
   precompile_as(${name} test_headers)
-  gtest_discover_tests(${name} TEST_PREFIX "${name}." DISCOVERY_MODE PRE_TEST
-                       PROPERTIES TIMEOUT 300)
+  if(MISCSNMP_SANITIZE)
+    # As a whole: a sanitizer takes longer to start than most tests to run.
+    add_test(NAME ${name} COMMAND ${name} --gtest_brief=1)
+    set_tests_properties(${name} PROPERTIES TIMEOUT 600)
+  else()
+    gtest_discover_tests(${name} TEST_PREFIX "${name}." DISCOVERY_MODE PRE_TEST
+                         PROPERTIES TIMEOUT 300)
+  endif()
 endfunction()

@@ -111,6 +111,12 @@ void checkContexts(const std::vector<std::string>& contexts) {
   }
 }
 
+void checkPeer(const Options& options) {
+  if (options.peerDb.empty() || options.cellId == 1 || options.cellId == 2) return;
+  throw UsageError(fmt::format(
+      "--peer-db: only the supervisors, cells 1 and 2, have a peer, not cell {}", options.cellId));
+}
+
 void checkListening(const Options& options) {
   if (options.agentxAddress && !options.listenAddresses.empty()) {
     throw UsageError("--agentx and --listen exclude each other: the master agent listens");
@@ -148,6 +154,7 @@ Options readOptions(const std::vector<std::string>& arguments) {
   parse(app, arguments);
   std::transform(traces.begin(), traces.end(), std::back_inserter(options.traces), traceOption);
   checkContexts(options.contexts);
+  checkPeer(options);
   checkListening(options);
   complete(options);
   return options;

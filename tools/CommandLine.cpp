@@ -93,8 +93,10 @@ class Program {
  public:
   Program(std::istream& in, std::ostream& out) : in_(in), out_(out) {
     app_.require_subcommand(1);
+    app_.set_version_flag("--version", "kavra " KAVRA_VERSION, "Print the version and stop");
     app_.fallthrough();
     db_ = app_.add_option("--db")->type_name("URL");
+    db_->envname("KAVRA_DB");
     db_->description("file:PATH (default: file:kavra.json), redis://HOST[:PORT], redis+unix:PATH");
     auth_ = named(app_.add_option("--db-auth")->type_name("FILE"));
     auth_->description("two lines, the user and the password for a Redis server");

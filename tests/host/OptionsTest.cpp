@@ -72,6 +72,15 @@ TEST(Options, LookForThePeerWhereTheOwnCellLives) {
   EXPECT_EQ(readOptions({"--db", "redis://127.0.0.1"}).peerDb, "redis://127.0.0.1");
 }
 
+TEST(Options, RefuseAPeerOfACellThatIsNoSupervisor) {
+  for (const char* cell : {"0", "3", "5"}) {
+    EXPECT_EQ(complaint({"--cell-id", cell, "--peer-db", "file:b"}),
+              "--peer-db: only the supervisors, cells 1 and 2, have a peer, not cell " +
+                  std::string(cell));
+  }
+  EXPECT_EQ(readOptions({"--cell-id", "5"}).peerDb, "file:kavra.json");
+}
+
 TEST(Options, CollectWhatMayBeRepeated) {
   const Options options = readOptions(
       {"--listen", "unix:a", "--listen", "unix:b", "--plugin", "/lib/a.so", "--plugin", "/lib/b.so",

@@ -35,7 +35,16 @@ void Device::tell(Event event, const What& what) {
   for (const auto& agent : agents_) ((*agent).*event)(what, reactions);
   std::sort(reactions.begin(), reactions.end(),
             [](const auto& a, const auto& b) { return a.joined < b.joined; });
-  for (const Agent::Reaction& reaction : reactions) reaction.run();
+  // All hear of it, although one fails.
+  bool failed = false;
+  for (const Agent::Reaction& reaction : reactions) {
+    try {
+      reaction.run();
+    } catch (const NameInUse&) {
+      failed = true;
+    }
+  }
+  if (failed) throw NameInUse();
 }
 
 void Device::protocolChanged(const Redundancy& redundancy) { tell(&Agent::onProtocol, redundancy); }

@@ -349,6 +349,24 @@ TEST_F(CommandLineTest, ExplainsItself) {
   }
 }
 
+TEST_F(CommandLineTest, TellsItsVersion) {
+  const Outcome outcome = toolstest::run({KAVRA_PROGRAM, "--version"});
+  EXPECT_EQ(outcome.status, 0);
+  EXPECT_THAT(outcome.out, testing::MatchesRegex("kavra [0-9.]+\n"));
+}
+
+TEST_F(CommandLineTest, FindsTheDatabaseThatTheEnvironmentNamesUnlessAnOptionDoes) {
+  done({"set-redundancy", "--cell", "2", "--protocol", "3"});
+  const auto listing = [](const std::string& url, const std::string& options) {
+    return toolstest::run({"/bin/sh", "-c", "KAVRA_DB=" + url + " " + KAVRA_PROGRAM + options});
+  };
+  EXPECT_EQ(listing(directory_.url(), " ls").out, "cell/2/redundancy/status\n");
+  EXPECT_EQ(listing("nonsense", " --db " + directory_.url() + " ls").out,
+            "cell/2/redundancy/status\n");
+  EXPECT_THAT(listing("nonsense", " ls").err,
+              StartsWith("kavra: 'nonsense' is not the address of a state database"));
+}
+
 TEST_F(CommandLineTest, FailsWhenItsOutputGoesNowhere) {
   done({"set-redundancy", "--cell", "2", "--protocol", "3"});
   const std::string command =

@@ -183,6 +183,7 @@ TEST(ClientTest, LeavesNoDescriptorOpen) {
 
 TEST(ClientTest, NamesTheServerWhereNoDescriptorIsLeft) {
   // A sanitizer that meets a type for the first time needs descriptors to look at it.
+  EXPECT_THROW(Client({Address::ofPath("/nowhere"), {}}), StoreException);
   EXPECT_NE(Qel::failureOf([] { throw std::system_error(std::error_code()); }), std::nullopt);
   rlimit limit = {};
   ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &limit), 0);
