@@ -39,7 +39,8 @@ void Client::connect(const Address& address) {
 void Client::connectTo(const SocketAddress& address) {
   lost_.reset();
   const auto failure = Qel::failureOf([&] {
-    link_ = Qel::make<Link>(*loop_, address, [this](const std::string& why) { lost_ = why; });
+    link_ = Qel::make<Link>(
+        *loop_, address, [this](const std::string& why) { lost_ = why; }, Link::Stall::insideReply);
     while (!lost_ && !link_->isConnected()) loop_->runOnce(kForever);
   });
   if (failure) lost_ = failure;

@@ -14,8 +14,8 @@ constexpr char kNoAnswer[] = "no answer within 3 s";
 
 }  // namespace
 
-Link::Link(Qel::EventLoop& loop, const SocketAddress& address, LostCall lost)
-    : loop_(loop), connection_(std::in_place, address), lost_(std::move(lost)) {
+Link::Link(Qel::EventLoop& loop, const SocketAddress& address, LostCall lost, Stall stall)
+    : loop_(loop), connection_(std::in_place, address), lost_(std::move(lost)), stallAt_(stall) {
   readable_ = loop_.readableIs(connection_->fd(), [this] { handleReadable(); });
   // Writable for the first time: connected, or not to be.
   writable_ = loop_.writableIs(connection_->fd(), [this] { handleWritable(); });
@@ -68,8 +68,7 @@ void Link::handleReadable() {
 bool Link::receive() {
   if (!connection_->receive()) return false;
   const bool complete = takeReplies();
-  // Between two replies nothing is late yet: the server may still be busy with what was asked.
-  stall_ = connection_->isInsideReply()
+  stall_ = stallAt_ == Stall::anywhere || connection_->isInsideReply()
                ? alarm(kStallPatience, "an answer stopped in the middle for 1 s")
                : nullptr;
   return complete;

@@ -26,6 +26,9 @@ class Link final : public Qel::PtrInterface {
  public:
   using Replies = std::vector<Reply>;
   using AnswerCall = std::function<void(Replies replies)>;
+  // Where an answer that has begun must go on: also between two of its replies, or inside a reply
+  // alone, where the server may have much to do for each.
+  enum class Stall { anywhere, insideReply };
   using LostCall = std::function<void(const std::string& why)>;
 
   // Seconds in which a connection must stand, enough for one repetition of a packet that was lost
@@ -38,7 +41,8 @@ class Link final : public Qel::PtrInterface {
 
   // Begins to connect. Raises StoreException when that fails at once, and RangeException when the
   // loop takes no more descriptors. `loop` must outlive the link.
-  Link(Qel::EventLoop& loop, const SocketAddress& address, LostCall lost);
+  Link(Qel::EventLoop& loop, const SocketAddress& address, LostCall lost,
+       Stall stall = Stall::anywhere);
 
   bool isConnected() const noexcept { return connected_; }
 
@@ -61,6 +65,7 @@ class Link final : public Qel::PtrInterface {
   Qel::EventLoop& loop_;
   std::optional<Connection> connection_;  // empty after the loss
   LostCall lost_;
+  const Stall stallAt_;
   bool connected_ = false;  // once, whatever became of it since
   AnswerCall answered_;     // null while no request is under way
   std::size_t expected_ = 0;
