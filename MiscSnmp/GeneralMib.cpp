@@ -105,14 +105,13 @@ Qel::Ptr<GeneralMib const> GeneralMib::NotifieeConst::generalMib() const {
 GeneralMib::GeneralMib(const Qel::Name& name) : Qel::Entity(name) {}
 
 GeneralMib::~GeneralMib() {
-  // As reloadCauseTableDelAll, but for errors: a notifiee's fault must not cost the others the rest
-  // of the rows, nor leave a destructor. A row that it puts back goes without a word; one
-  // that it puts behind is met in turn, as the walk of any removal meets it.
+  // As reloadCauseTableDelAll, but for errors. A row that a notifiee puts back goes without a word;
+  // one that it puts behind is met in turn, as the walk of any removal meets it.
   for (auto it = reloadCauseTable_.iterator(); it; it.advance()) {
     try {
       reloadCauseTableDel(it);
     } catch (...) {
-      continue;
+      // A notifiee's fault must not cost the others the rest of the rows, nor leave a destructor.
     }
   }
   notifieesDelAll();

@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "MiscSnmpAgent/AgentArguments.h"
+#include "Qel/FirstError.h"
 #include "Qel/GenericValue.h"
 
 namespace MiscSnmp::Agent {
@@ -72,14 +73,11 @@ Qel::Ptr<ResetHistorySm> Agent::resetHistorySmIs(
 Qel::Ptr<ResetHistorySm> Agent::resetHistorySmDel() {
   if (!resetHistorySm_) return nullptr;
   auto removed = std::exchange(resetHistorySm_, nullptr);
-  try {
-    resetHistorySmNotify();
-  } catch (...) {
-    // It is removed all the same, and reacts to nothing more.
-    removed->hasNotificationActiveIs(false);
-    throw;
-  }
+  Qel::FirstError error;
+  error.keepOf([this] { resetHistorySmNotify(); });
+  // It is removed all the same, and reacts to nothing more.
   removed->hasNotificationActiveIs(false);
+  error.raise();
   return removed;
 }
 

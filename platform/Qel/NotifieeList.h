@@ -1,9 +1,9 @@
 #pragma once
 
 #include <cstddef>
-#include <exception>
 #include <vector>
 
+#include "Qel/FirstError.h"
 #include "Qel/NotifieeConst.h"
 #include "Qel/Ptr.h"
 #include "Qel/PtrInterface.h"
@@ -93,7 +93,7 @@ class NotifieeList {
 template <class Call>
 void NotifieeList::visitRegistered(const Call& call) {
   if (empty()) return;
-  std::exception_ptr firstError;
+  FirstError error;
   {
     Walk walk(*this);
     const std::size_t end = notifiees_.size();
@@ -101,14 +101,10 @@ void NotifieeList::visitRegistered(const Call& call) {
       if (notifiees_[i] == nullptr) continue;
       // The notifiee may let go of itself while it runs.
       const Ptr<PtrInterface::NotifieeConst> held(notifiees_[i]);
-      try {
-        call(*held);
-      } catch (...) {
-        if (!firstError) firstError = std::current_exception();
-      }
+      error.keepOf([&] { call(*held); });
     }
   }
-  if (firstError) std::rethrow_exception(firstError);
+  error.raise();
 }
 
 }  // namespace Qel

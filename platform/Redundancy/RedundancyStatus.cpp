@@ -1,8 +1,8 @@
 #include "Redundancy/RedundancyStatus.h"
 
-#include <exception>
 #include <memory>
 
+#include "Qel/FirstError.h"
 #include "Qel/TypeNode.h"
 #include "Qel/Types.h"
 #include "Redundancy/RedundancyStatusCodec.h"
@@ -45,25 +45,13 @@ void RedundancyStatus::statusIs(RedundancyProtocol protocol, bool switchoverCapa
   protocol_ = protocol;
   switchoverCapable_ = switchoverCapable;
   const Qel::Ptr<RedundancyStatus> alive(this);
-  std::exception_ptr firstError;
-  const auto tell = [&](void (RedundancyStatus::*of)()) {
-    try {
-      (this->*of)();
-    } catch (...) {
-      if (!firstError) firstError = std::current_exception();
-    }
+  Qel::FirstError error;
+  const auto tell = [&](void (NotifieeConst::*on)()) {
+    error.keepOf([&] { notify<NotifieeConst>([on](NotifieeConst& each) { (each.*on)(); }); });
   };
-  if (protocolChanges) tell(&RedundancyStatus::tellOfProtocol);
-  if (capableChanges) tell(&RedundancyStatus::tellOfSwitchoverCapable);
-  if (firstError) std::rethrow_exception(firstError);
-}
-
-void RedundancyStatus::tellOfProtocol() {
-  notify<NotifieeConst>([](NotifieeConst& notifiee) { notifiee.onProtocol(); });
-}
-
-void RedundancyStatus::tellOfSwitchoverCapable() {
-  notify<NotifieeConst>([](NotifieeConst& notifiee) { notifiee.onSwitchoverCapable(); });
+  if (protocolChanges) tell(&NotifieeConst::onProtocol);
+  if (capableChanges) tell(&NotifieeConst::onSwitchoverCapable);
+  error.raise();
 }
 
 const Qel::TypeNode* RedundancyStatus::fwkType() const { return &registration->node(); }

@@ -50,9 +50,6 @@ class RedundancyStatus final : public Qel::Entity {
   const Qel::TypeNode* fwkType() const override;
 
  private:
-  void tellOfProtocol();
-  void tellOfSwitchoverCapable();
-
   RedundancyProtocol protocol_ = RedundancyProtocol::none;
   bool switchoverCapable_ = false;
 };
