@@ -27,6 +27,7 @@ function(object_library name include_root sources)
   target_include_directories(${name} PUBLIC "$<BUILD_INTERFACE:${include_root}>")
   target_link_libraries(${name} PUBLIC ${arg_UNPARSED_ARGUMENTS})
   compile_alone(${arg_ALONE})
+  set_target_properties(${name} PROPERTIES UNITY_BUILD_BATCH_SIZE 32)
   precompile_as(${name} Qel)
 endfunction()
 

@@ -1,16 +1,23 @@
 #pragma once
 
+#include <algorithm>
 #include <cstdlib>
+#include <limits>
 #include <random>
 #include <string>
 
 namespace support {
 
-// Steps that a random test makes: `usual` unless the environment variable MISCSNMP_RANDOM_STEPS
-// gives another number, as it does where instrumented code is slow or a long run is wanted.
+// Steps that a random test makes: `usual` unless the environment says otherwise. A long run is had
+// by MISCSNMP_RANDOM_STEPS, their number; where instrumented code is slow, MISCSNMP_RANDOM_MOST
+// bounds it.
 inline int randomSteps(int usual) {
-  const char* steps = std::getenv("MISCSNMP_RANDOM_STEPS");
-  return steps == nullptr ? usual : std::stoi(steps);
+  const auto numberOf = [](const char* variable, int otherwise) {
+    const char* text = std::getenv(variable);
+    return text == nullptr ? otherwise : std::stoi(text);
+  };
+  return std::min(numberOf("MISCSNMP_RANDOM_STEPS", usual),
+                  numberOf("MISCSNMP_RANDOM_MOST", std::numeric_limits<int>::max()));
 }
 
 // A run of random choices. The seed is a new one each time, or that of MISCSNMP_RANDOM_SEED; a

@@ -15,7 +15,7 @@ import time
 import unittest
 
 ROOT = os.path.join(os.path.dirname(os.path.abspath(__file__)), "../..")
-PROGRAMS = os.environ.get("PROGRAMS", os.path.join(ROOT, "build/dev/bin"))
+PROGRAMS = os.environ.get("PROGRAMS", os.path.join(ROOT, "build/release/bin"))
 AGENT = os.path.join(PROGRAMS, "norvek-snmpd")
 KAVRA = os.path.join(PROGRAMS, "kavra")
 
