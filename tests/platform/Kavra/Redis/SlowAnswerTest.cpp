@@ -5,7 +5,6 @@
 #include <cstddef>
 #include <string>
 #include <string_view>
-#include <utility>
 
 #include "platform/Kavra/Documents.h"
 #include "platform/Kavra/Redis/FakeServer.h"
@@ -25,9 +24,8 @@ class SlowAnswerTest : public kavratest::FollowingTest {
  protected:
   SlowAnswerTest()
       : server_(loop_, [this](unsigned connection, std::string_view request) {
-          std::string answers = script_.answersTo(connection, request);
-          if (connection == 0) rest_ += std::exchange(answers, {});
-          return answers;
+          if (connection == 0) rest_ += script_.answersTo(connection, request);
+          return std::string();
         }) {
     script_.documentIs(kavratest::kHistoryPath, kavratest::history({"one"}));
     time_.settle();
@@ -73,6 +71,49 @@ TEST_F(SlowAnswerTest, IsGivenUpASecondAfterItStoppedInsideAReply) {
 TEST_F(SlowAnswerTest, IsGivenUpASecondAfterItStoppedBetweenTwoReplies) {
   sends(std::string_view("+PONG\r\n+OK\r\n").size());
   isGivenUpAfter(1.0, "an answer stopped in the middle for 1 s");
+}
+
+// A publisher's link: between two replies the server may have much to do.
+class PatientLinkTest : public SlowAnswerTest {
+ protected:
+  PatientLinkTest() {
+    pass();
+    link_->requestIs({{"MULTI"}, {"EXEC"}},
+                     [this](const Link::Replies& replies) { answered_ = replies.size(); });
+    pass();
+  }
+  void answers(std::string_view text) {
+    server_.sends(1, text);
+    pass();
+  }
+
+  std::string lost_;
+  std::size_t answered_ = 0;
+  Qel::Ptr<Link> link_ = Qel::make<Link>(
+      time_, Address::ofPath(server_.socket()).resolve().front(),
+      [this](const std::string& why) { lost_ = why; }, Link::Stall::insideReply);
+};
+
+TEST_F(PatientLinkTest, WaitsBetweenTwoReplies) {
+  answers("+OK\r\n");
+  time_.advance(2.8);
+  EXPECT_EQ(lost_, "");
+  answers("*0\r\n");
+  EXPECT_EQ(answered_, 2U);
+}
+
+TEST_F(PatientLinkTest, IsLostASecondAfterAReplyStoppedInside) {
+  answers("+OK\r\n*");
+  time_.advance(0.9);
+  EXPECT_EQ(lost_, "");
+  time_.advance(0.2);
+  EXPECT_EQ(lost_, "an answer stopped in the middle for 1 s");
+}
+
+TEST_F(PatientLinkTest, IsLostThreeSecondsAfterTheRequest) {
+  answers("+OK\r\n");
+  time_.advance(3.1);
+  EXPECT_EQ(lost_, "no answer within 3 s");
 }
 
 TEST_F(SlowAnswerTest, MustBeginWithinThreeSeconds) { isGivenUpAfter(3.0, "no answer within 3 s"); }
