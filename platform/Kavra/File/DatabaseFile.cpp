@@ -152,7 +152,7 @@ void DatabaseFile::writeNew(const std::string& newPath, const std::string& text)
 void DatabaseFile::copyRights(const struct stat& before, const FileDescriptor& file) const {
   if (::fchown(file.fd(), before.st_uid, before.st_gid) != 0) {
     if (errno != EPERM) failWithErrno("cannot be written");
-    fail(fmt::format("belongs to user {} and group {}, and is replaced only by who can keep it so",
+    fail(fmt::format("belongs to user {} and group {}, to whom its successor cannot be given",
                      before.st_uid, before.st_gid));
   }
   if (::fchmod(file.fd(), before.st_mode & kAllModes) != 0) failWithErrno("cannot be written");
