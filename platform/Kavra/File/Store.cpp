@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "Kavra/CheckedDocument.h"
+#include "Kavra/File/DatabaseFile.h"
 #include "Kavra/FileDescriptor.h"
 
 namespace Kavra::File {
