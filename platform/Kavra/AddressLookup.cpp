@@ -1,48 +1,38 @@
 #include "Kavra/AddressLookup.h"
 
-#include <fcntl.h>
 #include <sys/eventfd.h>
 
-#include <cerrno>
-#include <system_error>
-#include <thread>
+#include <chrono>
 #include <utility>
+
+#include "Kavra/Aside.h"
 
 namespace Kavra {
 
-namespace {
-
-FileDescriptor newEvent() {
-  FileDescriptor event(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
-  if (!event) throw std::system_error(errno, std::generic_category(), "no event descriptor");
-  return event;
+int AddressLookup::ask() {
+  if (answered_) return answered_->fd();
+  const auto answered = std::make_shared<const FileDescriptor>(newEvent());
+  const auto task = std::make_shared<std::packaged_task<Addresses()>>(resolve_);
+  std::future<Addresses> answer = task->get_future();
+  runAside([task, answered] {
+    (*task)();
+    ::eventfd_write(answered->fd(), 1);
+  });
+  answered_ = answered;
+  answer_ = std::move(answer);
+  return answered_->fd();
 }
 
-// A descriptor of the thread's own, since the look-up may be let go, and its descriptor closed.
-FileDescriptor duplicateOf(const FileDescriptor& event) {
-  FileDescriptor duplicate(::fcntl(event.fd(), F_DUPFD_CLOEXEC, 0));
-  if (!duplicate) throw std::system_error(errno, std::generic_category(), "no event descriptor");
-  return duplicate;
+AddressLookup::Addresses AddressLookup::take() {
+  answered_ = nullptr;
+  return answer_.get();
 }
 
-}  // namespace
-
-AddressLookup::AddressLookup(Qel::EventLoop& loop, const Resolve& resolve, FoundCall found)
-    : found_(std::move(found)),
-      answered_(newEvent()),
-      watch_(loop.readableIs(answered_.fd(), [this] { handleAnswer(); })) {
-  std::packaged_task<Addresses()> task(resolve);
-  answer_ = task.get_future();
-  std::thread([task = std::move(task), event = duplicateOf(answered_)]() mutable {
-    task();
-    ::eventfd_write(event.fd(), 1);
-  }).detach();
-}
-
-void AddressLookup::handleAnswer() {
-  const Qel::Ptr<AddressLookup> alive(this);
-  watch_ = nullptr;
-  found_(answer_);
+std::optional<AddressLookup::Addresses> AddressLookup::wait(double seconds) {
+  ask();
+  const auto patience = std::chrono::duration<double>(seconds);
+  if (answer_.wait_for(patience) != std::future_status::ready) return {};
+  return take();
 }
 
 }  // namespace Kavra

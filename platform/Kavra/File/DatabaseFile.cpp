@@ -10,6 +10,7 @@
 #include <chrono>
 #include <cstdio>
 #include <filesystem>
+#include <new>
 #include <string_view>
 #include <system_error>
 #include <thread>
@@ -28,6 +29,8 @@ using std::chrono::milliseconds;
 constexpr milliseconds kLockPatience{2000};
 constexpr milliseconds kLockPause{10};
 constexpr mode_t kNewFileMode = 0644;
+constexpr mode_t kOwnerMode = 0600;
+constexpr mode_t kAllModes = 07777;
 
 std::string errnoText(int error) { return std::generic_category().message(error); }
 
@@ -84,6 +87,8 @@ std::optional<DatabaseFile::Content> DatabaseFile::readContent() const {
     return Content{std::move(*text), secondsOf(facts)};
   } catch (const std::system_error& error) {
     fail(fmt::format("cannot be read: {}", error.code().message()));
+  } catch (const std::bad_alloc&) {
+    fail(fmt::format("cannot be read: {}", errnoText(ENOMEM)));
   }
 }
 
@@ -130,18 +135,34 @@ void DatabaseFile::write(const Documents& documents) const {
 void DatabaseFile::writeNew(const std::string& newPath, const std::string& text) const {
   // One that is there was left by a writer that died: the lock says that nobody is at it.
   ::unlink(newPath.c_str());
-  const FileDescriptor file(
-      ::open(newPath.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, kNewFileMode));
+  struct stat before {};
+  const bool replaces = ::stat(path_.c_str(), &before) == 0;
+  // Nobody looks into it before it has the rights of the file in whose place it comes.
+  const mode_t mode = replaces ? kOwnerMode : kNewFileMode;
+  const FileDescriptor file(::open(newPath.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode));
   if (!file) failWithErrno("cannot be written");
-  struct stat facts {};
-  if (::stat(path_.c_str(), &facts) == 0) {
-    if (::fchmod(file.fd(), facts.st_mode & 07777U) != 0) failWithErrno("cannot be written");
-    // Only root may give a file away; for others the new file is their own.
-    if (::fchown(file.fd(), facts.st_uid, facts.st_gid) != 0 && errno != EPERM) {
-      failWithErrno("cannot be written");
-    }
+  if (replaces) {
+    copyRights(before, file);
+  } else {
+    giveToFolder(file);
   }
   if (!writeAll(file.fd(), text) || ::fsync(file.fd()) != 0) failWithErrno("cannot be written");
+}
+
+void DatabaseFile::copyRights(const struct stat& before, const FileDescriptor& file) const {
+  if (::fchown(file.fd(), before.st_uid, before.st_gid) != 0) {
+    if (errno != EPERM) failWithErrno("cannot be written");
+    fail(fmt::format("belongs to user {} and group {}, to whom its successor cannot be given",
+                     before.st_uid, before.st_gid));
+  }
+  if (::fchmod(file.fd(), before.st_mode & kAllModes) != 0) failWithErrno("cannot be written");
+}
+
+void DatabaseFile::giveToFolder(const FileDescriptor& file) const {
+  struct stat folder {};
+  if (::geteuid() != 0 || ::stat(directory_.c_str(), &folder) != 0) return;
+  // Where root may not, the file is its own.
+  [[maybe_unused]] const int given = ::fchown(file.fd(), folder.st_uid, folder.st_gid);
 }
 
 void DatabaseFile::syncDirectory() const {
@@ -151,10 +172,43 @@ void DatabaseFile::syncDirectory() const {
   }
 }
 
-FileDescriptor DatabaseFile::lock() const {
+FileDescriptor DatabaseFile::openLock() const {
   const std::string lockPath = path_ + ".lock";
-  FileDescriptor file(::open(lockPath.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, kNewFileMode));
+  constexpr int kFlags = O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
+  FileDescriptor file(::open(lockPath.c_str(), kFlags));
+  if (!file && errno == ENOENT) {
+    file = FileDescriptor(::open(lockPath.c_str(), kFlags | O_CREAT, kOwnerMode));
+  }
   if (!file) failWithErrno("the lock file " + lockPath + " cannot be opened");
+  shareLock(file);
+  return file;
+}
+
+void DatabaseFile::shareLock(const FileDescriptor& lock) const {
+  struct stat facts {};
+  struct stat folder {};
+  if (::fstat(lock.fd(), &facts) != 0 || ::stat(directory_.c_str(), &folder) != 0) return;
+  // Something else, to which root might be led by a link, is nobody's to give away.
+  const bool isOurs = S_ISREG(facts.st_mode) && facts.st_nlink == 1 && facts.st_size == 0 &&
+                      facts.st_uid == ::geteuid();
+  if (!isOurs) return;
+  // In a folder with the sticky bit a file is replaced by its owner alone.
+  const mode_t writers = (folder.st_mode & S_ISVTX) != 0 ? 0 : folder.st_mode;
+  mode_t mode = kOwnerMode;
+  if ((writers & S_IWGRP) != 0) mode |= S_IRGRP | S_IWGRP;
+  if ((writers & S_IWOTH) != 0) mode |= S_IROTH | S_IWOTH;
+  struct stat database {};
+  const bool exists = ::stat(path_.c_str(), &database) == 0;
+  const uid_t owner = facts.st_uid == 0 ? (exists ? database : folder).st_uid : facts.st_uid;
+  if ((facts.st_uid != owner || facts.st_gid != folder.st_gid) &&
+      ::fchown(lock.fd(), owner, folder.st_gid) != 0) {
+    mode &= ~static_cast<mode_t>(S_IRWXG);
+  }
+  if ((facts.st_mode & kAllModes) != mode) ::fchmod(lock.fd(), mode);
+}
+
+FileDescriptor DatabaseFile::lock() const {
+  FileDescriptor file = openLock();
   const auto deadline = std::chrono::steady_clock::now() + kLockPatience;
   while (::flock(file.fd(), LOCK_EX | LOCK_NB) != 0) {
     if (errno != EWOULDBLOCK && errno != EINTR) failWithErrno("cannot be locked");

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <sys/stat.h>
+
 #include <cstddef>
 #include <map>
 #include <optional>
@@ -41,9 +43,11 @@ class DatabaseFile {
   Documents read() const;
 
   // Puts a new file in the place of the old one, so that whoever reads finds the one or the other,
-  // whole. The caller holds the lock.
+  // whole, and with the same owner, group and mode: whoever may not give it these is refused. What
+  // root makes anew belongs to the owner of the directory. The caller holds the lock.
   void write(const Documents& documents) const;
-  // Waits a little for another writer. The lock lasts as long as the result.
+  // Waits a little for another writer. The lock lasts as long as the result. Whoever may replace
+  // the file may hold it, whoever came first; others cannot even open the lock file.
   [[nodiscard]] FileDescriptor lock() const;
 
   // Raises StoreException for this file.
@@ -52,9 +56,15 @@ class DatabaseFile {
  private:
   [[noreturn]] void failWithErrno(const std::string& what) const;
   void writeNew(const std::string& newPath, const std::string& text) const;
+  void copyRights(const struct stat& before, const FileDescriptor& file) const;
+  void giveToFolder(const FileDescriptor& file) const;
+  FileDescriptor openLock() const;
+  // Gives the lock file, where it is the caller's to give, to the owner of the database and the
+  // group of the directory, with the rights of those who may put files there.
+  void shareLock(const FileDescriptor& lock) const;
   void syncDirectory() const;
 
-  const std::string url_;
+  std::string url_;
   std::string path_;
   std::string directory_;
   std::string name_;

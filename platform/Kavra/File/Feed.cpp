@@ -3,50 +3,101 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <new>
 
 #include "Kavra/KavraTrace.h"
 #include "Kavra/Store.h"
+#include "Qel/Failure.h"
 
 namespace Kavra::File {
 
-Feed::Feed(const std::string& path, Qel::EventLoop& loop, const Qel::Ptr<Qel::Clock const>& clock)
-    : file_(path), clock_(clock) {
-  // Watched before it is read, so that no change falls between the two.
-  watch_ = Qel::make<DirectoryWatch>(loop, file_.directory(), file_.name(), [this] { load(); });
-  load();
+namespace {
+
+constexpr double kRetrySeconds = 1.0;
+
+std::string noAnswer(const std::string& url, double seconds) {
+  return fmt::format("{}: the file system has not answered for {:.0f} s", url, seconds);
 }
 
-void Feed::load() {
+}  // namespace
+
+Feed::Feed(const std::string& path, Qel::EventLoop& loop, const Qel::Ptr<Qel::Clock const>& clock,
+           const LookOptions& options)
+    : url_("file:" + path), loop_(loop), clock_(clock) {
+  const auto failure = Qel::failureOf([&] {
+    lookout_ = Qel::make<Lookout>(loop, path, options,
+                                  [this](const Finding& finding) { handleFinding(finding); });
+  });
+  if (failure) throw StoreException(fmt::format("{}: cannot be followed: {}", url_, *failure));
+  begin();
+  checkLater();
+}
+
+void Feed::begin() {
+  const auto finding = lookout_->first(kFirstPatience);
+  if (!finding) {
+    problemIs(Trouble::reading, noAnswer(url_, kFirstPatience));
+  } else if (!finding->unwatched.empty()) {
+    throw StoreException(finding->unwatched);
+  } else {
+    handleFinding(*finding);
+  }
+}
+
+void Feed::handleFinding(const Finding& finding) {
   // Followers may let go of this feed.
   const Qel::Ptr<Feed> alive(this);
+  retry_ = nullptr;
+  if (!finding.problem.empty()) {
+    problemIs(Trouble::reading, finding.problem);
+  } else if (finding.content) {
+    takeIn(finding);
+  } else if (lastPublished_) {
+    problemIs(Trouble::content, url_ + ": is gone");
+  } else {
+    problemDel();
+  }
+}
+
+void Feed::takeIn(const Finding& finding) {
   try {
-    const auto content = file_.readContent();
-    if (content) {
-      takeIn(*content);
-    } else if (lastPublished_) {
-      file_.fail("is gone");
-    }
+    const Documents documents = finding.file->parse(finding.content->text);
+    lastPublished_ = finding.content->modified;
+    problemDel();
+    documentsAre(documents);
   } catch (const StoreException& error) {
-    problemIs(error.what());
+    problemIs(Trouble::content, error.what());
+  } catch (const std::bad_alloc&) {
+    retry_ = loop_.timerIs(kRetrySeconds, [this] { lookout_->lookAgain(); });
+    problemIs(Trouble::reading, url_ + ": there is no memory for what stands in it");
   }
 }
 
-void Feed::takeIn(const DatabaseFile::Content& content) {
-  const Documents documents = file_.parse(content.text);
-  lastPublished_ = content.modified;
-  if (!problem_.empty()) {
-    trace(0, file_.url() + ": is good again");
-    problem_.clear();
-  }
-  documentsAre(documents);
+void Feed::checkLater() noexcept {
+  // Without this timer a file system that hangs would be served from for good, in silence.
+  check_ = loop_.timerIs(kPatience, [this] { check(); });
 }
 
-void Feed::problemIs(const std::string& problem) {
-  if (problem == problem_) return;
+void Feed::check() {
+  if (lookout_->isHeldUp()) problemIs(Trouble::reading, noAnswer(url_, kPatience));
+  checkLater();
+}
+
+void Feed::problemIs(Trouble trouble, const std::string& problem) {
+  const bool tried = trouble == Trouble::reading && trouble_ == trouble && !problem_.empty();
+  const bool known = tried || problem == problem_;
   problem_ = problem;
+  trouble_ = trouble;
+  if (known) return;
   trace(0, lastPublished_
                ? fmt::format("{}; still serving what was published {:.0f} s ago", problem, age())
                : problem);
+}
+
+void Feed::problemDel() {
+  if (problem_.empty()) return;
+  problem_.clear();
+  trace(0, url_ + ": is good again");
 }
 
 double Feed::age() const {

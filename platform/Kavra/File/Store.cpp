@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "Kavra/CheckedDocument.h"
+#include "Kavra/File/DatabaseFile.h"
 #include "Kavra/FileDescriptor.h"
 
 namespace Kavra::File {
@@ -20,8 +21,13 @@ void merge(Kavra::Store::Documents& documents, const std::vector<Qel::String>& p
 
 }  // namespace
 
+Store::Store(const std::string& path, const Qel::Ptr<Qel::Clock const>& clock)
+    : path_(path), clock_(clock) {
+  [[maybe_unused]] const DatabaseFile file(path_);
+}
+
 Kavra::Store::Documents Store::documents(const Qel::String& prefix) {
-  Documents documents = file_.read();
+  Documents documents = DatabaseFile(path_).read();
   std::erase_if(documents, [&prefix](const auto& entry) {
     return !entry.first.view().starts_with(prefix.view());
   });
@@ -29,8 +35,9 @@ Kavra::Store::Documents Store::documents(const Qel::String& prefix) {
 }
 
 void Store::transact(const std::vector<Qel::String>& paths, const Edit& edit) {
-  const FileDescriptor lock = file_.lock();
-  const Documents before = file_.read();
+  const DatabaseFile file(path_);
+  const FileDescriptor lock = file.lock();
+  const Documents before = file.read();
   Documents edited;
   for (const Qel::String& path : paths) {
     if (const auto found = before.find(path); found != before.end()) edited.insert(*found);
@@ -38,17 +45,18 @@ void Store::transact(const std::vector<Qel::String>& paths, const Edit& edit) {
   edit(edited);
   Documents after = before;
   merge(after, paths, std::move(edited));
-  if (after != before) file_.write(after);
+  if (after != before) file.write(after);
 }
 
 Status Store::status() {
   Status status;
   try {
-    const auto content = file_.readContent();
+    const DatabaseFile file(path_);
+    const auto content = file.readContent();
     status.reachable = true;
     if (!content) return status;
     status.age = std::max(0.0, clock_->now() - content->modified);
-    for (const auto& [path, document] : file_.parse(content->text)) {
+    for (const auto& [path, document] : file.parse(content->text)) {
       const CheckedDocument checked(path, document);
       if (!checked.fits()) status.quarantined.push_back({path, checked.misfit});
     }

@@ -3,7 +3,6 @@
 #include <string>
 #include <vector>
 
-#include "Kavra/File/DatabaseFile.h"
 #include "Kavra/Status.h"
 #include "Kavra/Store.h"
 #include "Qel/Clock.h"
@@ -13,6 +12,7 @@
 namespace Kavra::File {
 
 // The embedded state database for publishers: one JSON file, replaced as a whole under its lock.
+// Each operation is on the file that the path leads to at that moment.
 //
 // A file that does not parse is never replaced: every operation but status() says what is wrong
 // with it. Documents that do not fit their types stay in it as they are until somebody replaces
@@ -20,8 +20,7 @@ namespace Kavra::File {
 class Store final : public Kavra::Store {
  public:
   // Raises StoreException when the directory does not exist.
-  Store(const std::string& path, const Qel::Ptr<Qel::Clock const>& clock)
-      : file_(path), clock_(clock) {}
+  Store(const std::string& path, const Qel::Ptr<Qel::Clock const>& clock);
 
   Documents documents(const Qel::String& prefix) override;
   Status status() override;
@@ -30,7 +29,7 @@ class Store final : public Kavra::Store {
   void transact(const std::vector<Qel::String>& paths, const Edit& edit) override;
 
  private:
-  const DatabaseFile file_;
+  const std::string path_;
   const Qel::Ptr<Qel::Clock const> clock_;
 };
 

@@ -1,5 +1,6 @@
 #include "Kavra/Redis/Address.h"
 
+#include <fmt/format.h>
 #include <netdb.h>
 #include <sys/un.h>
 
@@ -66,6 +67,7 @@ Address Address::ofHost(const std::string& text) {
   }
   address.host_ = parts.host;
   address.port_ = parts.port.empty() ? std::to_string(kUsualPort) : std::string(parts.port);
+  address.lookup_ = std::make_shared<AddressLookup>([address] { return address.resolve(); });
   return address;
 }
 
@@ -109,6 +111,11 @@ std::vector<SocketAddress> Address::resolve(int flags) const {
     addresses.push_back(copyOf(*found));
   }
   return addresses;
+}
+
+void Address::failUnanswered() const {
+  throw StoreException(
+      fmt::format("no address for '{}' within {:.0f} s", host_, AddressLookup::kPatience));
 }
 
 SocketAddress Address::unixAddress() const {

@@ -1,8 +1,10 @@
 #pragma once
 
+#include <memory>
 #include <string>
 #include <vector>
 
+#include "Kavra/AddressLookup.h"
 #include "Kavra/SocketAddress.h"
 
 namespace Kavra::Redis {
@@ -24,6 +26,11 @@ class Address {
   // Every address that the host has at the moment, at least one. Whoever asks for a name waits for
   // the look-up; may be called from any thread. Raises StoreException.
   std::vector<SocketAddress> resolve() const;
+  // The same, of a name, for those who do not wait for it without end. This address and its copies
+  // share it, so that they have one thread look up the name at a time. For one thread.
+  AddressLookup& lookup() const { return *lookup_; }
+  // Raises the StoreException of a look-up that took longer than AddressLookup::kPatience.
+  [[noreturn]] void failUnanswered() const;
 
  private:
   Address() = default;
@@ -35,6 +42,7 @@ class Address {
   std::string host_;  // empty for a path
   std::string port_;
   std::string path_;
+  std::shared_ptr<AddressLookup> lookup_;  // null for a path
 };
 
 }  // namespace Kavra::Redis

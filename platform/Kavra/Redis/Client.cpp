@@ -3,6 +3,7 @@
 #include <limits>
 #include <utility>
 
+#include "Kavra/AddressLookup.h"
 #include "Kavra/Redis/MultiExec.h"
 #include "Kavra/Store.h"
 #include "Qel/Failure.h"
@@ -13,6 +14,13 @@ namespace {
 
 // The link's own timers end every wait.
 constexpr double kForever = std::numeric_limits<double>::infinity();
+
+AddressLookup::Addresses addressesOf(const Address& address) {
+  if (!address.isNamed()) return address.resolve();
+  auto addresses = address.lookup().wait(AddressLookup::kPatience);
+  if (!addresses) address.failUnanswered();
+  return std::move(*addresses);
+}
 
 }  // namespace
 
@@ -29,7 +37,7 @@ void Client::fail(const std::string& problem) const {
 
 void Client::connect(const Address& address) {
   loop_.emplace(nullptr);
-  for (const SocketAddress& socketAddress : address.resolve()) {
+  for (const SocketAddress& socketAddress : addressesOf(address)) {
     connectTo(socketAddress);
     if (!lost_) return;
   }

@@ -19,7 +19,7 @@ namespace Kavra::Redis {
 // which runs nothing else meanwhile, put-off work neither.
 //
 // Whatever goes wrong raises StoreException, which names the server; the client is of no more use
-// then. The link says how long it has patience.
+// then. A name is waited for as long as AddressLookup.h has patience; the link knows its own.
 class Client {
  public:
   // Connects, to the first of the server's addresses that works, and logs in.

@@ -50,7 +50,7 @@ void Feed::enter(State next) {
   QEL_ASSERT(isStep(state_, next));
   state_ = next;
   timer_ = nullptr;
-  lookup_ = nullptr;
+  answered_ = nullptr;
   if (next != State::idle) return;
   link_ = nullptr;
   tail_.reset();
@@ -97,12 +97,19 @@ void Feed::retry() noexcept { connectLater(backOff_.next()); }
 
 void Feed::connect() {
   if (!server_.address.isNamed()) return connectTo(server_.address.resolve());
-  auto lookup = Qel::make<AddressLookup>(
-      loop_, [address = server_.address] { return address.resolve(); },
-      [this](auto& answer) { loseOnFailure([&] { connectTo(answer.get()); }); });
-  enter(State::resolving);
-  lookup_ = std::move(lookup);
+  auto answered = loop_.readableIs(server_.address.lookup().ask(),
+                                   [this] { loseOnFailure([this] { handleAddresses(); }); });
+  enterFor(AddressLookup::kPatience, State::resolving, &Feed::handleNoAddresses);
+  answered_ = std::move(answered);
 }
+
+void Feed::handleAddresses() {
+  // The loop lets go of the descriptor before the look-up closes it.
+  answered_ = nullptr;
+  connectTo(server_.address.lookup().take());
+}
+
+void Feed::handleNoAddresses() { server_.address.failUnanswered(); }
 
 void Feed::connectTo(const AddressLookup::Addresses& addresses) {
   // A name may have addresses that do not work: each gets its turn.

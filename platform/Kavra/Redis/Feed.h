@@ -54,7 +54,7 @@ namespace Kavra::Redis {
 //    any other  -- lost, refused, no address, no room -----> backingOff
 //
 //   backingOff  a growing pause before the next attempt
-//   resolving   looks up the name of the server's host
+//   resolving   looks up the name of the server's host, for 5 s at most
 //   snapshot    MULTI, GET, XINFO STREAM, HGETALL ..., EXEC; the first one together with the login,
 //               behind a connection that is still being made
 //   comparing   GET, XINFO STREAM
@@ -102,6 +102,10 @@ class Feed final : public Kavra::Feed {
   void retry() noexcept;
   void connect();
   void connectTo(const AddressLookup::Addresses& addresses);
+  // Of the look-up of the server's name: its answer, and that there was none in time. A look-up
+  // that goes on is waited for again at the next attempt; an answer meanwhile is kept for that.
+  void handleAddresses();
+  void handleNoAddresses();
   void handleLoss(const std::string& why);
   // Runs a step of a handler; its failure costs the connection.
   void loseOnFailure(const std::function<void()>& step);
@@ -131,10 +135,10 @@ class Feed final : public Kavra::Feed {
   const Qel::Ptr<Qel::Clock const> clock_;
 
   State state_ = State::idle;
-  Qel::Ptr<Qel::EventWatch> timer_;  // while backing off or pausing
-  Qel::Ptr<AddressLookup> lookup_;   // while resolving
-  Qel::Ptr<Link> link_;              // from the first snapshot to the loss
-  std::optional<Tail> tail_;         // the last one
+  Qel::Ptr<Qel::EventWatch> timer_;     // while backing off, resolving or pausing
+  Qel::Ptr<Qel::EventWatch> answered_;  // while resolving
+  Qel::Ptr<Link> link_;                 // from the first snapshot to the loss
+  std::optional<Tail> tail_;            // the last one
   BackOff backOff_;
   std::size_t attempts_ = 0;
   Qel::Ptr<Qel::Activity> leaving_;  // to disconnect where nobody follows any more

@@ -2,6 +2,9 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <chrono>
 #include <filesystem>
@@ -10,12 +13,15 @@
 #include <vector>
 
 #include "Kavra/File/DatabaseFile.h"
+#include "Kavra/FileDescriptor.h"
 #include "Kavra/Json/Text.h"
 #include "Kavra/Mirror.h"
 #include "Kavra/Store.h"
 #include "Qel/PollEventLoop.h"
 #include "platform/Kavra/DatabaseDirectory.h"
 #include "platform/Kavra/Documents.h"
+#include "platform/Kavra/File/HeldUpFiles.h"
+#include "platform/Kavra/HastyEventLoop.h"
 #include "platform/Kavra/RunUntil.h"
 #include "support/LiveObjects.h"
 #include "support/TraceRecorder.h"
@@ -38,8 +44,9 @@ std::string json(const Qel::Document& history) {
 
 class FeedTest : public support::LiveObjectsTest {
  protected:
-  void open() {
-    feed_ = Qel::make<Feed>(directory_.file(), loop_, clock_);
+  void open() { open(loop_, {}); }
+  void open(Qel::EventLoop& loop, const LookOptions& options) {
+    feed_ = Qel::make<Feed>(directory_.file(), loop, clock_, options);
     mirror_ = Qel::make<Mirror>(feed_, kHistoryPath, kavratest::kHistoryType);
   }
   // The clock is the computer's own, as times of files are.
@@ -53,6 +60,7 @@ class FeedTest : public support::LiveObjectsTest {
 
   support::TraceRecorder log_;
   const kavratest::DatabaseDirectory directory_;
+  kavratest::HeldUpFiles files_;
   Qel::PollEventLoop loop_;
   const Qel::Ptr<Qel::Clock const> clock_ = Qel::make<Qel::SystemClock>();
   Qel::Ptr<Feed> feed_;
@@ -130,10 +138,11 @@ TEST_F(FeedTest, ChangesNothingForATornFileAndSaysWhereOnce) {
   EXPECT_THAT(log_.takeLines(), ElementsAre(AllOf(StartsWith("Kavra 0: " + directory_.url() + ": "),
                                                   HasSubstr(" at line "), HasSubstr("column"),
                                                   HasSubstr("still serving what was published"))));
+  // Each as a whole: who reads at any moment must find the one or the other.
   directory_.replace(whole.substr(0, whole.size() / 2));
-  directory_.write(whole.substr(0, whole.size() / 2));
+  directory_.replace(whole.substr(0, whole.size() / 2));
   // What follows is told of after what came before it.
-  directory_.write(whole);
+  directory_.replace(whole);
   EXPECT_TRUE(shows({{0, {"two"}}}));
   EXPECT_THAT(log_.takeLines(), ElementsAre("Kavra 0: " + directory_.url() + ": is good again"));
 }
@@ -164,9 +173,8 @@ TEST_F(FeedTest, ChangesNothingForAFileThatIsSomethingElse) {
   std::filesystem::create_directory(directory_.path() / "other");
   directory_.remove();
   std::filesystem::rename(directory_.path() / "other", directory_.file());
-  EXPECT_TRUE(kavratest::runUntil(loop_, [&] {
-    return feed_->status().problem.stdString().ends_with("is not a regular file");
-  }));
+  EXPECT_TRUE(kavratest::runUntil(
+      loop_, [&] { return feed_->status().problem.stdString().ends_with("is a directory"); }));
   EXPECT_EQ(kavratest::reloadsOf(mirror_->entity()), (Reloads{{0, {"one"}}}));
 }
 
@@ -197,6 +205,111 @@ TEST_F(FeedTest, KnowsHowOldIsWhatItServes) {
   open();
   ASSERT_TRUE(feed_->status().age);
   EXPECT_NEAR(*feed_->status().age, 3600, 60);
+}
+
+TEST_F(FeedTest, FollowsALinkThatIsPointedElsewhere) {
+  for (const char* name : {"one", "two"}) {
+    const auto folder = directory_.path() / name;
+    std::filesystem::create_directory(folder);
+    directory_.write((folder / "kavra.json").string(), json(history({name})));
+  }
+  const auto link = directory_.path() / "link";
+  std::filesystem::create_directory_symlink("one", link);
+  feed_ = Qel::make<Feed>((link / "kavra.json").string(), loop_, clock_, files_.options());
+  mirror_ = Qel::make<Mirror>(feed_, kHistoryPath, kavratest::kHistoryType);
+  EXPECT_TRUE(shows({{0, {"one"}}}));
+  std::filesystem::remove(link);
+  std::filesystem::create_directory_symlink("two", link);
+  EXPECT_TRUE(shows({{0, {"two"}}}));
+  EXPECT_THAT(log_.lines(), IsEmpty());
+}
+
+// Until it is let go the process may open nothing more.
+class NoMoreDescriptors {
+ public:
+  NoMoreDescriptors() {
+    EXPECT_EQ(::getrlimit(RLIMIT_NOFILE, &before_), 0);
+    const FileDescriptor next(::dup(STDERR_FILENO));
+    const rlimit none = {static_cast<rlim_t>(next.fd()), before_.rlim_max};
+    EXPECT_EQ(::setrlimit(RLIMIT_NOFILE, &none), 0);
+  }
+  NoMoreDescriptors(const NoMoreDescriptors&) = delete;
+  NoMoreDescriptors& operator=(const NoMoreDescriptors&) = delete;
+  ~NoMoreDescriptors() { EXPECT_EQ(::setrlimit(RLIMIT_NOFILE, &before_), 0); }
+
+ private:
+  rlimit before_ = {};
+};
+
+TEST_F(FeedTest, TriesAgainUntilThereAreDescriptorsAndTellsTheBeginningAndTheEnd) {
+  directory_.write(json(history({"one"})));
+  open(loop_, files_.options());
+  EXPECT_TRUE(shows({{0, {"one"}}}));
+  {
+    const NoMoreDescriptors none;
+    std::filesystem::last_write_time(directory_.file(),
+                                     std::filesystem::file_time_type::clock::now());
+    EXPECT_TRUE(traced(1));
+    const int before = files_.questions();
+    EXPECT_TRUE(kavratest::runUntil(loop_, [&] { return files_.questions() > before + 10; }));
+    EXPECT_EQ(log_.lines().size(), 1U);
+  }
+  EXPECT_TRUE(traced(2));
+  EXPECT_THAT(log_.takeLines(),
+              ElementsAre(AllOf(HasSubstr(directory_.url() + ": cannot be opened: Too many open"),
+                                HasSubstr("; still serving what was published")),
+                          "Kavra 0: " + directory_.url() + ": is good again"));
+}
+
+TEST_F(FeedTest, TellsTheFirstReasonWhyAFileCannotBeReadAndKeepsTheLast) {
+  directory_.write(json(history({"one"})));
+  open(loop_, files_.options());
+  EXPECT_TRUE(shows({{0, {"one"}}}));
+  const auto other = directory_.path() / "other";
+  const auto problemIs = [&](const char* problem) {
+    std::filesystem::rename(other, directory_.file());
+    return kavratest::runUntil(
+        loop_, [&] { return feed_->status().problem.stdString().ends_with(problem); });
+  };
+  std::filesystem::create_symlink("kavra.json", other);
+  EXPECT_TRUE(problemIs("Too many levels of symbolic links"));
+  ASSERT_EQ(::mkfifo(other.c_str(), 0600), 0);
+  EXPECT_TRUE(problemIs("is not a regular file"));
+  directory_.replace(json(history({"two"})));
+  EXPECT_TRUE(shows({{0, {"two"}}}));
+  EXPECT_THAT(log_.lines(), ElementsAre(HasSubstr("Too many levels of symbolic links; still"),
+                                        "Kavra 0: " + directory_.url() + ": is good again"));
+}
+
+TEST_F(FeedTest, GoesOnWhileTheFileSystemDoesNotAnswerAndSaysSo) {
+  kavratest::HastyEventLoop hasty(loop_, 100.0);
+  directory_.write(json(history({"one"})));
+  open(hasty, files_.options());
+  EXPECT_TRUE(shows({{0, {"one"}}}));
+  files_.isHeldUpIs(true);
+  EXPECT_TRUE(traced(1));
+  EXPECT_THAT(log_.takeLines(),
+              ElementsAre(AllOf(StartsWith("Kavra 0: " + directory_.url() +
+                                           ": the file system has not answered for 5 s; still"))));
+  EXPECT_FALSE(feed_->status().reachable);
+  files_.isHeldUpIs(false);
+  EXPECT_TRUE(traced(1));
+  EXPECT_THAT(log_.takeLines(), ElementsAre("Kavra 0: " + directory_.url() + ": is good again"));
+  EXPECT_TRUE(feed_->status().reachable);
+  EXPECT_EQ(files_.waited(), 1);
+  feed_ = nullptr;
+  mirror_ = nullptr;
+}
+
+TEST_F(FeedTest, BeginsWithoutAFileSystemThatDoesNotAnswer) {
+  directory_.write(json(history({"one"})));
+  files_.isHeldUpIs(true);
+  open(loop_, files_.options());
+  EXPECT_THAT(log_.takeLines(), ElementsAre("Kavra 0: " + directory_.url() +
+                                            ": the file system has not answered for 2 s"));
+  files_.isHeldUpIs(false);
+  EXPECT_TRUE(shows({{0, {"one"}}}));
+  EXPECT_THAT(log_.takeLines(), ElementsAre("Kavra 0: " + directory_.url() + ": is good again"));
 }
 
 TEST_F(FeedTest, NeedsADirectoryAtTheStart) {

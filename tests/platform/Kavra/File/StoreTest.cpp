@@ -66,6 +66,23 @@ TEST_F(StoreTest, DoesNotTouchTheFileWhenNothingChanges) {
   EXPECT_EQ(directory_.read(), compact);
 }
 
+TEST_F(StoreTest, WritesTheFileThatItsPathLeadsToNow) {
+  const auto folder = [this](const char* name) {
+    std::filesystem::create_directory(directory_.path() / name);
+    return directory_.path() / name;
+  };
+  const auto link = folder("one").parent_path() / "link";
+  std::filesystem::create_directory_symlink("one", link);
+  const auto store = Qel::make<Store>((link / "kavra.json").string(), clock_);
+  folder("two");
+  std::filesystem::remove(link);
+  std::filesystem::create_directory_symlink("two", link);
+  store->update({"a"}, [](auto& documents) { documents.emplace("a", redundancy(1, true)); });
+  EXPECT_FALSE(std::filesystem::exists(directory_.path() / "one" / "kavra.json"));
+  EXPECT_TRUE(std::filesystem::exists(directory_.path() / "two" / "kavra.json"));
+  EXPECT_EQ(store->documents("").size(), 1U);
+}
+
 TEST_F(StoreTest, RefusesASecondWriter) {
   const FileDescriptor lock = DatabaseFile(directory_.file()).lock();
   EXPECT_THAT(problemOfPutting(redundancy(1, true)), EndsWith("is locked by another writer"));

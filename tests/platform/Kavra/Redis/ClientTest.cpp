@@ -1,9 +1,7 @@
 #include "Kavra/Redis/Client.h"
 
-#include <dlfcn.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <netdb.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -12,7 +10,6 @@
 #include <functional>
 #include <optional>
 #include <string>
-#include <string_view>
 #include <system_error>
 #include <thread>
 #include <utility>
@@ -24,33 +21,9 @@
 #include "Qel/ActivityManager.h"
 #include "Qel/Failure.h"
 #include "platform/Kavra/DatabaseDirectory.h"
+#include "platform/Kavra/Redis/NameService.h"
 #include "platform/Kavra/Redis/ServerProcess.h"
 #include "support/OpenDescriptors.h"
-
-namespace {
-
-// Names of two addresses, one of which nobody listens at.
-constexpr char kRefusingFirst[] = "refusing-first.test";
-constexpr char kRefusingLast[] = "refusing-last.test";
-
-using Look = int (*)(const char*, const char*, const addrinfo*, addrinfo**);
-const auto systemsLook = reinterpret_cast<Look>(::dlsym(RTLD_NEXT, "getaddrinfo"));
-
-}  // namespace
-
-// In the place of the C library's: no other name can be relied on to have two addresses.
-extern "C" int getaddrinfo(const char* host, const char* port, const addrinfo* hints,
-                           addrinfo** found) {
-  const std::string_view name = host;
-  if (name != kRefusingFirst && name != kRefusingLast) {
-    return systemsLook(host, port, hints, found);
-  }
-  if ((hints->ai_flags & AI_NUMERICHOST) != 0) return EAI_NONAME;
-  const char* const first = name == kRefusingFirst ? "127.0.0.2" : "127.0.0.1";
-  const char* const second = name == kRefusingFirst ? "127.0.0.1" : "127.0.0.2";
-  const int error = systemsLook(first, port, hints, found);
-  return error != 0 ? error : systemsLook(second, port, hints, &(*found)->ai_next);
-}
 
 namespace Kavra::Redis {
 namespace {
@@ -203,12 +176,13 @@ TEST(ClientTest, NamesTheServerWhereNoDescriptorIsLeft) {
 TEST(ClientTest, TriesEachAddressOfAName) {
   const std::string port = kavratest::freePort();
   const kavratest::ServerProcess server({"--port", port, "--bind", "127.0.0.1"});
-  for (const char* name : {kRefusingFirst, kRefusingLast}) {
+  for (const char* name : {kavratest::kRefusingFirst, kavratest::kRefusingLast}) {
     Client client({Address::ofHost(name + (":" + port)), {}});
     EXPECT_TRUE(client.request({{"PING"}}).front().isStatus("PONG")) << name;
   }
-  EXPECT_THROW(Client({Address::ofHost(kRefusingFirst + (":" + kavratest::freePort())), {}}),
-               StoreException);
+  EXPECT_THROW(
+      Client({Address::ofHost(kavratest::kRefusingFirst + (":" + kavratest::freePort())), {}}),
+      StoreException);
 }
 
 }  // namespace

@@ -2,7 +2,6 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <netdb.h>
 
 #include <algorithm>
 #include <string>
@@ -292,24 +291,6 @@ TEST_F(FeedTest, ReadsFromAServerThatHadNoMemoryLeftBefore) {
   EXPECT_TRUE(shows({"one"}));
   EXPECT_TRUE(feed_->status().reachable);
   EXPECT_THAT(log_.lines(), IsEmpty());
-}
-
-TEST_F(FollowingTest, FindsAServerByTheNameOfItsHost) {
-  if (::gethostbyname("localhost") == nullptr) GTEST_SKIP() << "this machine does not know itself";
-  const std::string port = kavratest::freePort();
-  const ServerProcess server({"--port", port, "--bind", "127.0.0.1"});
-  const auto named =
-      Qel::make<Feed>(ConnectionOptions{Address::ofHost("localhost:" + port), {}}, loop_, clock_);
-  const auto follow = followerOf(named);
-  EXPECT_TRUE(until([&] { return named->status().reachable; }));
-}
-
-TEST_F(FollowingTest, TellsThatTheHostHasNoAddress) {
-  const auto lost =
-      Qel::make<Feed>(ConnectionOptions{Address::ofHost("no..name"), {}}, loop_, clock_);
-  const auto follow = followerOf(lost);
-  ASSERT_TRUE(until([&] { return !log_.lines().empty(); }));
-  EXPECT_THAT(log_.lines().front(), HasSubstr("not reached: no address for 'no..name'"));
 }
 
 class UserTest : public FollowingTest {
