@@ -15,6 +15,7 @@
 #include "host/Options.h"
 #include "host/PluginHost.h"
 #include "host/PluginLibrary.h"
+#include "host/Readiness.h"
 #include "host/SnmpAgent.h"
 #include "host/StateDatabase.h"
 #include "host/TerminationSignals.h"
@@ -38,13 +39,11 @@ void serve(const Host::Options& options) {
   const Host::PluginHost plugins(Host::PluginLibrary::filesOf(options.plugins), database,
                                  options.cellType, options.contexts);
 
-  // What is published already is in the table before the first request is.
+  // What a file holds already is in the table before the first request is.
   Qel::activityManager()->run();
   agent.listenAt(options.listenAddresses);
-  Host::logLine(options.agentxAddress ? fmt::format("cell {} serves the master at {}",
-                                                    options.cellId, *options.agentxAddress)
-                                      : fmt::format("cell {} serves {}", options.cellId,
-                                                    fmt::join(options.listenAddresses, ", ")));
+  const auto missing = Host::waitForDatabases(database, loop, Host::kDatabasePatience);
+  if (loop.isRunning()) Host::tellReady(options, missing);
   loop.run();
 }
 

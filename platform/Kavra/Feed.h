@@ -47,6 +47,7 @@ class Feed : public Qel::PtrInterface {
   // one that does not fit.
   void documentsAre(const Documents& documents, const Problems& unreadable = {});
 
+  // How the database stands and what is served of it, from what is known already: asks nobody.
   virtual Status status() const;
 
  protected:

@@ -173,9 +173,12 @@ void Feed::handleOutcome(const Reply& outcome) {
   const Snapshot snapshot(asked_, outcome);
   if (asked_.names) names_ = snapshot.names;
   // What was named only now must not be missing from a snapshot that is taken in as a whole.
-  if (!requestCoversAll()) return askSnapshot({});
+  if (!coversAll(asked_)) return askSnapshot({});
   const bool accepted = belief_.snapshotIs(snapshot.state, clock_->now());
-  if (accepted) documentsAre(snapshot.documents, snapshot.unreadable);
+  if (accepted) {
+    served_ = asked_;
+    documentsAre(snapshot.documents, snapshot.unreadable);
+  }
   // A log that cannot be read does not tell how far the server is.
   if (!snapshot.state.problem.empty()) return handleLoss(snapshot.state.problem);
   if (!accepted) {
@@ -184,7 +187,7 @@ void Feed::handleOutcome(const Reply& outcome) {
     noteRecovery();
   }
   // Followers may have begun to follow something else.
-  if (!requestCoversAll()) return askSnapshot({});
+  if (!coversAll(asked_)) return askSnapshot({});
   if (!belief_.isConfirmed()) return askState();
   tailOrPause();
 }
@@ -198,7 +201,7 @@ void Feed::handleTail(const Reply& reply) {
   const bool rangBefore = belief_.rings();
   belief_.tailIs(reply.isNil() || reply.isArray());
   if (!belief_.rings()) return handleLoss(reply.description());
-  if (reply.isNil() && rangBefore && requestCoversAll()) return askState();
+  if (reply.isNil() && rangBefore && coversAll(asked_)) return askState();
   belief_.ringIs(lastEntryIn(reply));
   askSnapshot({});
 }
@@ -236,16 +239,17 @@ SnapshotRequest Feed::request() const {
   return request;
 }
 
-bool Feed::requestCoversAll() const {
-  const SnapshotRequest now = request();
-  return (asked_.names || !now.names) && std::includes(asked_.paths.begin(), asked_.paths.end(),
-                                                       now.paths.begin(), now.paths.end());
+bool Feed::coversAll(const SnapshotRequest& request) const {
+  const SnapshotRequest now = this->request();
+  return (request.names || !now.names) && std::includes(request.paths.begin(), request.paths.end(),
+                                                        now.paths.begin(), now.paths.end());
 }
 
 Status Feed::status() const {
   Status status = Kavra::Feed::status();
   status.reachable = link_ && problem_.empty();
   status.problem = problem_;
+  status.complete = belief_.accepted() && coversAll(served_);
   if (const auto& accepted = belief_.accepted()) {
     status.epoch = accepted->epoch.value_or("");
     status.lastId = accepted->lastId.text();

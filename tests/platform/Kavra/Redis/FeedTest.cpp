@@ -261,6 +261,22 @@ TEST_F(FeedTest, ReadsAPathThatIsFollowedLaterWithinASecondOrTwo) {
       loop_, [&] { return told == 1; }, 2.0));
 }
 
+TEST_F(FeedTest, IsCompleteWhenAllThatIsFollowedWasRead) {
+  EXPECT_FALSE(feed_->status().complete);
+  publish(history({"one"}));
+  publish(redundancy(3, true), kRedundancyPath);
+  ASSERT_TRUE(shows({"one"}));
+  EXPECT_TRUE(feed_->status().isFresh());
+  bool told = false;
+  const auto late = feed_->followIs(kRedundancyPath, [&](const auto&, const auto*) {
+    told = true;
+    return Qel::String();
+  });
+  EXPECT_FALSE(feed_->status().complete);
+  EXPECT_TRUE(until([&] { return feed_->status().complete; }));
+  EXPECT_TRUE(told);
+}
+
 TEST_F(FeedTest, MayBeLetGoByItsFollower) {
   Qel::Ptr<Feed> feed = feedOf(server_.socket(), loop_);
   bool told = false;
