@@ -11,6 +11,7 @@
 
 #include "host/Errors.h"
 #include "host/ListenAddress.h"
+#include "host/StatusDoor.h"
 
 namespace Host {
 namespace {
@@ -81,6 +82,10 @@ void describe(CLI::App& app, Options& options, std::vector<std::string>& traces)
       fmt::format("A further SNMP context to offer the plug-ins, 1 to {} octets; repeatable "
                   "[the default context alone]",
                   kLongestContext));
+  addName(app, "--status-socket", options.statusSocket, "PATH",
+          fmt::format("Unix socket that tells what is served, for kavra status --agent "
+                      "[{}cell-N.sock, if that folder is there]",
+                      kStatusFolder));
   add(app, "--trace", traces, "FACILITY=LEVEL",
       fmt::format("Trace a facility's levels 0 to LEVEL, of 0 to {}; repeatable [level 0 of each]",
                   kHighestTraceLevel));

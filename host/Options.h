@@ -31,6 +31,7 @@ struct Options {
   std::vector<std::string> plugins;              // files; empty for the one beside the program
   std::vector<std::string> contexts;             // the default context, "", comes first
   std::vector<TraceOption> traces;
+  std::optional<std::string> statusSocket;  // none: the default place, where it can be had
 };
 
 // --help or --version: the text goes to standard output and the process ends with status 0.

@@ -18,6 +18,8 @@
 #include "host/Readiness.h"
 #include "host/SnmpAgent.h"
 #include "host/StateDatabase.h"
+#include "host/StatusDoor.h"
+#include "host/StatusText.h"
 #include "host/TerminationSignals.h"
 
 namespace {
@@ -38,6 +40,9 @@ void serve(const Host::Options& options) {
   const Host::StateDatabase database(options, loop);
   const Host::PluginHost plugins(Host::PluginLibrary::filesOf(options.plugins), database,
                                  options.cellType, options.contexts);
+
+  const auto door = Host::statusDoorOf(
+      options, loop, [&] { return Host::statusText(options.cellId, database, plugins.tree()); });
 
   // What a file holds already is in the table before the first request is.
   Qel::activityManager()->run();

@@ -4,6 +4,7 @@
 #include <set>
 #include <vector>
 
+#include "Qel/Document.h"
 #include "Qel/String.h"
 
 namespace Kavra {
@@ -42,5 +43,9 @@ struct Status {
     return reachable && complete && quarantined.empty() && withdrawn.empty();
   }
 };
+
+// The status of the database at `url` as a document: {"url", "reachable", "problem", "epoch",
+// "lastId", "age", "quarantined"}, null where there is nothing to tell.
+Qel::Document::Map documentOf(const Status& status, const Qel::String& url);
 
 }  // namespace Kavra
