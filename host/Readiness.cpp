@@ -25,7 +25,7 @@ bool isInTheTable(const StateDatabase& database) {
 
 std::string missingOf(const StateDatabase& database) {
   std::vector<std::string> missing;
-  for (const auto& [url, feed] : database.databases()) {
+  for (const auto& [url, credentialsFile, feed] : database.databases()) {
     const Kavra::Status status = feed->status();
     if (!isMissing(status)) continue;
     // What is wrong with a file names it.

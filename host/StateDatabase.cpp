@@ -33,8 +33,8 @@ Qel::Ptr<Kavra::Feed> feedOf(const Kavra::StoreUrl& url, Qel::EventLoop& loop) {
 std::vector<StateDatabase::Database> databasesOf(const Options& options, Qel::EventLoop& loop) {
   const Kavra::StoreUrl own = urlOf("--db", options.db, options.dbAuth);
   const Kavra::StoreUrl peer = urlOf("--peer-db", options.peerDb, options.peerDbAuth);
-  std::vector<StateDatabase::Database> databases{{own.text(), feedOf(own, loop)}};
-  if (peer != own) databases.push_back({peer.text(), feedOf(peer, loop)});
+  std::vector<StateDatabase::Database> databases{{own.text(), options.dbAuth, feedOf(own, loop)}};
+  if (peer != own) databases.push_back({peer.text(), options.peerDbAuth, feedOf(peer, loop)});
   return databases;
 }
 

@@ -20,6 +20,7 @@ class StateDatabase {
   // A database that is followed: the own one and, where it is another one, the peer's.
   struct Database {
     std::string url;
+    std::string credentialsFile;  // empty for none
     Qel::Ptr<Kavra::Feed> feed;
   };
 

@@ -26,7 +26,7 @@ struct Database {
 
 std::vector<Database> databasesOf(const StateDatabase& database) {
   std::vector<Database> databases;
-  for (const auto& [url, feed] : database.databases()) databases.push_back({url, feed->status()});
+  for (const auto& one : database.databases()) databases.push_back({one.url, one.feed->status()});
   return databases;
 }
 
@@ -35,6 +35,7 @@ std::string staleness(const Database& database) {
   const auto& [url, status] = database;
   if (!status.followed || status.isFresh()) return {};
   if (!status.problem.empty()) return fmt::format("{}: {}", url, status.problem.view());
+  if (!status.reachable) return fmt::format("{}: not reached", url);
   if (!status.complete) return fmt::format("{}: not read yet", url);
   if (!status.quarantined.empty()) {
     return fmt::format("{}: {}: refused", url, status.quarantined.front().path.view());
@@ -88,8 +89,8 @@ Document mountOf(const StateDatabase& database, const StateTree& tree) {
 Document rowsOf(const StateTree& tree) {
   Document::Map rows;
   for (U32 unit = 0; unit < kUnits; ++unit) {
-    const auto count = tree.rowsOf(unit);
-    rows.emplace_back(Qel::String(std::to_string(unit)), count ? Document(*count) : Document());
+    auto& [name, count] = rows.emplace_back(Qel::String(std::to_string(unit)), Document());
+    if (const auto told = tree.rowsOf(unit)) count = *told;
   }
   return rows;
 }

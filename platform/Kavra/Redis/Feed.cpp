@@ -20,6 +20,7 @@ constexpr std::chrono::milliseconds kEarly{500};  // for an answer to it that br
 constexpr double kPause = 0.1;
 constexpr char kNotFollowed[] = "nobody follows it";
 constexpr char kNotReached[] = "not reached yet";
+constexpr char kConnectingAnew[] = "connecting anew, with other credentials";
 
 // The id of the last entry in the reply to XREAD, one stream with its entries.
 std::optional<StreamId> lastEntryIn(const Reply& reply) {
@@ -68,6 +69,20 @@ void Feed::ask(State next, const std::vector<Command>& commands,
   link_->requestIs(commands, [this, handle = std::move(handle)](const Replies& replies) {
     loseOnFailure([&] { handle(replies); });
   });
+}
+
+bool Feed::readCredentialsAgain() {
+  if (server_.loginFile.empty()) return false;
+  Login login = Login::ofFile(server_.loginFile);
+  if (server_.login == login) return false;
+  server_.login = std::move(login);
+  if (state_ == State::idle) return true;
+  // At once, or a wrong one would be found out when the connection is lost, whenever that is.
+  enter(State::idle);
+  backOff_.reset();
+  problem_ = kConnectingAnew;
+  retry();
+  return true;
 }
 
 void Feed::handleFollows() {

@@ -73,6 +73,7 @@ class Feed final : public Kavra::Feed {
   Feed(ConnectionOptions server, Qel::EventLoop& loop, const Qel::Ptr<Qel::Clock const>& clock);
 
   Status status() const override;
+  bool readCredentialsAgain() override;
 
  protected:
   void handleFollows() override;
@@ -126,7 +127,7 @@ class Feed final : public Kavra::Feed {
   // Whether a request left nothing out of what is followed now.
   bool coversAll(const SnapshotRequest& request) const;
 
-  const ConnectionOptions server_;
+  ConnectionOptions server_;
   Qel::EventLoop& loop_;
   const Qel::Ptr<Qel::Clock const> clock_;
 
