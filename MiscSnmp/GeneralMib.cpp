@@ -74,6 +74,18 @@ Qel::GenericValue delRow(Qel::PtrInterface& object, const Qel::GenericArgs& args
   return mibOf(object).reloadCauseTableDel(ReloadCauseKeyIf::keyOf(args[0]));
 }
 
+// How many rows a unit has.
+Qel::GenericValue countRows(Qel::PtrInterface& object, const Qel::GenericArgs& args) {
+  needArguments(args, 1, "unitIndex");
+  const U32 unit = args[0].toU32();
+  U32 rows = 0;
+  for (auto it = mibOf(object).reloadCauseTableIterator({unit, 0, 0});
+       it && it.key().unitIndex() == unit; it.advance()) {
+    ++rows;
+  }
+  return rows;
+}
+
 const auto registration = Qel::typeNodeIs({
     .name = "MiscSnmp::GeneralMib",
     // The table as a whole has no generic value: rows are read one at a time, by the operation.
@@ -82,7 +94,9 @@ const auto registration = Qel::typeNodeIs({
                       return dynamic_cast<const GeneralMib&>(object).name();
                     }},
                    {kReloadCauseTable, {}, &setRow, &delAllRows}},
-    .operations = {{"reloadCauseTable", &readRow}, {"reloadCauseTableDel", &delRow}},
+    .operations = {{"reloadCauseTable", &readRow},
+                   {"reloadCauseTableDel", &delRow},
+                   {"reloadCauseTableRows", &countRows}},
     .factory =
         [](const Qel::GenericArgs& args) {
           needArguments(args, 1, "name");

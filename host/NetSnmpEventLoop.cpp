@@ -127,7 +127,11 @@ Qel::Ptr<Qel::EventWatch> NetSnmpEventLoop::timerIs(double seconds, std::functio
 }
 
 void NetSnmpEventLoop::run() {
-  while (running_) {
+  runUntil([] { return false; });
+}
+
+void NetSnmpEventLoop::runUntil(const std::function<bool()>& done) {
+  while (running_ && !done()) {
     if (agent_check_and_process(1) < 0 && errno != EINTR) {
       throw std::system_error(errno, std::generic_category(), "cannot wait for events");
     }

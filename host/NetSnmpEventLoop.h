@@ -30,8 +30,11 @@ class NetSnmpEventLoop final : public Qel::EventLoop {
   // Serves requests, descriptors and timers until stop() was called. Raises std::system_error when
   // the loop cannot wait for events, as after somebody closed a descriptor under its watch.
   void run();
-  // Makes run() return after the present round.
+  // The same, until `done` holds at the latest, which is asked after each round.
+  void runUntil(const std::function<bool()>& done);
+  // Makes both return after the present round, for good.
   void stop() noexcept { running_ = false; }
+  bool isRunning() const noexcept { return running_; }
 
  private:
   bool running_ = true;

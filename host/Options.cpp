@@ -11,6 +11,7 @@
 
 #include "host/Errors.h"
 #include "host/ListenAddress.h"
+#include "host/StatusDoor.h"
 
 namespace Host {
 namespace {
@@ -21,13 +22,9 @@ constexpr int kHighestTraceLevel = 9;
 constexpr std::size_t kLongestContext = 32;  // SnmpAdminString of a context name (RFC 3411)
 
 TraceOption traceOption(const std::string& text) {
-  const auto equals = text.rfind('=');
-  const auto level = equals == std::string::npos ? std::string() : text.substr(equals + 1);
-  if (equals == 0 || level.size() != 1 || level[0] < '0' || level[0] > '0' + kHighestTraceLevel) {
-    throw UsageError(fmt::format("--trace {}: expected FACILITY=LEVEL with a level of 0 to {}",
-                                 text, kHighestTraceLevel));
-  }
-  return {text.substr(0, equals), level[0] - '0'};
+  auto option = traceOptionOf(text);
+  if (!option) throw UsageError(fmt::format("--trace {}: expected {}", text, kTraceForm));
+  return *std::move(option);
 }
 
 // Adds an option that takes one value, or one value each time when it may be repeated.
@@ -81,9 +78,15 @@ void describe(CLI::App& app, Options& options, std::vector<std::string>& traces)
       fmt::format("A further SNMP context to offer the plug-ins, 1 to {} octets; repeatable "
                   "[the default context alone]",
                   kLongestContext));
+  addName(app, "--status-socket", options.statusSocket, "PATH",
+          fmt::format("Unix socket that tells what is served, for kavra status --agent "
+                      "[{}cell-N.sock, if that folder is there]",
+                      kStatusFolder));
   add(app, "--trace", traces, "FACILITY=LEVEL",
       fmt::format("Trace a facility's levels 0 to LEVEL, of 0 to {}; repeatable [level 0 of each]",
                   kHighestTraceLevel));
+  addName(app, "--trace-file", options.traceFile, "FILE",
+          "The same in a file, a line each, read again on SIGHUP [none]");
 }
 
 void parse(CLI::App& app, std::vector<std::string> arguments) {
@@ -143,6 +146,15 @@ void complete(Options& options) {
 }
 
 }  // namespace
+
+std::optional<TraceOption> traceOptionOf(const std::string& text) {
+  const auto equals = text.rfind('=');
+  const auto level = equals == std::string::npos ? std::string() : text.substr(equals + 1);
+  if (equals == 0 || level.size() != 1 || level[0] < '0' || level[0] > '0' + kHighestTraceLevel) {
+    return {};
+  }
+  return TraceOption{text.substr(0, equals), level[0] - '0'};
+}
 
 Options readOptions(const std::vector<std::string>& arguments) {
   Options options;

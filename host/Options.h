@@ -16,6 +16,10 @@ struct TraceOption {
   friend bool operator==(const TraceOption& a, const TraceOption& b) = default;
 };
 
+// What "FACILITY=LEVEL" says, or nothing where it is something else.
+constexpr char kTraceForm[] = "FACILITY=LEVEL with a level of 0 to 9";
+std::optional<TraceOption> traceOptionOf(const std::string& text);
+
 // What the command line asks of the process. Built by readOptions only, so that every value has
 // been checked.
 struct Options {
@@ -31,6 +35,8 @@ struct Options {
   std::vector<std::string> plugins;              // files; empty for the one beside the program
   std::vector<std::string> contexts;             // the default context, "", comes first
   std::vector<TraceOption> traces;
+  std::optional<std::string> traceFile;     // further ones
+  std::optional<std::string> statusSocket;  // none: the default place, where it can be had
 };
 
 // --help or --version: the text goes to standard output and the process ends with status 0.

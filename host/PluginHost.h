@@ -19,6 +19,8 @@ class PluginHost {
   PluginHost(const std::vector<std::string>& files, const StateDatabase& database,
              const std::string& cellType, const std::vector<std::string>& contexts);
 
+  const StateTree& tree() const noexcept { return tree_; }
+
  private:
   const OfferedContexts::Libraries libraries_;
   const StateTree tree_;

@@ -132,6 +132,8 @@ void SnmpAgent::startMaster(const std::string& configurationName) {
   systemGroup_->registerScalars();
 }
 
+void SnmpAgent::readConfigurationAgain() { configuration_->readAgain(); }
+
 void SnmpAgent::listenAt(const std::vector<std::string>& addresses) {
   for (const std::string& address : addresses) {
     const NetSnmpLog::Capture capture;

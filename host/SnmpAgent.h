@@ -28,6 +28,11 @@ class SnmpAgent {
   // the address that cannot be had.
   void listenAt(const std::vector<std::string>& addresses);
 
+  // Reads the configuration file again, and lets in whom it names; the system group's texts are its
+  // as well. Raises StartError where the file does not hold: by then the old access is gone. A
+  // subagent has none.
+  void readConfigurationAgain();
+
  private:
   struct Library {
     explicit Library(const Options& options);

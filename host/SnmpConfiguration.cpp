@@ -37,6 +37,34 @@ std::string obstacle(const std::string& file) {
   return std::ifstream(file) ? std::string() : std::strerror(errno);
 }
 
+// net-snmp's own way to forget a configuration leaves the users of createUser.
+void forgetUsers() {
+  while (usmUser* user = usm_get_userList()) {
+    usm_remove_user(user);
+    usm_free_user(user);
+  }
+}
+
+// The addresses, which are not the file's to give, and are set to something else meanwhile.
+class NoAddresses {
+ public:
+  NoAddresses() : ports_(present()) { set(nullptr); }
+  NoAddresses(const NoAddresses&) = delete;
+  NoAddresses& operator=(const NoAddresses&) = delete;
+  ~NoAddresses() { set(ports_.c_str()); }
+
+ private:
+  static std::string present() {
+    const char* ports = netsnmp_ds_get_string(NETSNMP_DS_APPLICATION_ID, NETSNMP_DS_AGENT_PORTS);
+    return ports == nullptr ? "" : ports;
+  }
+  static void set(const char* ports) {
+    netsnmp_ds_set_string(NETSNMP_DS_APPLICATION_ID, NETSNMP_DS_AGENT_PORTS, ports);
+  }
+
+  const std::string ports_;
+};
+
 }  // namespace
 
 SnmpConfiguration* SnmpConfiguration::present_ = nullptr;
@@ -83,6 +111,20 @@ void SnmpConfiguration::readFile(int when) {
 
 void SnmpConfiguration::note(const std::string& error) {
   if (firstError_.empty()) firstError_ = error;
+}
+
+void SnmpConfiguration::readAgain() {
+  firstError_.clear();
+  const NoAddresses noAddresses;
+  const NetSnmpLog::Capture capture;
+  forgetUsers();
+  free_config();
+  // What comes after the reading at a start would count the engine's boots from 1 again: the engine
+  // stays as it is.
+  snmp_call_callbacks(SNMP_CALLBACK_LIBRARY, SNMP_CALLBACK_PRE_READ_CONFIG, nullptr);
+  check();
+  if (!capture.first().empty()) note(fmt::format("{}: {}", file_.value_or(""), capture.first()));
+  check();
 }
 
 void SnmpConfiguration::check() const {

@@ -24,6 +24,10 @@ class SnmpConfiguration {
   // or this agent does not obey, or when it lets nobody in.
   void check() const;
 
+  // The same with the file as it is now, in the place of all that was read before. What is read
+  // before anything else, such as engineID, stays as it was. Raises what check() raises.
+  void readAgain();
+
  private:
   static int readNow(int major, int minor, void* serverArgument, void* unused);
 

@@ -30,14 +30,21 @@ Qel::Ptr<Kavra::Feed> feedOf(const Kavra::StoreUrl& url, Qel::EventLoop& loop) {
   }
 }
 
-Qel::Ptr<Kavra::EntityManager> entityManagerOf(const Options& options, Qel::EventLoop& loop) {
+std::vector<StateDatabase::Database> databasesOf(const Options& options, Qel::EventLoop& loop) {
   const Kavra::StoreUrl own = urlOf("--db", options.db, options.dbAuth);
   const Kavra::StoreUrl peer = urlOf("--peer-db", options.peerDb, options.peerDbAuth);
-  const auto ownFeed = feedOf(own, loop);
-  if (peer == own) return Qel::make<Kavra::EntityManager>(ownFeed);
+  std::vector<StateDatabase::Database> databases{{own.text(), options.dbAuth, feedOf(own, loop)}};
+  if (peer != own) databases.push_back({peer.text(), options.peerDbAuth, feedOf(peer, loop)});
+  return databases;
+}
+
+Qel::Ptr<Kavra::EntityManager> entityManagerOf(
+    const Options& options, const std::vector<StateDatabase::Database>& databases) {
+  const auto& own = databases.front().feed;
+  if (databases.size() == 1) return Qel::make<Kavra::EntityManager>(own);
   // Supervisors are cells 1 and 2, and each is the other's peer.
   const U32 peerCell = 3 - options.cellId;
-  return Qel::make<Kavra::EntityManager>(ownFeed, feedOf(peer, loop),
+  return Qel::make<Kavra::EntityManager>(own, databases.back().feed,
                                          fmt::format("cell/{}/", peerCell));
 }
 
@@ -50,7 +57,8 @@ Qel::Ptr<Entity> entityOf(Kavra::EntityManager& manager, const std::string& path
 }  // namespace
 
 StateDatabase::StateDatabase(const Options& options, Qel::EventLoop& loop)
-    : entityManager_(entityManagerOf(options, loop)),
+    : databases_(databasesOf(options, loop)),
+      entityManager_(entityManagerOf(options, databases_)),
       resetHistory_(entityOf<System::ResetCauseHistory>(
           *entityManager_, fmt::format("cell/{}/sys/reset/history", options.cellId),
           "System::ResetCauseHistory")),

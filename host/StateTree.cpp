@@ -2,7 +2,10 @@
 
 #include <fmt/format.h>
 
+#include <functional>
+
 #include "Qel/Entity.h"
+#include "Qel/Exception.h"
 #include "Qel/String.h"
 #include "Qel/TypeNode.h"
 #include "Snmp/SnmpUtil.h"
@@ -24,11 +27,32 @@ Qel::Ptr<Qel::Entity> newEntity(Qel::Dir& root, const char* directory, const cha
   return root.dirIs(directory)->newEntityIs(typeName, name);
 }
 
+// The object that is an attribute of another one; null for none.
+Qel::Ptr<Qel::GenericIf> objectAt(const Qel::Ptr<Qel::GenericIf>& parent, const char* attribute) {
+  const auto object = parent->attribute(attribute).toPtr<Qel::PtrInterface>();
+  return object ? Qel::genericIf(object) : nullptr;
+}
+
+bool hasObject(const Qel::Ptr<Qel::GenericIf>& parent, const char* attribute) {
+  return parent->attribute(attribute).toPtr<Qel::PtrInterface const>().operator bool();
+}
+
+// Of what a plug-in may have under another name, or not at all.
+template <class Value>
+std::optional<Value> toldBy(const std::function<Value()>& ask) {
+  try {
+    return ask();
+  } catch (const Qel::Exception&) {
+    return {};
+  }
+}
+
 }  // namespace
 
 StateTree::StateTree(const StateDatabase& database, const std::string& cellType)
     : root_(Qel::make<Qel::Dir>("")) {
   const auto model = newEntity(*root_, "snmp/misc", "generalMib", kModelType);
+  model_ = Qel::genericIf(model);
   agentRoot_ = Qel::genericIf(newEntity(*root_, "snmp/agent", "misc", kAgentRootType));
   const Qel::Ptr<System::ResetCauseHistory const> history = database.resetHistory();
   agentRoot_->attributeIs(kAgentAttribute, {database.redundancyStatus(), model, history,
@@ -39,6 +63,21 @@ StateTree::StateTree(const StateDatabase& database, const std::string& cellType)
 StateTree::~StateTree() {
   SnmpUtil::rootIs(nullptr);
   agentRoot_->attributeDel(kAgentAttribute);
+}
+
+std::optional<U32> StateTree::rowsOf(U32 unit) const {
+  return toldBy<U32>([&] { return model_->operation("reloadCauseTableRows", {unit}).toU32(); });
+}
+
+std::optional<StateTree::Mount> StateTree::peerMount() const {
+  return toldBy<Mount>([this] {
+    const auto agent = objectAt(agentRoot_, kAgentAttribute);
+    const auto machine = agent ? objectAt(agent, "resetHistorySm") : nullptr;
+    if (!machine || !hasObject(machine, "peerCellResetHistoryStatusDirMounter")) {
+      return Mount::none;
+    }
+    return hasObject(machine, "peerCellResetHistory") ? Mount::mounted : Mount::waiting;
+  });
 }
 
 }  // namespace Host

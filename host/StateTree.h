@@ -1,10 +1,12 @@
 #pragma once
 
+#include <optional>
 #include <string>
 
 #include "Qel/Dir.h"
 #include "Qel/GenericIf.h"
 #include "Qel/Ptr.h"
+#include "Qel/Types.h"
 #include "host/StateDatabase.h"
 
 namespace Host {
@@ -23,8 +25,17 @@ class StateTree {
   StateTree& operator=(const StateTree&) = delete;
   ~StateTree();
 
+  // What a plug-in that does not tell leaves open is absent from either.
+  //
+  // How many rows the table has of a unit.
+  std::optional<U32> rowsOf(U32 unit) const;
+  enum class Mount { none, waiting, mounted };
+  // How far the agent is with the history of the peer cell: whether it asks for it, and has it.
+  std::optional<Mount> peerMount() const;
+
  private:
   const Qel::Ptr<Qel::Dir> root_;
+  Qel::Ptr<Qel::GenericIf> model_;
   Qel::Ptr<Qel::GenericIf> agentRoot_;
 };
 

@@ -33,6 +33,12 @@ Values& values() {
   return values;
 }
 
+// Where no configuration says otherwise.
+Values& initialValues() {
+  static Values values;
+  return values;
+}
+
 std::string hostName() {
   char name[256] = "";
   gethostname(name, sizeof name - 1);
@@ -82,6 +88,9 @@ int answer(netsnmp_mib_handler* /*handler*/, netsnmp_handler_registration* regis
   return SNMP_ERR_NOERROR;
 }
 
+// Before a configuration is read again.
+void forgetTexts() { values() = initialValues(); }
+
 // A configuration directive that sets one of the texts.
 struct Directive {
   const char* token;
@@ -118,10 +127,11 @@ void readServices(const char* token, char* line) {
 
 SystemGroup::SystemGroup(const std::string& description) {
   values() = {description.substr(0, kLongestText), {}, hostName(), {}};
+  initialValues() = values();
   for (const Directive& directive : kDirectives) {
-    register_app_config_handler(directive.token, readText, nullptr, "TEXT");
+    register_app_config_handler(directive.token, readText, forgetTexts, "TEXT");
   }
-  register_app_config_handler("sysservices", readServices, nullptr, "NUMBER");
+  register_app_config_handler("sysservices", readServices, forgetTexts, "NUMBER");
 }
 
 SystemGroup::~SystemGroup() {

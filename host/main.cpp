@@ -2,12 +2,12 @@
 
 #include <fmt/format.h>
 
+#include <csignal>
 #include <cstdio>
 #include <exception>
 
 #include "Cell/Cell.h"
 #include "Qel/ActivityManager.h"
-#include "Qel/Trace.h"
 #include "host/ActivityPump.h"
 #include "host/Errors.h"
 #include "host/Log.h"
@@ -15,19 +15,25 @@
 #include "host/Options.h"
 #include "host/PluginHost.h"
 #include "host/PluginLibrary.h"
+#include "host/Readiness.h"
+#include "host/Reload.h"
+#include "host/SignalEvents.h"
 #include "host/SnmpAgent.h"
 #include "host/StateDatabase.h"
+#include "host/StatusDoor.h"
+#include "host/StatusText.h"
 #include "host/TerminationSignals.h"
+#include "host/TraceLevels.h"
 
 namespace {
 
 constexpr int kFailed = 1;
 constexpr int kWrongUsage = 2;
 
-void serve(const Host::Options& options) {
-  Host::TerminationSignals signals;
+void serve(const Host::Options& options, const Host::SignalEvents& reloadSignals) {
+  const Host::TerminationSignals signals;
   Cell::cellIdIs(options.cellId);
-  for (const auto& [facility, level] : options.traces) Qel::traceLevelIs(facility, level);
+  Host::TraceLevels traces(options);
 
   Host::SnmpAgent agent(options,
                         fmt::format("norvek-snmpd, cell {}, {}", options.cellId, options.cellType));
@@ -38,13 +44,16 @@ void serve(const Host::Options& options) {
   const Host::PluginHost plugins(Host::PluginLibrary::filesOf(options.plugins), database,
                                  options.cellType, options.contexts);
 
-  // What is published already is in the table before the first request is.
+  Host::Reload reload(options, traces, database, agent, loop);
+  const auto onReload = reloadSignals.watch(loop, [&reload] { reload.begin(); });
+  const auto door = Host::statusDoorOf(
+      options, loop, [&] { return Host::statusText(options.cellId, database, plugins.tree()); });
+
+  // What a file holds already is in the table before the first request is.
   Qel::activityManager()->run();
   agent.listenAt(options.listenAddresses);
-  Host::logLine(options.agentxAddress ? fmt::format("cell {} serves the master at {}",
-                                                    options.cellId, *options.agentxAddress)
-                                      : fmt::format("cell {} serves {}", options.cellId,
-                                                    fmt::join(options.listenAddresses, ", ")));
+  const auto missing = Host::waitForDatabases(database, loop, Host::kDatabasePatience);
+  if (loop.isRunning()) Host::tellReady(options, missing);
   loop.run();
 }
 
@@ -52,7 +61,8 @@ void serve(const Host::Options& options) {
 
 int main(int argc, char** argv) {
   try {
-    serve(Host::readOptions({argv + 1, argv + argc}));
+    const Host::SignalEvents reloadSignals{SIGHUP};  // first: it ends nothing from here on
+    serve(Host::readOptions({argv + 1, argv + argc}), reloadSignals);
     return 0;
   } catch (const Host::Answer& answer) {
     std::fputs(answer.text.c_str(), stdout);

@@ -23,6 +23,7 @@
 #include "Qel/Number.h"
 #include "Qel/Ptr.h"
 #include "Qel/Types.h"
+#include "tools/AgentStatus.h"
 #include "tools/Commands.h"
 #include "tools/Errors.h"
 #include "tools/Serve.h"
@@ -62,6 +63,12 @@ bool boolOf(const char* option, const std::string& text) {
   if (text == "true") return true;
   if (text == "false") return false;
   throw CommandError(std::string(option) + ": " + Qel::quoted(text) + " is not true or false");
+}
+
+bool formatIsJson(const std::string& text) {
+  if (text == "json") return true;
+  if (text == "table") return false;
+  throw CommandError("--format: " + Qel::quoted(text) + " is not json or table");
 }
 
 // Standard input, which is a stream and no descriptor here.
@@ -223,7 +230,20 @@ class Program {
     peer->description("tell of the peer supervisor's database as well");
     CLI::Option* auth = named(option(status, "--peer-db-auth", "FILE"))->needs(peer);
     auth->description("like --db-auth, for --peer-db (default: none)");
+    CLI::Option* agent = status->add_option("--agent")->type_name("[SOCKET]")->expected(0, 1);
+    agent->description(
+        "tell what a running agent serves, from its status socket (default: the one in " +
+        std::string(kStatusFolder) + "); exit 0 only if all of it is fresh");
+    CLI::Option* format = option(status, "--format", "json|table")->needs(agent);
+    format->description("how to print what the agent tells (default: table)");
+    CLI::Option* json = status->add_flag("--json")->needs(agent)->excludes(format);
+    json->description("the same as --format json");
+    agent->excludes(peer);
     status->callback([=, this] {
+      if (agent->count() > 0) {
+        const bool asJson = json->count() > 0 || formatIsJson(typed(format).value_or("table"));
+        return printAgentStatus(text(agent), asJson, out_);
+      }
       if (peer->count() == 0) return commands().status(url().text());
       const Kavra::StoreUrl peerUrl(text(peer), text(auth));
       commands().status(url().text(), peerUrl.store(clock_), peerUrl.text());

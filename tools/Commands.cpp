@@ -2,7 +2,6 @@
 
 #include <fmt/format.h>
 
-#include <cmath>
 #include <cstddef>
 #include <utility>
 
@@ -30,27 +29,6 @@ std::string redundancyPath(U32 cell) { return fmt::format("cell/{}/redundancy/st
 
 [[noreturn]] void throwNotPublished(const std::string& path) {
   throw CommandError(path + " is not published");
-}
-
-Document textOrNull(const Qel::String& text) { return text.empty() ? Document() : Document(text); }
-
-// Whole milliseconds are as much as anybody reads.
-Document secondsOrNull(const std::optional<double>& seconds) {
-  return seconds ? Document(std::round(*seconds * 1000) / 1000) : Document();
-}
-
-Document::Map documentOf(const Kavra::Status& status, const std::string& url) {
-  Document::List quarantined;
-  for (const Kavra::Quarantine& refused : status.quarantined) {
-    quarantined.push_back(Document::Map{{"path", refused.path}, {"why", refused.why}});
-  }
-  return {{"url", Qel::String(url)},
-          {"reachable", status.reachable},
-          {"problem", textOrNull(status.problem)},
-          {"epoch", textOrNull(status.epoch)},
-          {"lastId", textOrNull(status.lastId)},
-          {"age", secondsOrNull(status.age)},
-          {"quarantined", std::move(quarantined)}};
 }
 
 Document parsed(const std::string& json, const std::string& source) {
@@ -146,13 +124,14 @@ void Commands::setRedundancy(U32 cell, const std::optional<U32>& protocol,
 }
 
 void Commands::status(const std::string& url) {
-  out_ << Kavra::Json::write(documentOf(store_->status(), url), Form::pretty) << '\n';
+  out_ << Kavra::Json::write(Kavra::documentOf(store_->status(), Qel::String(url)), Form::pretty)
+       << '\n';
 }
 
 void Commands::status(const std::string& url, const Qel::Ptr<Store>& peer,
                       const std::string& peerUrl) {
-  Document::Map both = documentOf(store_->status(), url);
-  both.emplace_back("peer", documentOf(peer->status(), peerUrl));
+  Document::Map both = Kavra::documentOf(store_->status(), Qel::String(url));
+  both.emplace_back("peer", Kavra::documentOf(peer->status(), Qel::String(peerUrl)));
   out_ << Kavra::Json::write(both, Form::pretty) << '\n';
 }
 

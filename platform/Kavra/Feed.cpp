@@ -124,11 +124,14 @@ bool Feed::followsPrefixes() const {
 Status Feed::status() const {
   Status status;
   status.reachable = true;
+  status.followed = isFollowed();
+  status.complete = true;
   for (const auto& [path, entry] : entries_) {
     if (entry.misfit) status.quarantined.push_back({path, entry.misfit->misfit});
   }
   for (const auto& [number, follow] : follows_) {
     if (!follow->refusal().path.empty()) status.quarantined.push_back(follow->refusal());
+    if (follow->isWithdrawn()) status.withdrawn.insert(follow->text());
   }
   return status;
 }

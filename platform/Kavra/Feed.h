@@ -47,7 +47,13 @@ class Feed : public Qel::PtrInterface {
   // one that does not fit.
   void documentsAre(const Documents& documents, const Problems& unreadable = {});
 
+  // How the database stands and what is served of it, from what is known already: asks nobody.
   virtual Status status() const;
+
+  // Reads the credentials again by which the database lets its follower in, and connects anew where
+  // they changed. Returns whether they did. Raises StoreException, with nothing changed, when they
+  // cannot be read. For a store without them nothing.
+  virtual bool readCredentialsAgain() { return false; }
 
  protected:
   // For a store that looks only at what is followed: the paths of those who follow one, and whether

@@ -32,6 +32,8 @@ void Follow::deliver(const Qel::String& path,
                      const std::shared_ptr<const CheckedDocument>& checked) {
   Qel::String why;
   traceFailure(path, [&] { why = call_(path, checked.get()); });
+  withdrawn_ = checked == nullptr && isServing_ && scope_ == Scope::path;
+  if (checked != nullptr && checked->fits() && why.empty()) isServing_ = true;
   if (why.empty()) {
     if (refusal_.path == path) refusal_ = {};
     return;

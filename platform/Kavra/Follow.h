@@ -41,6 +41,8 @@ class Follow final : public Qel::PtrInterface {
   void deliver(const Qel::String& path, const std::shared_ptr<const CheckedDocument>& checked);
   // The last refusal, while it holds; its path is empty when there is none.
   const Quarantine& refusal() const noexcept { return refusal_; }
+  // Whether its one path was unpublished after it was told of something of use there.
+  bool isWithdrawn() const noexcept { return withdrawn_; }
 
  private:
   void begin();
@@ -52,6 +54,8 @@ class Follow final : public Qel::PtrInterface {
   const Call call_;
   bool hasBegun_ = false;
   Quarantine refusal_;
+  bool isServing_ = false;  // what it was told was of use once
+  bool withdrawn_ = false;
   Qel::Ptr<Qel::Activity> beginning_;
 };
 

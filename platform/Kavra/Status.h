@@ -1,8 +1,10 @@
 #pragma once
 
 #include <optional>
+#include <set>
 #include <vector>
 
+#include "Qel/Document.h"
 #include "Qel/String.h"
 
 namespace Kavra {
@@ -26,6 +28,24 @@ struct Status {
   // Seconds since what is served was published; absent when nothing ever was read.
   std::optional<double> age;
   std::vector<Quarantine> quarantined;
+
+  // What follows is of the live side alone (see Feed.h).
+  //
+  // Whether anybody follows it: nobody asks after a database that does not matter at present.
+  bool followed = false;
+  // Whether all that is followed was read once, as far as it is published.
+  bool complete = false;
+  // Followed paths that are published no longer, and served as they last were.
+  std::set<Qel::String> withdrawn;
+
+  // Whether what is served is what the database holds, all of it.
+  bool isFresh() const noexcept {
+    return reachable && complete && quarantined.empty() && withdrawn.empty();
+  }
 };
+
+// The status of the database at `url` as a document: {"url", "reachable", "problem", "epoch",
+// "lastId", "age", "quarantined"}, null where there is nothing to tell.
+Qel::Document::Map documentOf(const Status& status, const Qel::String& url);
 
 }  // namespace Kavra

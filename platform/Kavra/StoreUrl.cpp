@@ -42,7 +42,7 @@ Redis::Address StoreUrl::address() const {
 }
 
 Redis::ConnectionOptions StoreUrl::connectionOptions() const {
-  Redis::ConnectionOptions options{address(), {}};
+  Redis::ConnectionOptions options{address(), {}, credentialsFile_};
   if (!credentialsFile_.empty()) options.login = Redis::Login::ofFile(credentialsFile_);
   return options;
 }

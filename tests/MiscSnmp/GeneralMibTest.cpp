@@ -435,6 +435,22 @@ TEST_F(GeneralMibTest, IsDrivenThroughTheReflectiveInterface) {
   EXPECT_TRUE(model->reloadCauseTable().empty());
 }
 
+TEST_F(GeneralMibTest, CountsTheRowsOfAUnit) {
+  for (const ReloadCauseKey& key : {ReloadCauseKey{0, 0, 1}, ReloadCauseKey{1, 0, 1},
+                                    ReloadCauseKey{1, 0, 2}, ReloadCauseKey{1, 7, 1}}) {
+    model->reloadCauseTableIs(key, instance);
+  }
+  const auto reflected = Qel::genericIf(model);
+  const auto rowsOf = [&](U32 unit) {
+    return reflected->operation("reloadCauseTableRows", {unit}).toU32();
+  };
+  EXPECT_EQ(rowsOf(0), 1U);
+  EXPECT_EQ(rowsOf(1), 3U);
+  EXPECT_EQ(rowsOf(2), 0U);
+  EXPECT_THROW(reflected->operation("reloadCauseTableRows", {}), Qel::TypeException);
+  EXPECT_THROW(reflected->operation("reloadCauseTableRows", {"1"}), Qel::TypeException);
+}
+
 TEST_F(GeneralMibTest, RefusesReflectiveAccessThatItDoesNotOffer) {
   const auto reflected = Qel::genericIf(model);
   const Qel::GenericValue key = Qel::Ptr<Qel::GenericIf>(Qel::make<ReloadCauseKeyIf>(k));

@@ -109,6 +109,7 @@ Status Feed::status() const {
   Status status = Kavra::Feed::status();
   status.reachable = problem_.empty();
   status.problem = problem_;
+  status.complete = lastPublished_ || problem_.empty();
   if (lastPublished_) status.age = age();
   return status;
 }

@@ -20,6 +20,7 @@ constexpr std::chrono::milliseconds kEarly{500};  // for an answer to it that br
 constexpr double kPause = 0.1;
 constexpr char kNotFollowed[] = "nobody follows it";
 constexpr char kNotReached[] = "not reached yet";
+constexpr char kConnectingAnew[] = "connecting anew, with other credentials";
 
 // The id of the last entry in the reply to XREAD, one stream with its entries.
 std::optional<StreamId> lastEntryIn(const Reply& reply) {
@@ -68,6 +69,20 @@ void Feed::ask(State next, const std::vector<Command>& commands,
   link_->requestIs(commands, [this, handle = std::move(handle)](const Replies& replies) {
     loseOnFailure([&] { handle(replies); });
   });
+}
+
+bool Feed::readCredentialsAgain() {
+  if (server_.loginFile.empty()) return false;
+  Login login = Login::ofFile(server_.loginFile);
+  if (server_.login == login) return false;
+  server_.login = std::move(login);
+  if (state_ == State::idle) return true;
+  // At once, or a wrong one would be found out when the connection is lost, whenever that is.
+  enter(State::idle);
+  backOff_.reset();
+  problem_ = kConnectingAnew;
+  retry();
+  return true;
 }
 
 void Feed::handleFollows() {
@@ -180,9 +195,12 @@ void Feed::handleOutcome(const Reply& outcome) {
   const Snapshot snapshot(asked_, outcome);
   if (asked_.names) names_ = snapshot.names;
   // What was named only now must not be missing from a snapshot that is taken in as a whole.
-  if (!requestCoversAll()) return askSnapshot({});
+  if (!coversAll(asked_)) return askSnapshot({});
   const bool accepted = belief_.snapshotIs(snapshot.state, clock_->now());
-  if (accepted) documentsAre(snapshot.documents, snapshot.unreadable);
+  if (accepted) {
+    served_ = asked_;
+    documentsAre(snapshot.documents, snapshot.unreadable);
+  }
   // A log that cannot be read does not tell how far the server is.
   if (!snapshot.state.problem.empty()) return handleLoss(snapshot.state.problem);
   if (!accepted) {
@@ -191,7 +209,7 @@ void Feed::handleOutcome(const Reply& outcome) {
     noteRecovery();
   }
   // Followers may have begun to follow something else.
-  if (!requestCoversAll()) return askSnapshot({});
+  if (!coversAll(asked_)) return askSnapshot({});
   if (!belief_.isConfirmed()) return askState();
   tailOrPause();
 }
@@ -205,7 +223,7 @@ void Feed::handleTail(const Reply& reply) {
   const bool rangBefore = belief_.rings();
   belief_.tailIs(reply.isNil() || reply.isArray());
   if (!belief_.rings()) return handleLoss(reply.description());
-  if (reply.isNil() && rangBefore && requestCoversAll()) return askState();
+  if (reply.isNil() && rangBefore && coversAll(asked_)) return askState();
   belief_.ringIs(lastEntryIn(reply));
   askSnapshot({});
 }
@@ -243,16 +261,17 @@ SnapshotRequest Feed::request() const {
   return request;
 }
 
-bool Feed::requestCoversAll() const {
-  const SnapshotRequest now = request();
-  return (asked_.names || !now.names) && std::includes(asked_.paths.begin(), asked_.paths.end(),
-                                                       now.paths.begin(), now.paths.end());
+bool Feed::coversAll(const SnapshotRequest& request) const {
+  const SnapshotRequest now = this->request();
+  return (request.names || !now.names) && std::includes(request.paths.begin(), request.paths.end(),
+                                                        now.paths.begin(), now.paths.end());
 }
 
 Status Feed::status() const {
   Status status = Kavra::Feed::status();
   status.reachable = link_ && problem_.empty();
   status.problem = problem_;
+  status.complete = belief_.accepted() && coversAll(served_);
   if (const auto& accepted = belief_.accepted()) {
     status.epoch = accepted->epoch.value_or("");
     status.lastId = accepted->lastId.text();

@@ -73,6 +73,7 @@ class Feed final : public Kavra::Feed {
   Feed(ConnectionOptions server, Qel::EventLoop& loop, const Qel::Ptr<Qel::Clock const>& clock);
 
   Status status() const override;
+  bool readCredentialsAgain() override;
 
  protected:
   void handleFollows() override;
@@ -127,10 +128,10 @@ class Feed final : public Kavra::Feed {
   std::string served() const;
 
   SnapshotRequest request() const;
-  // Whether the last request left nothing out of what is followed now.
-  bool requestCoversAll() const;
+  // Whether a request left nothing out of what is followed now.
+  bool coversAll(const SnapshotRequest& request) const;
 
-  const ConnectionOptions server_;
+  ConnectionOptions server_;
   Qel::EventLoop& loop_;
   const Qel::Ptr<Qel::Clock const> clock_;
 
@@ -144,6 +145,7 @@ class Feed final : public Kavra::Feed {
   Qel::Ptr<Qel::Activity> leaving_;  // to disconnect where nobody follows any more
 
   SnapshotRequest asked_;        // the last request
+  SnapshotRequest served_;       // the last one whose answer was accepted
   std::set<Qel::String> names_;  // the paths that the server has, if somebody wants to know
   Belief belief_;
   std::optional<double> lostSince_;  // while the server is away

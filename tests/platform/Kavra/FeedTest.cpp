@@ -69,6 +69,28 @@ TEST_F(FeedTest, TellsOnceOfWhatChangesBeforeTheFollowBegins) {
   EXPECT_THAT(settled(), ElementsAre("F a two"));
 }
 
+TEST_F(FeedTest, KnowsWhatIsServedAndPublishedNoLonger) {
+  const auto follow = feed_->followIs("a", noting("F"));
+  const auto other = feed_->followIs("b", noting("G"));
+  const auto all = feed_->followPrefixIs("", noting("P"));
+  settled();
+  EXPECT_TRUE(feed_->status().isFresh());
+  feed_->documentIs("b", misfitHistory());
+  feed_->documentIs("a", history({"one"}));
+  feed_->documentDel("a");
+  feed_->documentDel("b");
+  EXPECT_THAT(feed_->status().withdrawn, ElementsAre("a"));
+  EXPECT_FALSE(feed_->status().isFresh());
+  feed_->documentIs("a", history({"one"}));
+  EXPECT_TRUE(feed_->status().isFresh());
+}
+
+TEST_F(FeedTest, IsFollowedWhileSomebodyDoes) {
+  EXPECT_FALSE(feed_->status().followed);
+  const auto follow = feed_->followIs("a", noting("F"));
+  EXPECT_TRUE(feed_->status().followed);
+}
+
 TEST_F(FeedTest, TellsOfPublishingReplacingAndUnpublishing) {
   const auto follow = feed_->followIs("a", noting("F"));
   EXPECT_THAT(settled(), IsEmpty());

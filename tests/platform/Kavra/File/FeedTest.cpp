@@ -76,7 +76,7 @@ TEST_F(FeedTest, ServesWhatStandsInTheFile) {
 
 TEST_F(FeedTest, WaitsQuietlyForAFileThatIsAbsent) {
   open();
-  EXPECT_TRUE(feed_->status().reachable);
+  EXPECT_TRUE(feed_->status().isFresh());
   EXPECT_EQ(feed_->status().age, std::nullopt);
   directory_.write(json(history({"one"})));
   EXPECT_TRUE(shows({{0, {"one"}}}));
@@ -111,6 +111,19 @@ TEST_F(FeedTest, ServesTheLastGoodStateWhileTheFileIsGone) {
   EXPECT_TRUE(shows({{0, {"two"}}}));
   EXPECT_THAT(log_.takeLines(), ElementsAre("Kavra 0: " + directory_.url() + ": is good again"));
   EXPECT_TRUE(feed_->status().reachable);
+}
+
+TEST_F(FeedTest, IsIncompleteUntilAFileCouldBeRead) {
+  directory_.write("{");
+  open();
+  EXPECT_TRUE(feed_->status().followed);
+  EXPECT_FALSE(feed_->status().complete);
+  directory_.write(json(history({"one"})));
+  EXPECT_TRUE(shows({{0, {"one"}}}));
+  EXPECT_TRUE(feed_->status().complete);
+  directory_.write("{");
+  EXPECT_TRUE(kavratest::runUntil(loop_, [&] { return !feed_->status().reachable; }));
+  EXPECT_TRUE(feed_->status().complete);
 }
 
 TEST_F(FeedTest, FollowsADirectoryThatGoesAndComesBack) {

@@ -4,6 +4,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <filesystem>
+#include <fstream>
 #include <string>
 #include <vector>
 
@@ -260,6 +262,22 @@ TEST_F(FeedTest, ReadsAPathThatIsFollowedLaterWithinASecondOrTwo) {
       loop_, [&] { return told == 1; }, 2.0));
 }
 
+TEST_F(FeedTest, IsCompleteWhenAllThatIsFollowedWasRead) {
+  EXPECT_FALSE(feed_->status().complete);
+  publish(history({"one"}));
+  publish(redundancy(3, true), kRedundancyPath);
+  ASSERT_TRUE(shows({"one"}));
+  EXPECT_TRUE(feed_->status().isFresh());
+  bool told = false;
+  const auto late = feed_->followIs(kRedundancyPath, [&](const auto&, const auto*) {
+    told = true;
+    return Qel::String();
+  });
+  EXPECT_FALSE(feed_->status().complete);
+  EXPECT_TRUE(until([&] { return feed_->status().complete; }));
+  EXPECT_TRUE(told);
+}
+
 TEST_F(FeedTest, MayBeLetGoByItsFollower) {
   Qel::Ptr<Feed> feed = feedOf(server_.socket(), loop_);
   bool told = false;
@@ -333,6 +351,82 @@ TEST_F(UserTest, IsLostWhenItsUserIsDeletedAndBackWhenItIsThereAgain) {
   server_.command({"ACL", "SETUSER", "agent", "on", ">right", "~kavra:*", "+@all"});
   EXPECT_TRUE(until([&] { return feed->status().reachable; }));
   EXPECT_EQ(log_.lines().size(), 2U);
+}
+
+// As one whose credentials come from a file.
+class CredentialsFileTest : public UserTest {
+ protected:
+  CredentialsFileTest() {
+    server_.command({"ACL", "SETUSER", "heir", "on", ">other", "~kavra:*", "+@all"});
+    write("agent\nright\n");
+    feed_ = Qel::make<Feed>(
+        ConnectionOptions{Address::ofPath(server_.socket()), Login::ofFile(file_), file_}, loop_,
+        clock_);
+  }
+  void write(const std::string& text) const {
+    std::ofstream(file_) << text;
+    std::filesystem::permissions(file_, std::filesystem::perms::owner_read);
+  }
+  // The users who are connected, but for the one who asks.
+  std::string users() const {
+    std::string users;
+    const std::string list = server_.command({"CLIENT", "LIST"}).text;
+    for (const char* user : {"agent", "heir"}) {
+      if (list.find(" user=" + std::string(user)) != std::string::npos) users += user;
+    }
+    return users;
+  }
+
+  const std::string file_ = (server_.directory().path() / "agent.auth").string();
+  Qel::Ptr<Feed> feed_;
+};
+
+TEST_F(CredentialsFileTest, ConnectsAnewWithOtherCredentials) {
+  EXPECT_FALSE(feed_->readCredentialsAgain());
+  const auto follower = followerOf(feed_);
+  ASSERT_TRUE(until([&] { return feed_->status().reachable; }));
+  EXPECT_FALSE(feed_->readCredentialsAgain());
+  EXPECT_TRUE(feed_->status().reachable);
+  std::filesystem::remove(file_);
+  write("heir\nother\n");
+  EXPECT_TRUE(feed_->readCredentialsAgain());
+  EXPECT_FALSE(feed_->status().reachable);
+  EXPECT_FALSE(feed_->status().problem.empty());
+  EXPECT_TRUE(until([&] { return feed_->status().reachable; }));
+  EXPECT_TRUE(until([&] { return users() == "heir"; }));
+  EXPECT_THAT(log_.lines(), IsEmpty());
+}
+
+TEST_F(CredentialsFileTest, StaysWithThoseThatItHasWhereTheFileDoesNotHold) {
+  const auto follower = followerOf(feed_);
+  ASSERT_TRUE(until([&] { return feed_->status().reachable; }));
+  std::filesystem::remove(file_);
+  EXPECT_THROW(feed_->readCredentialsAgain(), StoreException);
+  write("one line\n");
+  EXPECT_THROW(feed_->readCredentialsAgain(), StoreException);
+  EXPECT_TRUE(feed_->status().reachable);
+  EXPECT_EQ(users(), "agent");
+}
+
+TEST_F(CredentialsFileTest, TakesOtherCredentialsWhileItWaitsForTheNextAttempt) {
+  server_.command({"ACL", "SETUSER", "agent", "off"});
+  const auto follower = followerOf(feed_);
+  ASSERT_TRUE(until([&] { return !log_.lines().empty(); }));
+  std::filesystem::remove(file_);
+  write("heir\nother\n");
+  EXPECT_TRUE(feed_->readCredentialsAgain());
+  EXPECT_TRUE(until([&] { return feed_->status().reachable; }));
+}
+
+TEST_F(CredentialsFileTest, StaysAwayWhereNobodyFollows) {
+  std::filesystem::remove(file_);
+  write("heir\nother\n");
+  EXPECT_TRUE(feed_->readCredentialsAgain());
+  loop_.runOnce(0.05);
+  EXPECT_EQ(users(), "");
+  const auto follower = followerOf(feed_);
+  EXPECT_TRUE(until([&] { return feed_->status().reachable; }));
+  EXPECT_EQ(users(), "heir");
 }
 
 TEST_F(UserTest, SaysWhatTheUserMayNotDo) {

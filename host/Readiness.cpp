@@ -1,0 +1,57 @@
+#include "host/Readiness.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <string_view>
+#include <vector>
+
+#include "Kavra/Status.h"
+#include "Qel/ActivityManager.h"
+#include "host/Log.h"
+
+namespace Host {
+namespace {
+
+bool isMissing(const Kavra::Status& status) { return status.followed && !status.complete; }
+
+// What was read may have others follow more, which is work put off.
+bool isInTheTable(const StateDatabase& database) {
+  const auto& all = database.databases();
+  return !Qel::activityManager()->hasWork() &&
+         std::none_of(all.begin(), all.end(),
+                      [](const auto& one) { return isMissing(one.feed->status()); });
+}
+
+std::string missingOf(const StateDatabase& database) {
+  std::vector<std::string> missing;
+  for (const auto& [url, credentialsFile, feed] : database.databases()) {
+    const Kavra::Status status = feed->status();
+    if (!isMissing(status)) continue;
+    // What is wrong with a file names it.
+    const std::string_view problem = status.problem.view();
+    const bool isNamed = problem.starts_with(url);
+    missing.push_back(isNamed ? std::string(problem) : fmt::format("{}: {}", url, problem));
+  }
+  return fmt::format("{}", fmt::join(missing, ", "));
+}
+
+}  // namespace
+
+std::string waitForDatabases(const StateDatabase& database, NetSnmpEventLoop& loop,
+                             double patience) {
+  bool over = false;
+  const auto end = loop.timerIs(patience, [&over] { over = true; });
+  loop.runUntil([&] { return over || isInTheTable(database); });
+  return missingOf(database);
+}
+
+void tellReady(const Options& options, const std::string& missing) {
+  const std::string serves = options.agentxAddress
+                                 ? fmt::format("the master at {}", *options.agentxAddress)
+                                 : fmt::format("{}", fmt::join(options.listenAddresses, ", "));
+  logLine(fmt::format("cell {} serves {}{}{}", options.cellId, serves,
+                      missing.empty() ? "" : "; missing: ", missing));
+}
+
+}  // namespace Host

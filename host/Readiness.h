@@ -1,0 +1,24 @@
+#pragma once
+
+#include <string>
+
+#include "host/NetSnmpEventLoop.h"
+#include "host/Options.h"
+#include "host/StateDatabase.h"
+
+namespace Host {
+
+// Seconds that a start waits for its databases; a manager's first look is seldom worth more.
+constexpr double kDatabasePatience = 5.0;
+
+// Runs the loop until the first snapshot of each database that matters is in the table, or was not
+// to be had within `patience` seconds, or the loop was stopped. Returns which databases are missing
+// and why, or an empty text.
+std::string waitForDatabases(const StateDatabase& database, NetSnmpEventLoop& loop,
+                             double patience);
+
+// Says that the process serves, and what is `missing`: the one place where whoever started it is
+// told.
+void tellReady(const Options& options, const std::string& missing);
+
+}  // namespace Host
