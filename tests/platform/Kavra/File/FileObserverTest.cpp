@@ -128,6 +128,19 @@ TEST_F(FileObserverTest, TellsThatTheFolderIsGoneAndIsBack) {
   EXPECT_TRUE(isWokenBy(observer, [&] { folder("inner", "three"); }));
 }
 
+TEST_F(FileObserverTest, WatchesAnewAFolderThatLooksLikeTheOneThatWent) {
+  LookOptions options = seldom();
+  // As where the new one has the number of the old.
+  options.facts = [](const std::string&) { return FileFacts(); };
+  const fs::path folderOfFile = folder("inner", "one");
+  FileObserver observer((folderOfFile / "kavra.json").string(), options);
+  EXPECT_EQ(textOf(observer.look()), "one");
+  fs::remove_all(folderOfFile);
+  EXPECT_TRUE(isWokenBy(observer, [&] { folder("inner", "two"); }));
+  EXPECT_EQ(textOf(observer.look()), "two");
+  EXPECT_TRUE(isWokenBy(observer, [&] { folder("inner", "three"); }));
+}
+
 // Runs `work` on a thread with mounts of its own, which go with it. False where that is not
 // allowed.
 bool withOwnMounts(const std::function<void()>& work) {
