@@ -65,7 +65,7 @@ void describe(CLI::App& app, Options& options, std::vector<std::string>& traces)
   addName(app, "--db-auth", options.dbAuth, "FILE",
           "Two lines, the user and the password for a Redis server at --db [none]");
   addName(app, "--peer-db-auth", options.peerDbAuth, "FILE",
-          "The same for --peer-db [the same as --db-auth, unless that is a file]");
+          "The same for --peer-db [none: no server is told the password of another]");
   addName(app, "--listen", options.listenAddresses, "ADDRESS",
           fmt::format("Listen there, in net-snmp's transport notation; repeatable [{}]",
                       kDefaultListenAddress));
@@ -112,6 +112,9 @@ void checkContexts(const std::vector<std::string>& contexts) {
 }
 
 void checkPeer(const Options& options) {
+  if (options.peerDb.empty() && !options.peerDbAuth.empty()) {
+    throw UsageError("--peer-db-auth requires --peer-db");
+  }
   if (options.peerDb.empty() || options.cellId == 1 || options.cellId == 2) return;
   throw UsageError(fmt::format(
       "--peer-db: only the supervisors, cells 1 and 2, have a peer, not cell {}", options.cellId));
@@ -133,9 +136,10 @@ void checkListening(const Options& options) {
 
 void complete(Options& options) {
   for (auto& plugin : options.plugins) plugin = std::filesystem::absolute(plugin).string();
-  const bool peerIsAFile = options.peerDb.starts_with("file:");
   if (options.peerDb.empty()) options.peerDb = options.db;
-  if (options.peerDbAuth.empty() && !peerIsAFile) options.peerDbAuth = options.dbAuth;
+  if (options.peerDb == options.db && options.peerDbAuth.empty()) {
+    options.peerDbAuth = options.dbAuth;  // one server, one user
+  }
   if (options.listenAddresses.empty() && !options.agentxAddress) {
     options.listenAddresses = {kDefaultListenAddress};
   }

@@ -24,7 +24,7 @@ struct Options {
   std::string db = "file:kavra.json";
   std::string peerDb;                        // never empty: the same as `db` by default
   std::string dbAuth;                        // the file with user and password at `db`, or empty
-  std::string peerDbAuth;                    // the same as `dbAuth` by default, for a server
+  std::string peerDbAuth;                    // `dbAuth` where both are one server, or empty
   std::vector<std::string> listenAddresses;  // empty for a subagent
   std::optional<std::string> agentxAddress;  // of the master agent
   std::optional<std::string> configurationFile;  // in place of the built-in access

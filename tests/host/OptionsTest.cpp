@@ -56,16 +56,26 @@ TEST(Options, TakeEveryValueGiven) {
   EXPECT_THAT(options.listenAddresses, ElementsAre("udp:1161"));
 }
 
-TEST(Options, AuthenticateToThePeersDatabaseAsToTheOwn) {
-  const Options same = readOptions({"--db-auth", "own.auth"});
-  EXPECT_EQ(same.dbAuth, "own.auth");
-  EXPECT_EQ(same.peerDbAuth, "own.auth");
-  EXPECT_EQ(readOptions({"--db-auth", "own.auth", "--peer-db-auth", "x"}).peerDbAuth, "x");
+TEST(Options, KeepThePasswordOfOneServerFromAnother) {
+  const std::vector<std::string> pair{"--db",     "redis://a", "--db-auth",
+                                      "own.auth", "--peer-db", "redis://b"};
+  EXPECT_EQ(readOptions(pair).dbAuth, "own.auth");
+  EXPECT_EQ(readOptions(pair).peerDbAuth, "");
+  std::vector<std::string> both = pair;
+  both.insert(both.end(), {"--peer-db-auth", "own.auth"});
+  EXPECT_EQ(readOptions(both).peerDbAuth, "own.auth");
+}
+
+TEST(Options, AuthenticateOnceToTheOneServerOfBothCells) {
+  EXPECT_EQ(readOptions({"--db", "redis://a", "--db-auth", "own.auth"}).peerDbAuth, "own.auth");
+  EXPECT_EQ(readOptions({"--db", "redis://a", "--db-auth", "own.auth", "--peer-db", "redis://a"})
+                .peerDbAuth,
+            "own.auth");
   EXPECT_EQ(readOptions({}).peerDbAuth, "");
 }
 
-TEST(Options, AuthenticateToNoFile) {
-  EXPECT_EQ(readOptions({"--db-auth", "own.auth", "--peer-db", "file:b"}).peerDbAuth, "");
+TEST(Options, RefuseAPasswordForAPeerThatIsNotNamed) {
+  EXPECT_EQ(complaint({"--peer-db-auth", "x"}), "--peer-db-auth requires --peer-db");
 }
 
 TEST(Options, LookForThePeerWhereTheOwnCellLives) {
@@ -149,11 +159,13 @@ TEST(Options, RefuseAnOptionWithoutItsValueOrGivenTwice) {
 }
 
 TEST(Options, RefuseAnEmptyNameOfAPlace) {
-  for (const char* option : {"--peer-db", "--db-auth", "--peer-db-auth", "--listen", "--agentx",
-                             "--config", "--plugin"}) {
+  for (const char* option :
+       {"--peer-db", "--db-auth", "--listen", "--agentx", "--config", "--plugin"}) {
     EXPECT_EQ(complaint({option, ""}), std::string(option) + ": the value is empty");
   }
   EXPECT_EQ(complaint({"--config", "access.conf", "--listen", ""}), "--listen: the value is empty");
+  EXPECT_EQ(complaint({"--peer-db", "redis://b", "--peer-db-auth", ""}),
+            "--peer-db-auth: the value is empty");
 }
 
 TEST(Options, ExplainEachOptionWithItsDefault) {
