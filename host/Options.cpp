@@ -125,6 +125,12 @@ void checkListening(const Options& options) {
     throw UsageError("--agentx and --listen exclude each other: the master agent listens");
   }
   for (const auto& address : options.listenAddresses) {
+    if (isUnixSocket(address)) {
+      throw UsageError(
+          fmt::format("--listen {}: this agent listens on no Unix socket: whoever connects could "
+                      "have net-snmp delete files; give a udp, udp6, tcp or tcp6 address",
+                      address));
+    }
     if (!options.configurationFile && !isLoopbackAddress(address)) {
       throw UsageError(
           fmt::format("--listen {}: not a loopback address; the built-in access is for "

@@ -92,10 +92,11 @@ TEST(Options, RefuseAPeerOfACellThatIsNoSupervisor) {
 }
 
 TEST(Options, CollectWhatMayBeRepeated) {
-  const Options options = readOptions(
-      {"--listen", "unix:a", "--listen", "unix:b", "--plugin", "/lib/a.so", "--plugin", "/lib/b.so",
-       "--context", "blue", "--context", "red", "--trace", "Snmp=2", "--trace", "MiscSnmp=8"});
-  EXPECT_THAT(options.listenAddresses, ElementsAre("unix:a", "unix:b"));
+  const Options options =
+      readOptions({"--listen", "localhost:1", "--listen", "localhost:2", "--plugin", "/lib/a.so",
+                   "--plugin", "/lib/b.so", "--context", "blue", "--context", "red", "--trace",
+                   "Snmp=2", "--trace", "MiscSnmp=8"});
+  EXPECT_THAT(options.listenAddresses, ElementsAre("localhost:1", "localhost:2"));
   EXPECT_THAT(options.plugins, ElementsAre("/lib/a.so", "/lib/b.so"));
   EXPECT_THAT(options.contexts, ElementsAre("", "blue", "red"));
   EXPECT_THAT(options.traces, ElementsAre(TraceOption{"Snmp", 2}, TraceOption{"MiscSnmp", 8}));
@@ -120,6 +121,14 @@ TEST(Options, RefuseToListenAsASubagent) {
 TEST(Options, RefuseAnOpenAddressWithTheBuiltInAccess) {
   EXPECT_THAT(complaint({"--listen", "udp:127.0.0.1:161", "--listen", "udp:0.0.0.0:161"}),
               testing::AllOf(HasSubstr("--listen udp:0.0.0.0:161"), HasSubstr("--config")));
+}
+
+TEST(Options, RefuseToListenOnAUnixSocket) {
+  for (const char* address : {"unix:/run/agent", "UNIX:agent", "/run/agent"}) {
+    EXPECT_THAT(complaint({"--config", "access.conf", "--listen", address}),
+                testing::AllOf(HasSubstr(address), HasSubstr("Unix socket")));
+    EXPECT_THAT(complaint({"--listen", address}), HasSubstr("Unix socket"));
+  }
 }
 
 TEST(Options, RefuseACellIdOutsideItsRange) {

@@ -50,7 +50,7 @@ class SnmpAgentTest : public testing::Test {
   }
 
   const std::string file_ = fileOfTest();
-  Options options_ = readOptions({"--listen", "unix:" + file_ + ".sock"});
+  Options options_ = readOptions({"--listen", "udp:127.0.0.1:0"});
 };
 
 // A UDP port of 127.0.0.1 that somebody has taken.
@@ -134,8 +134,38 @@ INSTANTIATE_TEST_SUITE_P(
                     BadLine{"createUser u SHA short", "Error: passphrase chosen is below"},
                     BadLine{"sysServices many", "line 2: Error: sysServices is not a number"},
                     BadLine{"sysServices 128", "line 2: Error: sysServices is not a number"},
-                    BadLine{"agentaddress udp:161", "agentaddress: .*--listen"},
-                    BadLine{"master agentx", "master agentx: "}));
+                    BadLine{"agentaddress udp:161", "line 2: Error: agentaddress: .*--listen"},
+                    BadLine{"AgentAddress udp:161", "line 2: Error: AgentAddress: .*--listen"},
+                    BadLine{"master agentx", "line 2: Error: master: "}));
+
+INSTANTIATE_TEST_SUITE_P(
+    WhatIsNotObeyed, BadConfigurationTest,
+    testing::Values(BadLine{"agentuser nobody", "line 2: Error: agentuser: "},
+                    BadLine{"agentgroup nogroup", "line 2: Error: agentgroup: "},
+                    BadLine{"quit yes", "line 2: Error: quit: "},
+                    BadLine{"leave_pidfile yes", "line 2: Error: leave_pidfile: "},
+                    BadLine{"agentXSocket /x", "line 2: Error: agentXSocket: .*--agentx"},
+                    BadLine{"agentXPerms 0770", "line 2: Error: agentXPerms: "},
+                    BadLine{"agentXTimeout 1", "line 2: Error: agentXTimeout: "},
+                    BadLine{"agentXRetries 1", "line 2: Error: agentXRetries: "},
+                    BadLine{"perl print 1;", "line 2: Error: perl: "},
+                    BadLine{"perlInitFile /x", "line 2: Error: perlInitFile: "},
+                    BadLine{"disablePerl yes", "line 2: Error: disablePerl: "},
+                    BadLine{"pduStatsMax 10", "line 2: Error: pduStatsMax: "},
+                    BadLine{"pduStatsThreshold 10", "line 2: Error: pduStatsThreshold: "},
+                    BadLine{"injectHandler debug x", "line 2: Error: injectHandler: "},
+                    BadLine{"certSecName 10 AA:BB --sn u", "line 2: Error: certSecName: "},
+                    BadLine{"snmpTlstmParams p sha1:aa", "line 2: Error: snmpTlstmParams: "},
+                    BadLine{"snmpTlstmAddr a sha1:aa b", "line 2: Error: snmpTlstmAddr: "},
+                    BadLine{"engineBoots 5", "line 2: Error: engineBoots: "},
+                    BadLine{"oldEngineID 0x8000000001", "line 2: Error: oldEngineID: "},
+                    BadLine{"[snmp] persistentDir /tmp", "line 2: Error: persistentDir: "},
+                    BadLine{"[snmp] noPersistentSave no", "line 2: Error: noPersistentSave: "},
+                    BadLine{"[snmp] noPersistentLoad no", "line 2: Error: noPersistentLoad: "},
+                    BadLine{"[snmp] mibs ALL", "line 2: Error: mibs: "},
+                    BadLine{"[snmp] mibdirs /tmp", "line 2: Error: mibdirs: "},
+                    BadLine{"[snmp] mibfile /tmp/x", "line 2: Error: mibfile: "},
+                    BadLine{"[snmp] noTokenWarnings yes", "line 2: Error: noTokenWarnings: "}));
 
 TEST_F(SnmpAgentTest, RefusesAFileThatLetsNobodyIn) {
   configuration("sysLocation rack 3\n");
