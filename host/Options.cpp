@@ -9,6 +9,7 @@
 #include <iterator>
 #include <limits>
 
+#include "host/EngineId.h"
 #include "host/Errors.h"
 #include "host/ListenAddress.h"
 
@@ -43,11 +44,31 @@ CLI::Option* add(CLI::App& app, const char* name, Value& value, const char* type
 // Adds an option for the name of something that must be there; an empty one is a slip, as of a
 // shell variable that is not set.
 template <class Value>
-void addName(CLI::App& app, const char* name, Value& value, const char* type,
-             const std::string& text) {
-  add(app, name, value, type, text)->check([](const std::string& typed) {
+CLI::Option* addName(CLI::App& app, const char* name, Value& value, const char* type,
+                     const std::string& text) {
+  return add(app, name, value, type, text)->check([](const std::string& typed) {
     return std::string(typed.empty() ? "the value is empty" : "");
   });
+}
+
+void addEngine(CLI::App& app, Options& options) {
+  app.add_option_function<std::string>(
+         "--engine-id",
+         [&options](const std::string& typed) {
+           options.engineId = engineIdOfHex(typed);
+           if (!options.engineId) {
+             throw UsageError(fmt::format(
+                 "--engine-id {}: expected 5 to 32 octets in hexadecimal, not all 0 or all ff",
+                 typed));
+           }
+         },
+         "SNMPv3 engine id [from the machine's id and the cell: cloned machines need one each]")
+      ->type_name("HEX")
+      ->option_text("HEX");
+  addName(app, "--state-dir", options.stateDirectory, "DIR",
+          "Where the starts of the SNMPv3 engine are counted [STATE_DIRECTORY of the environment, "
+          "or nowhere]")
+      ->envname("STATE_DIRECTORY");
 }
 
 void describe(CLI::App& app, Options& options, std::vector<std::string>& traces) {
@@ -75,6 +96,7 @@ void describe(CLI::App& app, Options& options, std::vector<std::string>& traces)
       app, "--config", options.configurationFile, "FILE",
       "net-snmp configuration: users, views, communities [built in: read-only, community public, "
       "loopback addresses]");
+  addEngine(app, options);
   addName(app, "--plugin", options.plugins, "FILE",
           fmt::format("Plug-in library; repeatable [{} beside the program]", kDefaultPlugin));
   add(app, "--context", options.contexts, "NAME",
@@ -123,6 +145,9 @@ void checkPeer(const Options& options) {
 void checkListening(const Options& options) {
   if (options.agentxAddress && !options.listenAddresses.empty()) {
     throw UsageError("--agentx and --listen exclude each other: the master agent listens");
+  }
+  if (options.agentxAddress && options.engineId) {
+    throw UsageError("--agentx and --engine-id exclude each other: the engine is the master's");
   }
   for (const auto& address : options.listenAddresses) {
     if (isUnixSocket(address)) {

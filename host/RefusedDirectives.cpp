@@ -25,6 +25,7 @@ constexpr const char* kNoCertificates = "this agent reads no certificates";
 constexpr const char* kNoMibFiles = "this agent reads no MIB files";
 constexpr const char* kNoPersistence = "net-snmp keeps nothing here";
 constexpr const char* kNoStatistics = "nothing shows these statistics";
+constexpr const char* kOwnEngine = "the engine id is this agent's own, or given by --engine-id";
 constexpr const char* kOwnUser = "the process stays the user and group that started it";
 
 constexpr RefusedDirective kRefused[] = {
@@ -48,7 +49,9 @@ constexpr RefusedDirective kRefused[] = {
     {nullptr, "snmpTlstmParams", kNoCertificates},
     {nullptr, "snmpTlstmAddr", kNoCertificates},
     {nullptr, "engineBoots", "this agent counts its starts itself"},
-    {nullptr, "oldEngineID", "the engine id is engineID, if not this agent's own"},
+    {nullptr, "oldEngineID", kOwnEngine},
+    {nullptr, "engineIDType", kOwnEngine},
+    {nullptr, "engineIDNic", kOwnEngine},
     {kLibrary, "persistentDir", kNoPersistence},
     {kLibrary, "noPersistentLoad", kNoPersistence},
     {kLibrary, "noPersistentSave", kNoPersistence},

@@ -12,8 +12,8 @@ namespace Host {
 
 // The SNMP agent of the process: net-snmp's libraries from init_agent to shutdown_agent.
 //
-// It reads no configuration but the one named, keeps no state on disk, loads no MIB and refuses
-// every SET. net-snmp does not start a second time without leaks: one a process.
+// It reads no configuration but the one named, keeps no state but the count of its starts, loads no
+// MIB and refuses every SET. net-snmp does not start a second time without leaks: one a process.
 class SnmpAgent {
  public:
   // Starts the agent; `description` is what sysDescr says. A subagent keeps trying to reach its
@@ -36,7 +36,8 @@ class SnmpAgent {
     ~Library();
   };
 
-  void startMaster(const std::string& configurationName);
+  void startMaster(const Options& options);
+  void readConfiguration(const std::string& name);
 
   const Library library_;
   std::unique_ptr<SystemGroup> systemGroup_;

@@ -2,11 +2,15 @@
 
 #include <gmock/gmock.h>
 
+#include <cstdlib>
+#include <string>
+
 #include "host/Errors.h"
 
 namespace Host {
 namespace {
 
+using namespace std::string_literals;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
@@ -131,6 +135,32 @@ TEST(Options, RefuseToListenOnAUnixSocket) {
   }
 }
 
+TEST(Options, TakeTheEngineIdInHexadecimal) {
+  EXPECT_EQ(readOptions({}).engineId, std::nullopt);
+  EXPECT_EQ(readOptions({"--engine-id", "0x80007ED904ab"}).engineId, "\x80\x00\x7e\xd9\x04\xab"s);
+}
+
+TEST(Options, RefuseWhatIsNoEngineId) {
+  for (const char* id : {"", "0x", "80007ed9", "80007ed90", "80007ed9zz", "0000000000"}) {
+    EXPECT_EQ(complaint({"--engine-id", id}),
+              "--engine-id " + std::string(id) +
+                  ": expected 5 to 32 octets in hexadecimal, not all 0 or all ff");
+  }
+}
+
+TEST(Options, LeaveTheEngineToTheMaster) {
+  EXPECT_THAT(complaint({"--agentx", "unix:a", "--engine-id", "8000000001"}),
+              HasSubstr("--agentx and --engine-id exclude each other"));
+}
+
+TEST(Options, KeepStateWhereTheServiceManagerSays) {
+  EXPECT_EQ(readOptions({}).stateDirectory, "");
+  ::setenv("STATE_DIRECTORY", "/var/lib/agent", 1);
+  EXPECT_EQ(readOptions({}).stateDirectory, "/var/lib/agent");
+  EXPECT_EQ(readOptions({"--state-dir", "/elsewhere"}).stateDirectory, "/elsewhere");
+  ::unsetenv("STATE_DIRECTORY");
+}
+
 TEST(Options, RefuseACellIdOutsideItsRange) {
   for (const char* id : {"0", "-1", "4294967296", "one", "1x", ""}) {
     EXPECT_THAT(complaint({"--cell-id", id}), HasSubstr("--cell-id")) << id;
@@ -182,8 +212,8 @@ TEST(Options, ExplainEachOptionWithItsDefault) {
   for (const char* text :
        {"--cell-id N", "[1]", "--cell-type TEXT", "[supervisor]", "--db URL", "[file:kavra.json]",
         "--peer-db URL", "[the same as --db]", "--listen ADDRESS", "[udp:127.0.0.1:1161]",
-        "--agentx ADDRESS", "--config FILE", "--plugin FILE", "[libMiscSnmp.so", "--context NAME",
-        "--trace FACILITY=LEVEL", "--version"}) {
+        "--agentx ADDRESS", "--config FILE", "--engine-id HEX", "--state-dir DIR", "--plugin FILE",
+        "[libMiscSnmp.so", "--context NAME", "--trace FACILITY=LEVEL", "--version"}) {
     EXPECT_THAT(help, HasSubstr(text));
   }
 }

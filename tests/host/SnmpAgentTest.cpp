@@ -30,11 +30,18 @@ std::string fileOfTest() {
 class SnmpAgentTest : public testing::Test {
  protected:
   SnmpAgentTest() { testing::GTEST_FLAG(death_test_style) = "threadsafe"; }
-  ~SnmpAgentTest() override { std::filesystem::remove(file_); }
+  ~SnmpAgentTest() override {
+    std::filesystem::remove(file_);
+    std::filesystem::remove_all(state_);
+  }
 
   void configuration(const std::string& text) {
     std::ofstream(file_) << text;
     options_.configurationFile = file_;
+  }
+  void startsAreCounted() {
+    std::filesystem::create_directory(state_);
+    options_.stateDirectory = state_;
   }
   // Starts an agent and ends it again; exit status 0 when nothing stood in the way.
   [[noreturn]] void startAndExit() {
@@ -50,6 +57,7 @@ class SnmpAgentTest : public testing::Test {
   }
 
   const std::string file_ = fileOfTest();
+  const std::string state_ = file_ + ".state";
   Options options_ = readOptions({"--listen", "udp:127.0.0.1:0"});
 };
 
@@ -101,6 +109,26 @@ TEST_F(SnmpAgentTest, TakesUsersViewsAndCommunitiesFromAFile) {
       "view all included .1\n"
       "rocommunity secret 127.0.0.1\n"
       "sysLocation rack 3\n");
+  startsAreCounted();
+  EXPECT_EXIT(startAndExit(), testing::ExitedWithCode(0), "^$");
+}
+
+TEST_F(SnmpAgentTest, TellsWhatItCostsToCountItsStartsNowhere) {
+  configuration("createUser reader SHA-256 \"a long passphrase\"\nrouser reader auth\n");
+  EXPECT_EXIT(startAndExit(), testing::ExitedWithCode(0),
+              "^norvek-snmpd: no --state-dir: SNMPv3 managers refuse [^\n]*clock[^\n]*\n$");
+  options_.stateDirectory = "/nonexistent";
+  EXPECT_EXIT(startAndExit(), testing::ExitedWithCode(0),
+              "^norvek-snmpd: /nonexistent/engine-boots-1: No such file or directory: SNMPv3 "
+              "managers refuse [^\n]*\n$");
+}
+
+TEST_F(SnmpAgentTest, RefusesTwoEngineIds) {
+  options_.engineId = "\x80\1\2\3\4";
+  startsAreCounted();
+  configuration("rocommunity secret 127.0.0.1\nexactEngineID 0x8001020305\n");
+  EXPECT_EXIT(startAndExit(), testing::ExitedWithCode(1), "engineID is not that of --engine-id\n$");
+  configuration("rocommunity secret 127.0.0.1\nexactEngineID 0x8001020304\n");
   EXPECT_EXIT(startAndExit(), testing::ExitedWithCode(0), "^$");
 }
 
@@ -159,6 +187,8 @@ INSTANTIATE_TEST_SUITE_P(
                     BadLine{"snmpTlstmAddr a sha1:aa b", "line 2: Error: snmpTlstmAddr: "},
                     BadLine{"engineBoots 5", "line 2: Error: engineBoots: "},
                     BadLine{"oldEngineID 0x8000000001", "line 2: Error: oldEngineID: "},
+                    BadLine{"engineIDType 3", "line 2: Error: engineIDType: .*--engine-id"},
+                    BadLine{"engineIDNic eth0", "line 2: Error: engineIDNic: .*--engine-id"},
                     BadLine{"[snmp] persistentDir /tmp", "line 2: Error: persistentDir: "},
                     BadLine{"[snmp] noPersistentSave no", "line 2: Error: noPersistentSave: "},
                     BadLine{"[snmp] noPersistentLoad no", "line 2: Error: noPersistentLoad: "},
