@@ -62,7 +62,8 @@ void SnmpEngine::start() const {
     logLine(
         fmt::format("no machine's id in {}: the SNMPv3 engine id is a new one at each start, and "
                     "keys that are localized to it go out of use; --engine-id gives one",
-                    kMachineId));
+                    kMachineId),
+        LOG_WARNING);
   }
   countStart();
 }
@@ -72,10 +73,10 @@ void SnmpEngine::countStart() const {
   const auto boots = bootsFile_ ? EngineBoots::ofFile(*bootsFile_, now) : EngineBoots::ofClock(now);
   bootsIs(boots.count);
   if (!boots.problem.empty() || (!bootsFile_ && hasUsers())) {
-    logLine(
-        fmt::format("{}: SNMPv3 managers refuse this agent after a start with a clock that was "
-                    "set back",
-                    bootsFile_ ? boots.problem : "no --state-dir"));
+    logLine(fmt::format("{}: SNMPv3 managers refuse this agent after a start with a clock that was "
+                        "set back",
+                        bootsFile_ ? boots.problem : "no --state-dir"),
+            LOG_WARNING);
   }
 }
 

@@ -11,6 +11,7 @@
 #include "host/ActivityPump.h"
 #include "host/Errors.h"
 #include "host/Log.h"
+#include "host/LogPump.h"
 #include "host/NetSnmpEventLoop.h"
 #include "host/Options.h"
 #include "host/PluginHost.h"
@@ -26,12 +27,14 @@ constexpr int kWrongUsage = 2;
 
 void serve(const Host::Options& options) {
   Host::TerminationSignals signals;
+  Qel::traceSinkIs(Host::logTrace);
   Cell::cellIdIs(options.cellId);
   for (const auto& [facility, level] : options.traces) Qel::traceLevelIs(facility, level);
 
   Host::SnmpAgent agent(options,
                         fmt::format("norvek-snmpd, cell {}, {}", options.cellId, options.cellType));
   Host::NetSnmpEventLoop loop;
+  const Host::LogPump logPump(Host::processLog(), loop);
   const auto onSignal = signals.watch(loop, [&loop] { loop.stop(); });
   const Host::ActivityPump pump(loop);
   const Host::StateDatabase database(options, loop);
@@ -58,10 +61,10 @@ int main(int argc, char** argv) {
     std::fputs(answer.text.c_str(), stdout);
     return 0;
   } catch (const Host::UsageError& error) {
-    Host::logLine(fmt::format("{} (see --help)", error.what()));
+    Host::logLine(fmt::format("{} (see --help)", error.what()), LOG_ERR);
     return kWrongUsage;
   } catch (const std::exception& error) {
-    Host::logLine(error.what());
+    Host::logLine(error.what(), LOG_ERR);
     return kFailed;
   }
 }
