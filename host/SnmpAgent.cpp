@@ -73,6 +73,8 @@ SnmpAgent::Library::Library(const Options& options) {
   keepNoState();
   leaveOutModules();
   roleIs(options);
+  // Alarms are run by the event loop, which is not there yet.
+  netsnmp_ds_set_boolean(NETSNMP_DS_LIBRARY_ID, NETSNMP_DS_LIB_ALARM_DONT_USE_SIG, 1);
   // Access is by configuration; a line for each request would drown the log.
   netsnmp_ds_set_boolean(NETSNMP_DS_APPLICATION_ID, NETSNMP_DS_AGENT_DONT_LOG_TCPWRAPPERS_CONNECTS,
                          1);
@@ -90,8 +92,10 @@ SnmpAgent::SnmpAgent(const Options& options, const std::string& description) : l
   if (!subagent) systemGroup_ = std::make_unique<SystemGroup>(description);
   configuration_ = std::make_unique<SnmpConfiguration>(options.configurationFile);
   if (subagent) {
+    master_ = std::make_unique<AgentxMaster>(*options.agentxAddress);
     init_snmp(kName);
     configuration_->check();
+    master_->tellIfSilent();
   } else {
     startMaster(options);
   }
