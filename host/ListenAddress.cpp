@@ -2,6 +2,7 @@
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
+#include <strings.h>
 #include <sys/socket.h>
 
 #include <algorithm>
@@ -14,7 +15,6 @@ namespace {
 
 constexpr std::array kIpv4Transports{"udp", "tcp"};
 constexpr std::array kIpv6Transports{"udp6", "udpv6", "udpipv6", "tcp6", "tcpv6", "tcpipv6"};
-constexpr std::array kLocalTransports{"unix"};
 
 template <class Transports>
 bool isOneOf(const Transports& transports, std::string_view transport) {
@@ -26,8 +26,7 @@ std::pair<std::string_view, std::string_view> split(std::string_view address) {
   const auto colon = address.find(':');
   if (colon != std::string_view::npos) {
     const auto transport = address.substr(0, colon);
-    if (isOneOf(kIpv4Transports, transport) || isOneOf(kIpv6Transports, transport) ||
-        isOneOf(kLocalTransports, transport)) {
+    if (isOneOf(kIpv4Transports, transport) || isOneOf(kIpv6Transports, transport)) {
       return {transport, address.substr(colon + 1)};
     }
   }
@@ -52,9 +51,15 @@ bool isIpv6Loopback(std::string_view endpoint) {
 
 }  // namespace
 
+bool isUnixSocket(std::string_view address) {
+  constexpr std::string_view kTransport = "unix:";
+  return address.starts_with('/') ||
+         (address.size() >= kTransport.size() &&
+          ::strncasecmp(address.data(), kTransport.data(), kTransport.size()) == 0);
+}
+
 bool isLoopbackAddress(std::string_view address) {
   const auto [transport, endpoint] = split(address);
-  if (isOneOf(kLocalTransports, transport)) return true;
   return isOneOf(kIpv6Transports, transport) ? isIpv6Loopback(endpoint) : isIpv4Loopback(endpoint);
 }
 

@@ -1,18 +1,99 @@
 #include "host/Log.h"
 
+#include <fmt/format.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
-#include <string>
+#include <cstdlib>
+#include <utility>
+#include <vector>
 
 #include "Qel/Escape.h"
 
 namespace Host {
+namespace {
 
-void logLine(std::string_view text) {
-  const std::string line = "norvek-snmpd: " + Qel::printableLine(text) + "\n";
-  // One write keeps the lines of several processes apart; a standard error that takes none is no
-  // reason to stop serving.
-  [[maybe_unused]] const auto written = ::write(STDERR_FILENO, line.data(), line.size());
+bool isJournal(int fd, std::string_view journalStream) {
+  struct stat facts {};
+  return !journalStream.empty() && ::fstat(fd, &facts) == 0 &&
+         journalStream == fmt::format("{}:{}", facts.st_dev, facts.st_ino);
+}
+
+std::string_view journalStreamOfEnvironment() {
+  const char* stream = std::getenv("JOURNAL_STREAM");
+  return stream != nullptr ? stream : "";
+}
+
+int severityOf(int traceLevel) {
+  constexpr int kSeverities[] = {LOG_ERR, LOG_NOTICE, LOG_INFO};
+  return traceLevel >= 0 && traceLevel <= 2 ? kSeverities[traceLevel] : LOG_DEBUG;
+}
+
+}  // namespace
+
+Log::Log(int fd, std::string_view journalStream, Now now)
+    : writer_(fd), isJournal_(isJournal(fd, journalStream)), now_(std::move(now)) {}
+
+void Log::line(int severity, std::string_view text, std::string_view event) {
+  const auto now = now_();
+  tell(repetitions_.due(now));
+  if (repetitions_.admits(event, {severity, std::string(text)}, now)) return put(severity, text);
+  wakeUp();
+}
+
+void Log::detail(int severity, std::string_view text) { put(severity, text); }
+
+void Log::tellWhatIsDue() {
+  tell(repetitions_.due(now_()));
+  if (writer_.finish()) tellLeftOut();
+}
+
+void Log::tellAll() {
+  tell(repetitions_.all());
+  if (writer_.finish()) tellLeftOut();
+}
+
+void Log::tell(const std::vector<Repetitions::Line>& lines) {
+  for (const auto& [severity, text] : lines) put(severity, text);
+}
+
+void Log::put(int severity, std::string_view text) {
+  if (tellLeftOut() && writer_.write(formatted(severity, text))) return;
+  ++leftOut_;
+  wakeUp();
+}
+
+bool Log::tellLeftOut() {
+  if (leftOut_ == 0) return true;
+  const auto text = fmt::format("lines left out because nobody read them: {}", leftOut_);
+  if (!writer_.write(formatted(LOG_WARNING, text))) return false;
+  leftOut_ = 0;
+  return true;
+}
+
+std::string Log::formatted(int severity, std::string_view text) const {
+  const auto level = isJournal_ ? fmt::format("<{}>", severity) : std::string();
+  return level + "norvek-snmpd: " + Qel::printableLine(text) + "\n";
+}
+
+void Log::wakeUp() {
+  if (wakeUp_) wakeUp_();
+}
+
+Log& processLog() {
+  // Leaked, so that what is destroyed at the very end may log.
+  static auto* const log = new Log(STDERR_FILENO, journalStreamOfEnvironment());
+  return *log;
+}
+
+void logLine(std::string_view text, int severity) { processLog().line(severity, text); }
+
+void logTrace(const Qel::TraceRecord& record) {
+  const auto text =
+      fmt::format("{} {}: {}", record.facility.view(), record.level, record.text.view());
+  const int severity = severityOf(record.level);
+  if (record.level > 0) return processLog().detail(severity, text);
+  processLog().line(severity, text);
 }
 
 }  // namespace Host

@@ -7,6 +7,7 @@
 #include <net-snmp/net-snmp-config.h>
 #include <net-snmp/net-snmp-includes.h>
 #include <net-snmp/agent/net-snmp-agent-includes.h>
+#include <net-snmp/agent/agent_callbacks.h>
 #include <net-snmp/library/fd_event_manager.h>
 #include <net-snmp/library/lcd_time.h>
 // clang-format on

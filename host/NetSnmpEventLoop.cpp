@@ -24,7 +24,7 @@ using Call = std::shared_ptr<const std::function<void()>>;
 // Never raises into net-snmp: std::terminate() names a bug on standard error, and aborts.
 void logFailureOf(const std::function<void()>& call) noexcept {
   if (const auto failure = Qel::failureOf(call)) {
-    logLine(fmt::format("error in an event's handler: {}", *failure));
+    logLine(fmt::format("error in an event's handler: {}", *failure), LOG_ERR);
   }
 }
 

@@ -2,12 +2,24 @@
 
 #include <syslog.h>
 
+#include <string>
 #include <string_view>
 
 #include "host/Log.h"
 #include "host/NetSnmp.h"
 
 namespace Host {
+
+namespace {
+
+// Of net-snmp's messages, those that differ in numbers alone are one event: ports and counts.
+std::string eventOf(std::string_view text) {
+  std::string event(text);
+  std::erase_if(event, [](char c) { return c >= '0' && c <= '9'; });
+  return event;
+}
+
+}  // namespace
 
 NetSnmpLog::Capture* NetSnmpLog::capture_ = nullptr;
 
@@ -27,7 +39,7 @@ int NetSnmpLog::take(int /*major*/, int /*minor*/, void* message, void* /*unused
   std::string_view text(record->msg);
   while (!text.empty() && text.back() == '\n') text.remove_suffix(1);
   if (capture_ == nullptr) {
-    logLine(text);
+    processLog().line(record->priority, text, eventOf(text));
   } else if (record->priority <= LOG_WARNING && capture_->first_.empty()) {
     capture_->first_ = text;
   }

@@ -9,6 +9,7 @@
 #include <iterator>
 #include <limits>
 
+#include "host/EngineId.h"
 #include "host/Errors.h"
 #include "host/ListenAddress.h"
 #include "host/StatusDoor.h"
@@ -40,11 +41,31 @@ CLI::Option* add(CLI::App& app, const char* name, Value& value, const char* type
 // Adds an option for the name of something that must be there; an empty one is a slip, as of a
 // shell variable that is not set.
 template <class Value>
-void addName(CLI::App& app, const char* name, Value& value, const char* type,
-             const std::string& text) {
-  add(app, name, value, type, text)->check([](const std::string& typed) {
+CLI::Option* addName(CLI::App& app, const char* name, Value& value, const char* type,
+                     const std::string& text) {
+  return add(app, name, value, type, text)->check([](const std::string& typed) {
     return std::string(typed.empty() ? "the value is empty" : "");
   });
+}
+
+void addEngine(CLI::App& app, Options& options) {
+  app.add_option_function<std::string>(
+         "--engine-id",
+         [&options](const std::string& typed) {
+           options.engineId = engineIdOfHex(typed);
+           if (!options.engineId) {
+             throw UsageError(fmt::format(
+                 "--engine-id {}: expected 5 to 32 octets in hexadecimal, not all 0 or all ff",
+                 typed));
+           }
+         },
+         "SNMPv3 engine id [from the machine's id and the cell: cloned machines need one each]")
+      ->type_name("HEX")
+      ->option_text("HEX");
+  addName(app, "--state-dir", options.stateDirectory, "DIR",
+          "Where the starts of the SNMPv3 engine are counted [STATE_DIRECTORY of the environment, "
+          "or nowhere]")
+      ->envname("STATE_DIRECTORY");
 }
 
 void describe(CLI::App& app, Options& options, std::vector<std::string>& traces) {
@@ -62,7 +83,7 @@ void describe(CLI::App& app, Options& options, std::vector<std::string>& traces)
   addName(app, "--db-auth", options.dbAuth, "FILE",
           "Two lines, the user and the password for a Redis server at --db [none]");
   addName(app, "--peer-db-auth", options.peerDbAuth, "FILE",
-          "The same for --peer-db [the same as --db-auth, unless that is a file]");
+          "The same for --peer-db [none: no server is told the password of another]");
   addName(app, "--listen", options.listenAddresses, "ADDRESS",
           fmt::format("Listen there, in net-snmp's transport notation; repeatable [{}]",
                       kDefaultListenAddress));
@@ -72,6 +93,7 @@ void describe(CLI::App& app, Options& options, std::vector<std::string>& traces)
       app, "--config", options.configurationFile, "FILE",
       "net-snmp configuration: users, views, communities [built in: read-only, community public, "
       "loopback addresses]");
+  addEngine(app, options);
   addName(app, "--plugin", options.plugins, "FILE",
           fmt::format("Plug-in library; repeatable [{} beside the program]", kDefaultPlugin));
   add(app, "--context", options.contexts, "NAME",
@@ -115,6 +137,9 @@ void checkContexts(const std::vector<std::string>& contexts) {
 }
 
 void checkPeer(const Options& options) {
+  if (options.peerDb.empty() && !options.peerDbAuth.empty()) {
+    throw UsageError("--peer-db-auth requires --peer-db");
+  }
   if (options.peerDb.empty() || options.cellId == 1 || options.cellId == 2) return;
   throw UsageError(fmt::format(
       "--peer-db: only the supervisors, cells 1 and 2, have a peer, not cell {}", options.cellId));
@@ -124,7 +149,16 @@ void checkListening(const Options& options) {
   if (options.agentxAddress && !options.listenAddresses.empty()) {
     throw UsageError("--agentx and --listen exclude each other: the master agent listens");
   }
+  if (options.agentxAddress && options.engineId) {
+    throw UsageError("--agentx and --engine-id exclude each other: the engine is the master's");
+  }
   for (const auto& address : options.listenAddresses) {
+    if (isUnixSocket(address)) {
+      throw UsageError(
+          fmt::format("--listen {}: this agent listens on no Unix socket: whoever connects could "
+                      "have net-snmp delete files; give a udp, udp6, tcp or tcp6 address",
+                      address));
+    }
     if (!options.configurationFile && !isLoopbackAddress(address)) {
       throw UsageError(
           fmt::format("--listen {}: not a loopback address; the built-in access is for "
@@ -136,9 +170,10 @@ void checkListening(const Options& options) {
 
 void complete(Options& options) {
   for (auto& plugin : options.plugins) plugin = std::filesystem::absolute(plugin).string();
-  const bool peerIsAFile = options.peerDb.starts_with("file:");
   if (options.peerDb.empty()) options.peerDb = options.db;
-  if (options.peerDbAuth.empty() && !peerIsAFile) options.peerDbAuth = options.dbAuth;
+  if (options.peerDb == options.db && options.peerDbAuth.empty()) {
+    options.peerDbAuth = options.dbAuth;  // one server, one user
+  }
   if (options.listenAddresses.empty() && !options.agentxAddress) {
     options.listenAddresses = {kDefaultListenAddress};
   }

@@ -28,10 +28,12 @@ struct Options {
   std::string db = "file:kavra.json";
   std::string peerDb;                        // never empty: the same as `db` by default
   std::string dbAuth;                        // the file with user and password at `db`, or empty
-  std::string peerDbAuth;                    // the same as `dbAuth` by default, for a server
+  std::string peerDbAuth;                    // `dbAuth` where both are one server, or empty
   std::vector<std::string> listenAddresses;  // empty for a subagent
   std::optional<std::string> agentxAddress;  // of the master agent
   std::optional<std::string> configurationFile;  // in place of the built-in access
+  std::optional<std::string> engineId;           // its octets
+  std::string stateDirectory;                    // where the starts are counted, or empty
   std::vector<std::string> plugins;              // files; empty for the one beside the program
   std::vector<std::string> contexts;             // the default context, "", comes first
   std::vector<TraceOption> traces;
@@ -44,8 +46,9 @@ struct Answer {
   std::string text;
 };
 
-// Reads the command line (without the program's name). Raises UsageError for an unknown option, a
-// value outside its range, or options that exclude each other; Answer when the user asks for one.
+// Reads the command line (without the program's name), and STATE_DIRECTORY as the service manager
+// sets it. Raises UsageError for an unknown option, a value outside its range, or options that
+// exclude each other; Answer when the user asks for one.
 Options readOptions(const std::vector<std::string>& arguments);
 
 }  // namespace Host

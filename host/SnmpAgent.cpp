@@ -4,8 +4,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <chrono>
-#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <iterator>
@@ -15,6 +13,7 @@
 #include "host/Errors.h"
 #include "host/NetSnmp.h"
 #include "host/NetSnmpLog.h"
+#include "host/SnmpEngine.h"
 
 namespace Host {
 namespace {
@@ -66,24 +65,6 @@ void roleIs(const Options& options) {
   }
 }
 
-// Managers of SNMPv3 refuse an engine whose boots fall back, and nothing on disk counts them. So
-// the seconds since 2020 count: they grow from start to start, and last until 2088.
-void engineBootsFromClock() {
-  constexpr std::chrono::sys_seconds kFirst =
-      std::chrono::sys_days(std::chrono::year(2020) / std::chrono::January / 1);
-  const auto now = std::chrono::system_clock::now();
-  const auto boots = std::chrono::duration_cast<std::chrono::seconds>(now - kFirst).count();
-  engineBoots_conf("engineBoots", std::to_string(std::max<std::int64_t>(boots, 1)).data());
-  std::size_t length = 0;
-  u_char* engine = snmpv3_generate_engineID(&length);
-  if (engine != nullptr) {
-    set_enginetime(engine, static_cast<u_int>(length),
-                   static_cast<u_int>(snmpv3_local_snmpEngineBoots()),
-                   static_cast<u_int>(snmpv3_local_snmpEngineTime()), 1);
-  }
-  std::free(engine);
-}
-
 }  // namespace
 
 SnmpAgent::Library::Library(const Options& options) {
@@ -92,6 +73,8 @@ SnmpAgent::Library::Library(const Options& options) {
   keepNoState();
   leaveOutModules();
   roleIs(options);
+  // Alarms are run by the event loop, which is not there yet.
+  netsnmp_ds_set_boolean(NETSNMP_DS_LIBRARY_ID, NETSNMP_DS_LIB_ALARM_DONT_USE_SIG, 1);
   // Access is by configuration; a line for each request would drown the log.
   netsnmp_ds_set_boolean(NETSNMP_DS_APPLICATION_ID, NETSNMP_DS_AGENT_DONT_LOG_TCPWRAPPERS_CONNECTS,
                          1);
@@ -109,30 +92,35 @@ SnmpAgent::SnmpAgent(const Options& options, const std::string& description) : l
   if (!subagent) systemGroup_ = std::make_unique<SystemGroup>(description);
   configuration_ = std::make_unique<SnmpConfiguration>(options.configurationFile);
   if (subagent) {
+    master_ = std::make_unique<AgentxMaster>(*options.agentxAddress);
     init_snmp(kName);
     configuration_->check();
+    master_->tellIfSilent();
   } else {
-    startMaster(options.configurationFile.value_or("built-in configuration"));
+    startMaster(options);
   }
 }
 
 SnmpAgent::~SnmpAgent() = default;
 
-void SnmpAgent::startMaster(const std::string& configurationName) {
-  const NetSnmpLog::Capture capture;
-  init_snmp(kName);
-  configuration_->check();
-  if (!capture.first().empty()) {
-    throw StartError(fmt::format("{}: {}", configurationName, capture.first()));
-  }
+void SnmpAgent::startMaster(const Options& options) {
+  const SnmpEngine engine(options);
+  readConfiguration(options.configurationFile.value_or("built-in configuration"));
   // The addresses come later, one by one.
   netsnmp_ds_set_string(NETSNMP_DS_APPLICATION_ID, NETSNMP_DS_AGENT_PORTS, "none");
   if (init_master_agent() != 0) throw StartError("net-snmp's agent did not start");
-  engineBootsFromClock();
+  engine.start();
   systemGroup_->registerScalars();
 }
 
 void SnmpAgent::readConfigurationAgain() { configuration_->readAgain(); }
+
+void SnmpAgent::readConfiguration(const std::string& name) {
+  const NetSnmpLog::Capture capture;
+  init_snmp(kName);
+  configuration_->check();
+  if (!capture.first().empty()) throw StartError(fmt::format("{}: {}", name, capture.first()));
+}
 
 void SnmpAgent::listenAt(const std::vector<std::string>& addresses) {
   for (const std::string& address : addresses) {

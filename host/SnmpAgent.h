@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "host/AgentxMaster.h"
 #include "host/Options.h"
 #include "host/SnmpConfiguration.h"
 #include "host/SystemGroup.h"
@@ -12,12 +13,12 @@ namespace Host {
 
 // The SNMP agent of the process: net-snmp's libraries from init_agent to shutdown_agent.
 //
-// It reads no configuration but the one named, keeps no state on disk, loads no MIB and refuses
-// every SET. net-snmp does not start a second time without leaks: one a process.
+// It reads no configuration but the one named, keeps no state but the count of its starts, loads no
+// MIB and refuses every SET. net-snmp does not start a second time without leaks: one a process.
 class SnmpAgent {
  public:
-  // Starts the agent; `description` is what sysDescr says. A subagent keeps trying to reach its
-  // master. Raises StartError for a configuration that cannot be obeyed.
+  // Starts the agent; `description` is what sysDescr says. A subagent keeps asking its
+  // master, and logs that it does. Raises StartError for a configuration that cannot be obeyed.
   SnmpAgent(const Options& options, const std::string& description);
   SnmpAgent(const SnmpAgent&) = delete;
   SnmpAgent& operator=(const SnmpAgent&) = delete;
@@ -41,11 +42,13 @@ class SnmpAgent {
     ~Library();
   };
 
-  void startMaster(const std::string& configurationName);
+  void startMaster(const Options& options);
+  void readConfiguration(const std::string& name);
 
   const Library library_;
   std::unique_ptr<SystemGroup> systemGroup_;
   std::unique_ptr<SnmpConfiguration> configuration_;
+  std::unique_ptr<AgentxMaster> master_;  // of a subagent
 };
 
 }  // namespace Host

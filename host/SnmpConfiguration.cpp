@@ -11,6 +11,7 @@
 #include "host/Errors.h"
 #include "host/NetSnmp.h"
 #include "host/NetSnmpLog.h"
+#include "host/RefusedDirectives.h"
 
 namespace Host {
 namespace {
@@ -99,6 +100,7 @@ void SnmpConfiguration::readFile(int when) {
   if (const std::string reason = obstacle(*file_); !reason.empty()) {
     return note(fmt::format("{}: {}", *file_, reason));
   }
+  refuseWhatIsNotObeyed();
   const NetSnmpLog::Capture capture;
   const char* type = netsnmp_ds_get_string(NETSNMP_DS_LIBRARY_ID, NETSNMP_DS_LIB_APPTYPE);
   if (auto* handlers = read_config_get_handlers(type)) {
@@ -130,12 +132,6 @@ void SnmpConfiguration::readAgain() {
 void SnmpConfiguration::check() const {
   if (!firstError_.empty()) throw StartError(firstError_);
   if (!file_ || isSubagent()) return;
-  if (netsnmp_ds_get_string(NETSNMP_DS_APPLICATION_ID, NETSNMP_DS_AGENT_PORTS) != nullptr) {
-    throw StartError(fmt::format("{}: agentaddress: addresses are given with --listen", *file_));
-  }
-  if (netsnmp_ds_get_boolean(NETSNMP_DS_APPLICATION_ID, NETSNMP_DS_AGENT_AGENTX_MASTER) != 0) {
-    throw StartError(fmt::format("{}: master agentx: this agent takes no subagents", *file_));
-  }
   if (vacm_is_configured() == 0) {
     throw StartError(fmt::format("{}: lets nobody in: no community or user may read", *file_));
   }

@@ -131,7 +131,7 @@ std::unique_ptr<StatusDoor> statusDoorOf(const Options& options, Qel::EventLoop&
   try {
     return std::make_unique<StatusDoor>(path, loop, std::move(text));
   } catch (const StartError& error) {
-    logLine(error.what());
+    logLine(error.what(), LOG_WARNING);
     return nullptr;
   }
 }

@@ -11,6 +11,7 @@
 #include "host/ActivityPump.h"
 #include "host/Errors.h"
 #include "host/Log.h"
+#include "host/LogPump.h"
 #include "host/NetSnmpEventLoop.h"
 #include "host/Options.h"
 #include "host/PluginHost.h"
@@ -31,13 +32,15 @@ constexpr int kFailed = 1;
 constexpr int kWrongUsage = 2;
 
 void serve(const Host::Options& options, const Host::SignalEvents& reloadSignals) {
-  const Host::TerminationSignals signals;
+  Host::TerminationSignals signals;
+  Qel::traceSinkIs(Host::logTrace);
   Cell::cellIdIs(options.cellId);
   Host::TraceLevels traces(options);
 
   Host::SnmpAgent agent(options,
                         fmt::format("norvek-snmpd, cell {}, {}", options.cellId, options.cellType));
   Host::NetSnmpEventLoop loop;
+  const Host::LogPump logPump(Host::processLog(), loop);
   const auto onSignal = signals.watch(loop, [&loop] { loop.stop(); });
   const Host::ActivityPump pump(loop);
   const Host::StateDatabase database(options, loop);
@@ -68,10 +71,10 @@ int main(int argc, char** argv) {
     std::fputs(answer.text.c_str(), stdout);
     return 0;
   } catch (const Host::UsageError& error) {
-    Host::logLine(fmt::format("{} (see --help)", error.what()));
+    Host::logLine(fmt::format("{} (see --help)", error.what()), LOG_ERR);
     return kWrongUsage;
   } catch (const std::exception& error) {
-    Host::logLine(error.what());
+    Host::logLine(error.what(), LOG_ERR);
     return kFailed;
   }
 }

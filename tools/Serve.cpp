@@ -16,6 +16,7 @@ void serve(const Kavra::StoreUrl& url, const std::string& file,
   if (!std::filesystem::is_regular_file(file, error)) {
     throw CommandError(file + ": " + (error ? error.message() : "not a file"));
   }
+  url.tellIfNotEncrypted();
   Qel::PollEventLoop loop;
   const EndOnSignal endOnSignal(loop);
   const auto publisher = Qel::make<Kavra::Publisher>(

@@ -5,6 +5,7 @@
 
 #include "Kavra/File/Feed.h"
 #include "Kavra/File/Store.h"
+#include "Kavra/KavraTrace.h"
 #include "Kavra/Redis/Address.h"
 #include "Kavra/Redis/ConnectionOptions.h"
 #include "Kavra/Redis/Feed.h"
@@ -47,8 +48,16 @@ Redis::ConnectionOptions StoreUrl::connectionOptions() const {
   return options;
 }
 
+void StoreUrl::tellIfNotEncrypted() const {
+  if (scheme_ == Scheme::file || address().isLocal()) return;
+  trace(0, text_ +
+               ": not encrypted: without a tunnel, user, password and documents can be read on "
+               "the way");
+}
+
 Qel::Ptr<Feed> StoreUrl::feed(Qel::EventLoop& loop, const Qel::Ptr<Qel::Clock const>& clock) const {
   if (scheme_ == Scheme::file) return Qel::make<File::Feed>(place_, loop, clock);
+  tellIfNotEncrypted();
   return Qel::make<Redis::Feed>(connectionOptions(), loop, clock);
 }
 

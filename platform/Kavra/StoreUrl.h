@@ -26,8 +26,10 @@ class StoreUrl {
 
   const std::string& text() const noexcept { return text_; }
 
-  // Opens the live side; `loop` must outlive it. Raises StoreException when the address cannot be
-  // followed at all.
+  // Traces (level 0) that the way to a server beyond this computer is not encrypted.
+  void tellIfNotEncrypted() const;
+  // Opens the live side, and tells if that is not encrypted; `loop` must outlive it. Raises
+  // StoreException when the address cannot be followed at all.
   Qel::Ptr<Feed> feed(Qel::EventLoop& loop, const Qel::Ptr<Qel::Clock const>& clock) const;
   // Opens the database for whole documents. Raises StoreException.
   Qel::Ptr<Store> store(const Qel::Ptr<Qel::Clock const>& clock) const;

@@ -2,11 +2,15 @@
 
 #include <gmock/gmock.h>
 
+#include <cstdlib>
+#include <string>
+
 #include "host/Errors.h"
 
 namespace Host {
 namespace {
 
+using namespace std::string_literals;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
@@ -56,16 +60,26 @@ TEST(Options, TakeEveryValueGiven) {
   EXPECT_THAT(options.listenAddresses, ElementsAre("udp:1161"));
 }
 
-TEST(Options, AuthenticateToThePeersDatabaseAsToTheOwn) {
-  const Options same = readOptions({"--db-auth", "own.auth"});
-  EXPECT_EQ(same.dbAuth, "own.auth");
-  EXPECT_EQ(same.peerDbAuth, "own.auth");
-  EXPECT_EQ(readOptions({"--db-auth", "own.auth", "--peer-db-auth", "x"}).peerDbAuth, "x");
+TEST(Options, KeepThePasswordOfOneServerFromAnother) {
+  const std::vector<std::string> pair{"--db",     "redis://a", "--db-auth",
+                                      "own.auth", "--peer-db", "redis://b"};
+  EXPECT_EQ(readOptions(pair).dbAuth, "own.auth");
+  EXPECT_EQ(readOptions(pair).peerDbAuth, "");
+  std::vector<std::string> both = pair;
+  both.insert(both.end(), {"--peer-db-auth", "own.auth"});
+  EXPECT_EQ(readOptions(both).peerDbAuth, "own.auth");
+}
+
+TEST(Options, AuthenticateOnceToTheOneServerOfBothCells) {
+  EXPECT_EQ(readOptions({"--db", "redis://a", "--db-auth", "own.auth"}).peerDbAuth, "own.auth");
+  EXPECT_EQ(readOptions({"--db", "redis://a", "--db-auth", "own.auth", "--peer-db", "redis://a"})
+                .peerDbAuth,
+            "own.auth");
   EXPECT_EQ(readOptions({}).peerDbAuth, "");
 }
 
-TEST(Options, AuthenticateToNoFile) {
-  EXPECT_EQ(readOptions({"--db-auth", "own.auth", "--peer-db", "file:b"}).peerDbAuth, "");
+TEST(Options, RefuseAPasswordForAPeerThatIsNotNamed) {
+  EXPECT_EQ(complaint({"--peer-db-auth", "x"}), "--peer-db-auth requires --peer-db");
 }
 
 TEST(Options, LookForThePeerWhereTheOwnCellLives) {
@@ -82,10 +96,11 @@ TEST(Options, RefuseAPeerOfACellThatIsNoSupervisor) {
 }
 
 TEST(Options, CollectWhatMayBeRepeated) {
-  const Options options = readOptions(
-      {"--listen", "unix:a", "--listen", "unix:b", "--plugin", "/lib/a.so", "--plugin", "/lib/b.so",
-       "--context", "blue", "--context", "red", "--trace", "Snmp=2", "--trace", "MiscSnmp=8"});
-  EXPECT_THAT(options.listenAddresses, ElementsAre("unix:a", "unix:b"));
+  const Options options =
+      readOptions({"--listen", "localhost:1", "--listen", "localhost:2", "--plugin", "/lib/a.so",
+                   "--plugin", "/lib/b.so", "--context", "blue", "--context", "red", "--trace",
+                   "Snmp=2", "--trace", "MiscSnmp=8"});
+  EXPECT_THAT(options.listenAddresses, ElementsAre("localhost:1", "localhost:2"));
   EXPECT_THAT(options.plugins, ElementsAre("/lib/a.so", "/lib/b.so"));
   EXPECT_THAT(options.contexts, ElementsAre("", "blue", "red"));
   EXPECT_THAT(options.traces, ElementsAre(TraceOption{"Snmp", 2}, TraceOption{"MiscSnmp", 8}));
@@ -110,6 +125,40 @@ TEST(Options, RefuseToListenAsASubagent) {
 TEST(Options, RefuseAnOpenAddressWithTheBuiltInAccess) {
   EXPECT_THAT(complaint({"--listen", "udp:127.0.0.1:161", "--listen", "udp:0.0.0.0:161"}),
               testing::AllOf(HasSubstr("--listen udp:0.0.0.0:161"), HasSubstr("--config")));
+}
+
+TEST(Options, RefuseToListenOnAUnixSocket) {
+  for (const char* address : {"unix:/run/agent", "UNIX:agent", "/run/agent"}) {
+    EXPECT_THAT(complaint({"--config", "access.conf", "--listen", address}),
+                testing::AllOf(HasSubstr(address), HasSubstr("Unix socket")));
+    EXPECT_THAT(complaint({"--listen", address}), HasSubstr("Unix socket"));
+  }
+}
+
+TEST(Options, TakeTheEngineIdInHexadecimal) {
+  EXPECT_EQ(readOptions({}).engineId, std::nullopt);
+  EXPECT_EQ(readOptions({"--engine-id", "0x80007ED904ab"}).engineId, "\x80\x00\x7e\xd9\x04\xab"s);
+}
+
+TEST(Options, RefuseWhatIsNoEngineId) {
+  for (const char* id : {"", "0x", "80007ed9", "80007ed90", "80007ed9zz", "0000000000"}) {
+    EXPECT_EQ(complaint({"--engine-id", id}),
+              "--engine-id " + std::string(id) +
+                  ": expected 5 to 32 octets in hexadecimal, not all 0 or all ff");
+  }
+}
+
+TEST(Options, LeaveTheEngineToTheMaster) {
+  EXPECT_THAT(complaint({"--agentx", "unix:a", "--engine-id", "8000000001"}),
+              HasSubstr("--agentx and --engine-id exclude each other"));
+}
+
+TEST(Options, KeepStateWhereTheServiceManagerSays) {
+  EXPECT_EQ(readOptions({}).stateDirectory, "");
+  ::setenv("STATE_DIRECTORY", "/var/lib/agent", 1);
+  EXPECT_EQ(readOptions({}).stateDirectory, "/var/lib/agent");
+  EXPECT_EQ(readOptions({"--state-dir", "/elsewhere"}).stateDirectory, "/elsewhere");
+  ::unsetenv("STATE_DIRECTORY");
 }
 
 TEST(Options, RefuseACellIdOutsideItsRange) {
@@ -149,11 +198,13 @@ TEST(Options, RefuseAnOptionWithoutItsValueOrGivenTwice) {
 }
 
 TEST(Options, RefuseAnEmptyNameOfAPlace) {
-  for (const char* option : {"--peer-db", "--db-auth", "--peer-db-auth", "--listen", "--agentx",
-                             "--config", "--plugin"}) {
+  for (const char* option :
+       {"--peer-db", "--db-auth", "--listen", "--agentx", "--config", "--plugin"}) {
     EXPECT_EQ(complaint({option, ""}), std::string(option) + ": the value is empty");
   }
   EXPECT_EQ(complaint({"--config", "access.conf", "--listen", ""}), "--listen: the value is empty");
+  EXPECT_EQ(complaint({"--peer-db", "redis://b", "--peer-db-auth", ""}),
+            "--peer-db-auth: the value is empty");
 }
 
 TEST(Options, ExplainEachOptionWithItsDefault) {
@@ -161,8 +212,8 @@ TEST(Options, ExplainEachOptionWithItsDefault) {
   for (const char* text :
        {"--cell-id N", "[1]", "--cell-type TEXT", "[supervisor]", "--db URL", "[file:kavra.json]",
         "--peer-db URL", "[the same as --db]", "--listen ADDRESS", "[udp:127.0.0.1:1161]",
-        "--agentx ADDRESS", "--config FILE", "--plugin FILE", "[libMiscSnmp.so", "--context NAME",
-        "--trace FACILITY=LEVEL", "--version"}) {
+        "--agentx ADDRESS", "--config FILE", "--engine-id HEX", "--state-dir DIR", "--plugin FILE",
+        "[libMiscSnmp.so", "--context NAME", "--trace FACILITY=LEVEL", "--version"}) {
     EXPECT_THAT(help, HasSubstr(text));
   }
 }

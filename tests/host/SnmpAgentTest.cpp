@@ -30,11 +30,18 @@ std::string fileOfTest() {
 class SnmpAgentTest : public testing::Test {
  protected:
   SnmpAgentTest() { testing::GTEST_FLAG(death_test_style) = "threadsafe"; }
-  ~SnmpAgentTest() override { std::filesystem::remove(file_); }
+  ~SnmpAgentTest() override {
+    std::filesystem::remove(file_);
+    std::filesystem::remove_all(state_);
+  }
 
   void configuration(const std::string& text) {
     std::ofstream(file_) << text;
     options_.configurationFile = file_;
+  }
+  void startsAreCounted() {
+    std::filesystem::create_directory(state_);
+    options_.stateDirectory = state_;
   }
   // Starts an agent and ends it again; exit status 0 when nothing stood in the way.
   [[noreturn]] void startAndExit() {
@@ -50,7 +57,8 @@ class SnmpAgentTest : public testing::Test {
   }
 
   const std::string file_ = fileOfTest();
-  Options options_ = readOptions({"--listen", "unix:" + file_ + ".sock"});
+  const std::string state_ = file_ + ".state";
+  Options options_ = readOptions({"--listen", "udp:127.0.0.1:0"});
 };
 
 // A UDP port of 127.0.0.1 that somebody has taken.
@@ -101,6 +109,26 @@ TEST_F(SnmpAgentTest, TakesUsersViewsAndCommunitiesFromAFile) {
       "view all included .1\n"
       "rocommunity secret 127.0.0.1\n"
       "sysLocation rack 3\n");
+  startsAreCounted();
+  EXPECT_EXIT(startAndExit(), testing::ExitedWithCode(0), "^$");
+}
+
+TEST_F(SnmpAgentTest, TellsWhatItCostsToCountItsStartsNowhere) {
+  configuration("createUser reader SHA-256 \"a long passphrase\"\nrouser reader auth\n");
+  EXPECT_EXIT(startAndExit(), testing::ExitedWithCode(0),
+              "^norvek-snmpd: no --state-dir: SNMPv3 managers refuse [^\n]*clock[^\n]*\n$");
+  options_.stateDirectory = "/nonexistent";
+  EXPECT_EXIT(startAndExit(), testing::ExitedWithCode(0),
+              "^norvek-snmpd: /nonexistent/engine-boots-1: No such file or directory: SNMPv3 "
+              "managers refuse [^\n]*\n$");
+}
+
+TEST_F(SnmpAgentTest, RefusesTwoEngineIds) {
+  options_.engineId = "\x80\1\2\3\4";
+  startsAreCounted();
+  configuration("rocommunity secret 127.0.0.1\nexactEngineID 0x8001020305\n");
+  EXPECT_EXIT(startAndExit(), testing::ExitedWithCode(1), "engineID is not that of --engine-id\n$");
+  configuration("rocommunity secret 127.0.0.1\nexactEngineID 0x8001020304\n");
   EXPECT_EXIT(startAndExit(), testing::ExitedWithCode(0), "^$");
 }
 
@@ -134,8 +162,40 @@ INSTANTIATE_TEST_SUITE_P(
                     BadLine{"createUser u SHA short", "Error: passphrase chosen is below"},
                     BadLine{"sysServices many", "line 2: Error: sysServices is not a number"},
                     BadLine{"sysServices 128", "line 2: Error: sysServices is not a number"},
-                    BadLine{"agentaddress udp:161", "agentaddress: .*--listen"},
-                    BadLine{"master agentx", "master agentx: "}));
+                    BadLine{"agentaddress udp:161", "line 2: Error: agentaddress: .*--listen"},
+                    BadLine{"AgentAddress udp:161", "line 2: Error: AgentAddress: .*--listen"},
+                    BadLine{"master agentx", "line 2: Error: master: "}));
+
+INSTANTIATE_TEST_SUITE_P(
+    WhatIsNotObeyed, BadConfigurationTest,
+    testing::Values(BadLine{"agentuser nobody", "line 2: Error: agentuser: "},
+                    BadLine{"agentgroup nogroup", "line 2: Error: agentgroup: "},
+                    BadLine{"quit yes", "line 2: Error: quit: "},
+                    BadLine{"leave_pidfile yes", "line 2: Error: leave_pidfile: "},
+                    BadLine{"agentXSocket /x", "line 2: Error: agentXSocket: .*--agentx"},
+                    BadLine{"agentXPerms 0770", "line 2: Error: agentXPerms: "},
+                    BadLine{"agentXTimeout 1", "line 2: Error: agentXTimeout: "},
+                    BadLine{"agentXRetries 1", "line 2: Error: agentXRetries: "},
+                    BadLine{"perl print 1;", "line 2: Error: perl: "},
+                    BadLine{"perlInitFile /x", "line 2: Error: perlInitFile: "},
+                    BadLine{"disablePerl yes", "line 2: Error: disablePerl: "},
+                    BadLine{"pduStatsMax 10", "line 2: Error: pduStatsMax: "},
+                    BadLine{"pduStatsThreshold 10", "line 2: Error: pduStatsThreshold: "},
+                    BadLine{"injectHandler debug x", "line 2: Error: injectHandler: "},
+                    BadLine{"certSecName 10 AA:BB --sn u", "line 2: Error: certSecName: "},
+                    BadLine{"snmpTlstmParams p sha1:aa", "line 2: Error: snmpTlstmParams: "},
+                    BadLine{"snmpTlstmAddr a sha1:aa b", "line 2: Error: snmpTlstmAddr: "},
+                    BadLine{"engineBoots 5", "line 2: Error: engineBoots: "},
+                    BadLine{"oldEngineID 0x8000000001", "line 2: Error: oldEngineID: "},
+                    BadLine{"engineIDType 3", "line 2: Error: engineIDType: .*--engine-id"},
+                    BadLine{"engineIDNic eth0", "line 2: Error: engineIDNic: .*--engine-id"},
+                    BadLine{"[snmp] persistentDir /tmp", "line 2: Error: persistentDir: "},
+                    BadLine{"[snmp] noPersistentSave no", "line 2: Error: noPersistentSave: "},
+                    BadLine{"[snmp] noPersistentLoad no", "line 2: Error: noPersistentLoad: "},
+                    BadLine{"[snmp] mibs ALL", "line 2: Error: mibs: "},
+                    BadLine{"[snmp] mibdirs /tmp", "line 2: Error: mibdirs: "},
+                    BadLine{"[snmp] mibfile /tmp/x", "line 2: Error: mibfile: "},
+                    BadLine{"[snmp] noTokenWarnings yes", "line 2: Error: noTokenWarnings: "}));
 
 TEST_F(SnmpAgentTest, RefusesAFileThatLetsNobodyIn) {
   configuration("sysLocation rack 3\n");
@@ -150,7 +210,9 @@ TEST_F(SnmpAgentTest, RefusesATextThatIsTooLongForItsScalar) {
 
 TEST_F(SnmpAgentTest, GoesOnTryingToReachItsMaster) {
   options_ = readOptions({"--agentx", "unix:/nonexistent/master"});
-  EXPECT_EXIT(startAndExit(), testing::ExitedWithCode(0), "Failed to connect to the agentx master");
+  EXPECT_EXIT(startAndExit(), testing::ExitedWithCode(0),
+              "^norvek-snmpd: no AgentX master answers at unix:/nonexistent/master; it is asked "
+              "again every 15 s\n$");
 }
 
 }  // namespace

@@ -1,6 +1,9 @@
 #!/usr/bin/python3
 """Who may read: the access that is built in, and what a configuration file makes of it."""
 
+import hashlib
+import hmac
+import os
 import re
 import subprocess
 import time
@@ -60,8 +63,7 @@ class Access(support.SystemTest):
     def testEveryLoopbackAddressIsServed(self):
         port = support.freePort()
         agent = self.start("--listen", f"udp6:[::1]:{port}", "--listen", f"tcp:127.0.0.1:{port}",
-                           "--listen", f"unix:{self.path('socket')}", "--listen",
-                           f"udp:127.9.9.9:{port}")
+                           "--listen", f"udp:127.9.9.9:{port}")
         for address in (agent.address, f"udp6:[::1]:{port}", f"tcp:127.0.0.1:{port}",
                         f"udp:127.9.9.9:{port}"):
             self.assertEqual(Manager(address).rows(), self.rows, address)
@@ -104,16 +106,88 @@ class Access(support.SystemTest):
         self.assertNotEqual(result.returncode, 0)
         self.assertIn("Authentication failure", result.stderr + result.stdout)
 
-    def testAUserStaysKnownWhenTheAgentStartsAgain(self):
-        """Managers refuse an engine whose boots fall back: this one's grow without a disk."""
-        configuration = self.write("access.conf", CONFIGURATION + "engineID device-17\n")
+
+def derivedEngine(cell):
+    """The engine id that a cell's agent has on this machine."""
+    with open("/etc/machine-id") as file:
+        machine = file.read().strip().encode()
+    message = f"norvek-snmpd engine of cell {cell}".encode()
+    return bytes.fromhex("80007ed980") + hmac.digest(machine, message, "sha256")[:16]
+
+
+def localized(passphrase, engine):
+    """The key that a manager keeps of a passphrase for one engine (RFC 3414, 2.6), SHA-256."""
+    repeated = (passphrase.encode() * (2**20 // len(passphrase) + 1))[:2**20]
+    key = hashlib.sha256(repeated).digest()
+    return "0x" + hashlib.sha256(key + engine + key).hexdigest()
+
+
+def keysOf(engine):
+    return ("-v3", "-l", "authPriv", "-u", "reader", "-a", "SHA-256", "-x", "AES", "-3k",
+            localized("authentication phrase", engine), "-3K",
+            localized("privacy phrase", engine)[:34])
+
+
+class Engine(support.SystemTest):
+    def setUp(self):
+        super().setUp()
+        self.configuration = self.write("access.conf", CONFIGURATION)
+        self.state = self.path("state")
+        os.mkdir(self.state)
+
+    def startEngine(self, *options, **parameters):
+        return self.start("--config", self.configuration, "--state-dir", self.state, *options,
+                          **parameters)
+
+    def answers(self, agent, access):
+        result = Manager(agent.address, *access).run("snmpget", f"{SYSTEM}.1.0")
+        return result.returncode == 0
+
+    def boots(self, agent):
+        dump = Manager(agent.address, *PRIVATE).run("snmpget", f"{SYSTEM}.1.0", "-Dlcd_set")
+        self.assertEqual(dump.returncode, 0, dump.stderr)
+        return max(map(int, re.findall(r"boots=(\d+)", dump.stderr)))
+
+    def testLocalizedKeysStayValidWhenTheAgentStartsAgain(self):
+        keys = keysOf(derivedEngine(1))
+        for _ in range(2):
+            agent = self.startEngine()
+            self.assertTrue(self.answers(agent, keys))
+            self.assertEqual(agent.stopped(), 0)
+
+    def testEachCellIsAnEngineOfItsOwn(self):
+        agent = self.startEngine(cell=2)
+        self.assertTrue(self.answers(agent, keysOf(derivedEngine(2))))
+        self.assertFalse(self.answers(agent, keysOf(derivedEngine(1))))
+
+    def testAnEngineIdThatIsGivenTakesThePlaceOfTheDerivedOne(self):
+        agent = self.startEngine("--engine-id", "80007ed904" + b"device-17".hex())
+        self.assertTrue(self.answers(agent, keysOf(b"\x80\0\x7e\xd9\4device-17")))
+        self.assertFalse(self.answers(agent, keysOf(derivedEngine(1))))
+
+    def testTheConfigurationMayNameTheEngine(self):
+        self.write("access.conf", CONFIGURATION + "exactEngineID 0x8000000005010203\n")
+        agent = self.startEngine()
+        self.assertTrue(self.answers(agent, keysOf(bytes.fromhex("8000000005010203"))))
+
+    def testBootsGrowWhateverTheClockSays(self):
+        """The file remembers starts of years to come, as after a clock that was set back."""
+        future = int(time.time())
+        with open(os.path.join(self.state, "engine-boots-1"), "w") as file:
+            file.write(f"{future}\n")
+        for boots in (future + 1, future + 2):
+            agent = self.startEngine()
+            self.assertEqual(self.boots(agent), boots)
+            self.assertEqual(agent.stopped(), 0)
+            self.assertEqual(len(agent.said().splitlines()), 1, agent.said())
+
+    def testBootsGrowWithTheClockWhereNothingIsKept(self):
         boots = []
         for _ in range(2):
-            agent = self.start("--config", configuration)
+            agent = self.start("--config", self.configuration)
             second = int(time.time())
-            dump = Manager(agent.address, *PRIVATE).run("snmpget", f"{SYSTEM}.1.0", "-Dlcd_set")
-            self.assertEqual(dump.returncode, 0, dump.stderr)
-            boots.append(max(map(int, re.findall(r"boots=(\d+)", dump.stderr))))
+            self.assertIn("no --state-dir: SNMPv3 managers refuse", agent.said())
+            boots.append(self.boots(agent))
             agent.stopped()
             support.waitFor(lambda: int(time.time()) > second, "another second")
         self.assertGreater(boots[1], boots[0])

@@ -1,7 +1,11 @@
 #!/usr/bin/python3
-"""The agent as a subagent of Debian's snmpd."""
+"""The agent as a subagent: of Debian's snmpd, and of masters that do not answer."""
 
+import contextlib
 import shutil
+import signal
+import socket
+import time
 import unittest
 
 import support
@@ -70,8 +74,99 @@ class Subagent(support.SystemTest):
 
     def testItWaitsForAMasterThatIsNotThere(self):
         agent = self.startSubagent()
-        self.assertIn("Failed to connect to the agentx master", agent.said())
+        self.assertIn(f"no AgentX master answers at {self.socket}; ", agent.said())
         self.assertEqual(agent.stopped(), 0, agent.said())
+
+    def testAMasterThatFallsSilentLaterHoldsUpNoEnd(self):
+        master = self.startMaster()
+        agent = self.startSubagent()
+        support.waitFor(lambda: self.manager.rows(), "the table is shown")
+        master.child.send_signal(signal.SIGSTOP)
+        start = time.monotonic()
+        self.assertEqual(agent.stopped(), 0, agent.said())
+        self.assertLess(time.monotonic() - start, 10)
+        master.child.send_signal(signal.SIGCONT)
+
+
+class SilentMaster(support.SystemTest):
+    """A master that is reached, and says nothing: the subagent starts, obeys and asks again."""
+
+    def setUp(self):
+        super().setUp()
+        self.recordReset(1, CAUSES)
+        # Asked again each second rather than every 15.
+        self.configuration = self.write("agentx.conf", "agentXPingInterval 1\n")
+
+    def listen(self, family, address, backlog=5):
+        listener = socket.socket(family, socket.SOCK_STREAM)
+        self.addCleanup(listener.close)
+        listener.bind(address)
+        listener.listen(backlog)
+        listener.settimeout(support.PATIENCE)
+        return listener
+
+    def startSubagent(self, address):
+        agent = support.Process(self.directory, support.AGENT, "--agentx", address, "--config",
+                                self.configuration)
+        self.addCleanup(agent.close)
+        return agent
+
+    def assertStartsAndObeys(self, address):
+        start = time.monotonic()
+        agent = self.startSubagent(address)
+        support.waitFor(lambda: "serves the master" in agent.said() or agent.hasEnded(), "it runs")
+        self.assertEqual(agent.said().count(f"no AgentX master answers at {address}; "), 1)
+        self.assertLess(time.monotonic() - start, 5)
+        start = time.monotonic()
+        self.assertEqual(agent.stopped(), 0, agent.said())
+        self.assertLess(time.monotonic() - start, 5)
+        self.assertEqual(agent.said().count("\n"), 2, agent.said())
+
+    def testOneThatTakesTheConnection(self):
+        listener = self.listen(socket.AF_INET, ("127.0.0.1", 0))
+        self.assertStartsAndObeys(f"tcp:127.0.0.1:{listener.getsockname()[1]}")
+
+    def testOneThatTakesNoConnectionEither(self):
+        """Whose queue is full: the kernel lets another one wait, for minutes."""
+        listener = self.listen(socket.AF_INET, ("127.0.0.1", 0), backlog=0)
+        self.crowd(socket.AF_INET, listener.getsockname())
+        self.assertStartsAndObeys(f"tcp:127.0.0.1:{listener.getsockname()[1]}")
+
+    def testOneBehindAUnixSocketWhoseQueueIsFull(self):
+        path = self.path("master")
+        self.listen(socket.AF_UNIX, path, backlog=0)
+        self.crowd(socket.AF_UNIX, path)
+        self.assertStartsAndObeys(f"unix:{path}")
+
+    def crowd(self, family, address):
+        """Connects until nobody gets in any more."""
+        for _ in range(20):
+            visitor = socket.socket(family, socket.SOCK_STREAM)
+            self.addCleanup(visitor.close)
+            visitor.settimeout(0.2)
+            try:
+                visitor.connect(address)
+            except OSError:
+                return
+        self.fail("the queue is not full")
+
+    def testASignalIsObeyedWhileTheFirstAttemptLasts(self):
+        listener = self.listen(socket.AF_INET, ("127.0.0.1", 0))
+        agent = self.startSubagent(f"tcp:127.0.0.1:{listener.getsockname()[1]}")
+        connection, _ = listener.accept()
+        with contextlib.closing(connection):
+            start = time.monotonic()
+            self.assertEqual(agent.stopped(signal.SIGTERM), 0, agent.said())
+            self.assertLess(time.monotonic() - start, 5)
+
+    def testItIsAskedAgain(self):
+        listener = self.listen(socket.AF_INET, ("127.0.0.1", 0))
+        self.startSubagent(f"tcp:127.0.0.1:{listener.getsockname()[1]}")
+        for _ in range(3):
+            connection, _ = listener.accept()
+            connection.settimeout(support.PATIENCE)
+            self.assertEqual(connection.recv(2), b"\x01\x01")  # AgentX version 1, Open
+            connection.close()
 
 
 if __name__ == "__main__":

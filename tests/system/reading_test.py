@@ -230,7 +230,7 @@ class Traces(support.SystemTest):
         key = ("Value('MiscSnmp::ReloadCauseKey', ** {'unitIndex': 1, 'instanceIndex': 0, "
                "'causeIndex': 2})")
         lines = re.sub("0x[0-9a-f]+", "POINTER", agent.said()[before:]).splitlines()
-        self.assertEqual(lines, ["Snmp 2: " + line for line in [
+        self.assertEqual(lines, ["norvek-snmpd: Snmp 2: " + line for line in [
             "norvekReloadCauseTable_get_first_data_point - *hint = POINTER, number_indexes = 3",
             "hint component norvekReloadUnitIndex is '1'",
             "hint component norvekReloadIndex is '0'",
@@ -251,12 +251,12 @@ class Traces(support.SystemTest):
 
     def testAnotherContextIsOfferedAndRefused(self):
         agent = self.start("--context", "blue", "--trace", "Snmp=2")
-        self.assertIn('Snmp 2: initialize_table_norvekReloadCauseTable in context "blue" '
-                      "kavraPathWithContext not specified \n", agent.said())
+        self.assertIn("norvek-snmpd: Snmp 2: initialize_table_norvekReloadCauseTable in context "
+                      '"blue" kavraPathWithContext not specified \n', agent.said())
         self.assertEqual(agent.stopped(), 0)
         for context in ("", "blue"):
-            self.assertIn(f'Snmp 2: Unregistering NorvekGeneralMIB in context "{context}"\n',
-                          agent.said())
+            self.assertIn("norvek-snmpd: Snmp 2: Unregistering NorvekGeneralMIB in context "
+                          f'"{context}"\n', agent.said())
 
     def testNothingButErrorsIsTracedWithoutAWord(self):
         self.recordReset(1, PEER)

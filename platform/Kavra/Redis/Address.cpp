@@ -2,9 +2,11 @@
 
 #include <fmt/format.h>
 #include <netdb.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
 #include <sys/un.h>
 
-#include <sys/socket.h>
+#include <algorithm>
 #include <cstring>
 #include <memory>
 #include <string_view>
@@ -54,6 +56,17 @@ SocketAddress copyOf(const addrinfo& found) {
   return address;
 }
 
+bool isLoopback(const SocketAddress& address) {
+  if (address.storage.ss_family == AF_INET) {
+    sockaddr_in number;
+    std::memcpy(&number, &address.storage, sizeof number);
+    return ntohl(number.sin_addr.s_addr) >> 24 == IN_LOOPBACKNET;
+  }
+  sockaddr_in6 number;
+  std::memcpy(&number, &address.storage, sizeof number);
+  return IN6_IS_ADDR_LOOPBACK(&number.sin6_addr);
+}
+
 }  // namespace
 
 Address Address::ofHost(const std::string& text) {
@@ -90,6 +103,13 @@ bool Address::isNamed() const {
   } catch (const StoreException&) {
     return true;
   }
+}
+
+bool Address::isLocal() const {
+  if (!path_.empty() || host_ == "localhost") return true;
+  if (isNamed()) return false;
+  const auto addresses = resolve(AI_NUMERICHOST);
+  return std::ranges::all_of(addresses, isLoopback);
 }
 
 std::vector<SocketAddress> Address::resolve() const {

@@ -23,6 +23,8 @@ class Address {
   const std::string& text() const noexcept { return text_; }
   // Whether the host is a name, which has to be looked up.
   bool isNamed() const;
+  // Whether it certainly leads to this computer: a path, a loopback number or "localhost".
+  bool isLocal() const;
   // Every address that the host has at the moment, at least one. Whoever asks for a name waits for
   // the look-up; may be called from any thread. Raises StoreException.
   std::vector<SocketAddress> resolve() const;

@@ -15,6 +15,7 @@
 #include "platform/Kavra/DatabaseDirectory.h"
 #include "support/LiveObjects.h"
 #include "support/ProblemOf.h"
+#include "support/TraceRecorder.h"
 
 namespace Kavra {
 namespace {
@@ -45,6 +46,23 @@ TEST_F(StoreUrlTest, OfAServerOpensTheStoreOnRedis) {
     EXPECT_TRUE(Qel::ptrCast<Redis::Store>(url.store(clock_))) << text;
     EXPECT_TRUE(Qel::ptrCast<Redis::Feed>(url.feed(loop_, clock_))) << text;
   }
+}
+
+TEST_F(StoreUrlTest, TellsThatAServerBeyondThisComputerIsNotEncrypted) {
+  const support::TraceRecorder trace;
+  const auto feed = StoreUrl("redis://192.0.2.7:7000").feed(loop_, clock_);
+  EXPECT_THAT(trace.lines(),
+              testing::ElementsAre("Kavra 0: redis://192.0.2.7:7000: not encrypted: without a "
+                                   "tunnel, user, password and documents can be read on the way"));
+}
+
+TEST_F(StoreUrlTest, SaysNothingOfWhatStaysOnThisComputer) {
+  const support::TraceRecorder trace;
+  for (const std::string& text :
+       {std::string("redis://127.0.0.1"), std::string("redis+unix:/run/x"), directory_.url()}) {
+    const auto feed = StoreUrl(text).feed(loop_, clock_);
+  }
+  EXPECT_THAT(trace.lines(), testing::IsEmpty());
 }
 
 TEST_F(StoreUrlTest, RefusesAUserForAFile) {

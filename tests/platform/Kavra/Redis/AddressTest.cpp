@@ -20,5 +20,20 @@ TEST(AddressTest, NumbersAndPathsHaveNot) {
   EXPECT_FALSE(Address::ofPath("/run/redis.sock").isNamed());
 }
 
+TEST(AddressTest, PathsAndLoopbackStayOnThisComputer) {
+  for (const char* host :
+       {"127.0.0.1", "127.9.9.9:7000", "[::1]:6379", "localhost", "localhost:1"}) {
+    EXPECT_TRUE(Address::ofHost(host).isLocal()) << host;
+  }
+  EXPECT_TRUE(Address::ofPath("/run/redis.sock").isLocal());
+}
+
+TEST(AddressTest, WhatMayBeElsewhereDoesNot) {
+  for (const char* host : {"10.0.0.2", "128.0.0.1", "[fe80::1]:6379", "[::ffff:10.0.0.1]",
+                           "supervisor-2", "127.0.0.1.example", "0.0.0.0"}) {
+    EXPECT_FALSE(Address::ofHost(host).isLocal()) << host;
+  }
+}
+
 }  // namespace
 }  // namespace Kavra::Redis
