@@ -1,7 +1,5 @@
 #include "Kavra/Follow.h"
 
-#include <fmt/format.h>
-
 #include <utility>
 
 #include "Kavra/Feed.h"
@@ -33,13 +31,16 @@ void Follow::deliver(const Qel::String& path,
   Qel::String why;
   traceFailure(path, [&] { why = call_(path, checked.get()); });
   if (why.empty()) {
-    if (refusal_.path == path) refusal_ = {};
+    if (refusal_.path != path) return;
+    refusal_ = {};
+    // One that fits no type is refused by the feed now.
+    if (!checked || checked->fits()) traceNoLongerRefused(path, checked != nullptr);
     return;
   }
   const Quarantine refusal{path, why};
   if (refusal == refusal_) return;
   refusal_ = refusal;
-  trace(0, fmt::format("{}: refused: {}", path.view(), why.view()));
+  traceRefused(path, why);
 }
 
 }  // namespace Kavra
