@@ -8,6 +8,7 @@
 #include <string_view>
 #include <utility>
 
+#include "Kavra/DocumentSize.h"
 #include "Kavra/Path.h"
 #include "Qel/Exception.h"
 #include "Qel/Strep.h"
@@ -70,6 +71,7 @@ CheckedDocument::CheckedDocument(const Qel::String& path, Qel::Document found)
     type = typeReader.readText(kAnyLength);
     const Qel::DocumentCodec* codec = findCodec(type);
     if (codec == nullptr) typeReader.fail(unknownType(type).view());
+    (void)valuesOf(document);
     change = codec->decode(document);
   } catch (const Qel::DocumentException& error) {
     misfit = error.text();

@@ -32,13 +32,13 @@ void Feed::load() {
 }
 
 void Feed::takeIn(const DatabaseFile::Content& content) {
-  const Documents documents = file_.parse(content.text);
+  const DatabaseFile::Parsed parsed = file_.parse(content.text);
   lastPublished_ = content.modified;
   if (!problem_.empty()) {
     trace(0, file_.url() + ": is good again");
     problem_.clear();
   }
-  documentsAre(documents);
+  documentsAre(parsed.documents, parsed.problems());
 }
 
 void Feed::problemIs(const std::string& problem) {

@@ -1,15 +1,19 @@
 #include "Kavra/File/Store.h"
 
 #include <algorithm>
+#include <cstddef>
+#include <limits>
 #include <map>
+#include <optional>
 #include <utility>
 
-#include "Kavra/CheckedDocument.h"
 #include "Kavra/FileDescriptor.h"
 
 namespace Kavra::File {
 
 namespace {
+
+constexpr std::size_t kAnyNumber = std::numeric_limits<std::size_t>::max();
 
 // Puts what `edited` holds of `paths` in the place of what `documents` holds of them.
 void merge(Kavra::Store::Documents& documents, const std::vector<Qel::String>& paths,
@@ -18,10 +22,23 @@ void merge(Kavra::Store::Documents& documents, const std::vector<Qel::String>& p
   documents.merge(edited);
 }
 
+// What the file holds, for somebody who is to change it.
+struct Held {
+  explicit Held(const DatabaseFile& file) : content(file.readContent()) {
+    if (content) parsed = file.parse(content->text, kAnyNumber);
+  }
+
+  std::optional<DatabaseFile::Content> content;
+  DatabaseFile::Parsed parsed;  // refers to the content
+};
+
 }  // namespace
 
 Kavra::Store::Documents Store::documents(const Qel::String& prefix) {
-  Documents documents = file_.read();
+  const auto content = file_.readContent();
+  if (!content) return {};
+  const DatabaseFile::Parsed parsed = file_.parse(content->text);
+  Documents documents = withUnreadable(parsed.documents, parsed.problems());
   std::erase_if(documents, [&prefix](const auto& entry) {
     return !entry.first.view().starts_with(prefix.view());
   });
@@ -30,7 +47,8 @@ Kavra::Store::Documents Store::documents(const Qel::String& prefix) {
 
 void Store::transact(const std::vector<Qel::String>& paths, const Edit& edit) {
   const FileDescriptor lock = file_.lock();
-  const Documents before = file_.read();
+  Held held(file_);
+  const Documents before = withUnreadable(held.parsed.documents, held.parsed.problems());
   Documents edited;
   for (const Qel::String& path : paths) {
     if (const auto found = before.find(path); found != before.end()) edited.insert(*found);
@@ -38,7 +56,35 @@ void Store::transact(const std::vector<Qel::String>& paths, const Edit& edit) {
   edit(edited);
   Documents after = before;
   merge(after, paths, std::move(edited));
-  if (after != before) file_.write(after);
+  if (after == before) return;
+  // What could not be read stays as it stood, unless it was edited.
+  auto& unreadable = held.parsed.unreadable;
+  std::erase_if(unreadable, [&](const auto& member) {
+    const auto found = after.find(member.first);
+    return found == after.end() || found->second != before.at(member.first);
+  });
+  for (const auto& [path, member] : unreadable) after.erase(path);
+  held.parsed.documents = std::move(after);
+  file_.needSize(held.parsed);
+  file_.write(held.parsed.documents, unreadable);
+}
+
+bool Store::replace(const Qel::String& path, const Qel::Document* document) {
+  const FileDescriptor lock = file_.lock();
+  Held held(file_);
+  auto& [documents, unreadable] = held.parsed;
+  const auto found = documents.find(path);
+  const bool stood = unreadable.erase(path) > 0 || found != documents.end();
+  if (document == nullptr) {
+    if (!stood) return false;
+    documents.erase(path);
+  } else {
+    if (found != documents.end() && found->second == *document) return true;
+    documents.insert_or_assign(path, *document);
+    file_.needSize(held.parsed);
+  }
+  file_.write(documents, unreadable);
+  return true;
 }
 
 Status Store::status() {
@@ -48,10 +94,8 @@ Status Store::status() {
     status.reachable = true;
     if (!content) return status;
     status.age = std::max(0.0, clock_->now() - content->modified);
-    for (const auto& [path, document] : file_.parse(content->text)) {
-      const CheckedDocument checked(path, document);
-      if (!checked.fits()) status.quarantined.push_back({path, checked.misfit});
-    }
+    const DatabaseFile::Parsed parsed = file_.parse(content->text);
+    addQuarantined(status, parsed.documents, parsed.problems());
   } catch (const StoreException& error) {
     status.reachable = false;
     status.problem = error.text();
