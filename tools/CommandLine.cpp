@@ -20,6 +20,7 @@
 #include "Qel/ActivityManager.h"
 #include "Qel/Clock.h"
 #include "Qel/Escape.h"
+#include "Qel/Limits.h"
 #include "Qel/Number.h"
 #include "Qel/Ptr.h"
 #include "Qel/Types.h"
@@ -33,7 +34,7 @@ namespace Tools {
 
 namespace {
 
-constexpr std::size_t kMostInputBytes = 64U << 20U;
+using Qel::Limits::kMostFileOctets;
 
 U32 u32Of(const char* option, const std::string& text) {
   const auto number = Qel::numberOf<U32>(text);
@@ -77,7 +78,7 @@ std::string readAll(std::istream& in, const std::string& name) {
   char chunk[65536];
   while (in.read(chunk, sizeof chunk), in.gcount() > 0) {
     text.append(chunk, static_cast<std::size_t>(in.gcount()));
-    if (text.size() > kMostInputBytes) throw CommandError(name + ": too long");
+    if (text.size() > kMostFileOctets) throw CommandError(name + ": too long");
   }
   if (in.bad()) throw CommandError(name + ": cannot be read");
   return text;
@@ -87,7 +88,7 @@ std::string readFile(const std::string& name) {
   const Kavra::FileDescriptor file(::open(name.c_str(), O_RDONLY | O_CLOEXEC));
   try {
     if (!file) throw std::system_error(errno, std::generic_category());
-    if (auto text = Kavra::readUpTo(file, kMostInputBytes)) return *std::move(text);
+    if (auto text = Kavra::readUpTo(file, kMostFileOctets)) return *std::move(text);
   } catch (const std::system_error& error) {
     throw CommandError(name + ": " + error.code().message());
   }

@@ -65,15 +65,13 @@ void Commands::get(const std::string& path) {
 
 void Commands::put(const std::string& path, const std::string& json, const std::string& source) {
   const Document document = parsed(json, source);
-  store_->update({Qel::String(path)}, [&](Store::Documents& documents) {
-    documents.insert_or_assign(Qel::String(path), document);
-  });
+  store_->documentIs(Qel::String(path), document);
 }
 
 void Commands::del(const std::string& path) {
-  store_->update({Qel::String(path)}, [&](Store::Documents& documents) {
-    if (documents.erase(Qel::String(path)) == 0) throwNotPublished(path);
-  });
+  if (store_->documentDel(Qel::String(path))) return;
+  Kavra::needPath(Qel::String(path));
+  throwNotPublished(path);
 }
 
 void Commands::edit(const std::string& path, const char* type,

@@ -1,10 +1,14 @@
 #include "Kavra/CheckedDocument.h"
 
 #include <cstddef>
+#include <cstdint>
+#include <functional>
 #include <limits>
 #include <string>
+#include <string_view>
 #include <utility>
 
+#include "Kavra/DocumentSize.h"
 #include "Kavra/Path.h"
 #include "Qel/Exception.h"
 #include "Qel/Strep.h"
@@ -34,6 +38,29 @@ const Qel::DocumentCodec* findCodec(const Qel::String& typeName) {
   return node == nullptr ? nullptr : node->documentCodec();
 }
 
+template <class T>
+bool addHash(std::size_t& sum, const Qel::Document& value) {
+  const T* held = value.as<T>();
+  if (held != nullptr) sum = 31 * sum + std::hash<T>()(*held);
+  return held != nullptr;
+}
+
+std::size_t fingerprintOf(const Qel::Document& value) {
+  std::size_t sum = std::hash<std::string_view>()(value.kind());
+  if (const auto* map = value.as<Qel::Document::Map>()) {
+    for (const auto& [name, member] : *map) {
+      sum = 31 * (31 * sum + std::hash<Qel::String>()(name)) + fingerprintOf(member);
+    }
+  } else if (const auto* list = value.as<Qel::Document::List>()) {
+    for (const Qel::Document& item : *list) sum = 31 * sum + fingerprintOf(item);
+  } else {
+    (void)(addHash<bool>(sum, value) || addHash<std::int64_t>(sum, value) ||
+           addHash<std::uint64_t>(sum, value) || addHash<double>(sum, value) ||
+           addHash<Qel::String>(sum, value));
+  }
+  return sum;
+}
+
 }  // namespace
 
 CheckedDocument::CheckedDocument(const Qel::String& path, Qel::Document found)
@@ -44,9 +71,12 @@ CheckedDocument::CheckedDocument(const Qel::String& path, Qel::Document found)
     type = typeReader.readText(kAnyLength);
     const Qel::DocumentCodec* codec = findCodec(type);
     if (codec == nullptr) typeReader.fail(unknownType(type).view());
+    (void)valuesOf(document);
     change = codec->decode(document);
   } catch (const Qel::DocumentException& error) {
     misfit = error.text();
+    fingerprint = fingerprintOf(document);
+    document = {};
   }
 }
 

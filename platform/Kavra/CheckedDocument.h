@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstddef>
+
 #include "Qel/Document.h"
 #include "Qel/String.h"
 
@@ -8,17 +10,19 @@ namespace Kavra {
 // A document as it was found in a state database, checked once: its path, and the whole of it
 // against the type that it names.
 //
-// It fits when `misfit` is empty: then `change` makes any entity of that type equal to it.
+// It fits when `misfit` is empty: then `change` makes any entity of that type equal to it. Of one
+// that does not, only the type, the reason and what tells it from others are kept.
 struct CheckedDocument {
   // Never raises: what is wrong with the document ends up in `misfit`.
   CheckedDocument(const Qel::String& path, Qel::Document found);
 
   bool fits() const noexcept { return misfit.empty(); }
 
-  Qel::Document document;
-  Qel::String type;  // empty when the document names none
+  Qel::Document document;  // null when it does not fit
+  Qel::String type;        // empty when the document names none
   Qel::DocumentCodec::Change change;
-  Qel::String misfit;  // place and problem
+  Qel::String misfit;           // place and problem
+  std::size_t fingerprint = 0;  // of a misfit; the same for equal documents
 };
 
 // The canonical form of a document that fits its type, in which every store gives it back: what may

@@ -1,7 +1,5 @@
 #include "Kavra/Feed.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <utility>
 #include <vector>
@@ -34,6 +32,7 @@ void Feed::documentsAre(const Documents& documents, const Problems& unreadable) 
   std::vector<Qel::String> changed;
   std::erase_if(entries_, [&](const auto& entry) {
     if (documents.contains(entry.first) || unreadable.contains(entry.first)) return false;
+    if (entry.second.misfit) traceNoLongerRefused(entry.first, false);
     changed.push_back(entry.first);
     return true;
   });
@@ -48,33 +47,38 @@ void Feed::documentsAre(const Documents& documents, const Problems& unreadable) 
 
 bool Feed::take(const Qel::String& path, const Qel::Document& document) {
   Entry& entry = entries_[path];
-  if (entry.latest() && entry.latest()->document == document) return false;
   if (entry.good && entry.good->document == document) {
-    // Back to what is served: there is nothing new to tell.
-    entry.misfit = nullptr;
+    // What is served, perhaps again: there is nothing new to tell.
+    release(entry, path);
     return false;
   }
   CheckedDocument checked(path, document);
-  if (checked.fits()) {
-    entry = {std::make_shared<const CheckedDocument>(std::move(checked)), nullptr};
-  } else {
-    quarantine(entry, path, std::move(checked));
-  }
+  if (!checked.fits()) return quarantine(entry, path, std::move(checked));
+  release(entry, path);
+  entry.good = std::make_shared<const CheckedDocument>(std::move(checked));
   return true;
 }
 
 bool Feed::takeUnreadable(const Qel::String& path, const Qel::String& why) {
-  Entry& entry = entries_[path];
-  if (entry.misfit && entry.misfit->misfit == why) return false;
   CheckedDocument checked(path, {});
   checked.misfit = why;
-  quarantine(entry, path, std::move(checked));
+  return quarantine(entries_[path], path, std::move(checked));
+}
+
+bool Feed::quarantine(Entry& entry, const Qel::String& path, CheckedDocument misfit) {
+  const auto& before = entry.misfit;
+  if (before && before->misfit == misfit.misfit && before->fingerprint == misfit.fingerprint) {
+    return false;
+  }
+  traceRefused(path, misfit.misfit);
+  entry.misfit = std::make_shared<const CheckedDocument>(std::move(misfit));
   return true;
 }
 
-void Feed::quarantine(Entry& entry, const Qel::String& path, CheckedDocument misfit) {
-  trace(0, fmt::format("{}: refused: {}", path.view(), misfit.misfit.view()));
-  entry.misfit = std::make_shared<const CheckedDocument>(std::move(misfit));
+void Feed::release(Entry& entry, const Qel::String& path) {
+  if (!entry.misfit) return;
+  entry.misfit = nullptr;
+  traceNoLongerRefused(path, true);
 }
 
 void Feed::tell(const Qel::String& path) {

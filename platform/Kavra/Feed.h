@@ -20,8 +20,8 @@ namespace Kavra {
 // This base knows no database: a store derives from it and hands in what it sees, whole documents
 // at a time, from the event loop. An equal document is silent. A document that does not fit its
 // type is quarantined: its path keeps the last good one, and one trace (level 0) says what is
-// wrong; the same wrong document is not reported again. What is lost with a connection or a file
-// stays.
+// wrong, another that it is mended or gone; the same wrong document is not reported again, and it
+// is not kept. What is lost with a connection or a file stays.
 //
 // All that changed is taken in before anyone is told of any of it. Followers may follow and let go
 // from inside a call. An exception that leaves a call ends there, as an error trace that names the
@@ -85,7 +85,8 @@ class Feed : public Qel::PtrInterface {
   // True when followers are to be told.
   bool take(const Qel::String& path, const Qel::Document& document);
   bool takeUnreadable(const Qel::String& path, const Qel::String& why);
-  void quarantine(Entry& entry, const Qel::String& path, CheckedDocument misfit);
+  bool quarantine(Entry& entry, const Qel::String& path, CheckedDocument misfit);
+  static void release(Entry& entry, const Qel::String& path);
   void tell(const Qel::String& path);
   // Tells one follower of everything that it covers.
   void tellAll(Follow::Number number);

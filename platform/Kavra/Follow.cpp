@@ -1,7 +1,5 @@
 #include "Kavra/Follow.h"
 
-#include <fmt/format.h>
-
 #include <utility>
 
 #include "Kavra/Feed.h"
@@ -35,13 +33,16 @@ void Follow::deliver(const Qel::String& path,
   withdrawn_ = checked == nullptr && isServing_ && scope_ == Scope::path;
   if (checked != nullptr && checked->fits() && why.empty()) isServing_ = true;
   if (why.empty()) {
-    if (refusal_.path == path) refusal_ = {};
+    if (refusal_.path != path) return;
+    refusal_ = {};
+    // One that fits no type is refused by the feed now.
+    if (!checked || checked->fits()) traceNoLongerRefused(path, checked != nullptr);
     return;
   }
   const Quarantine refusal{path, why};
   if (refusal == refusal_) return;
   refusal_ = refusal;
-  trace(0, fmt::format("{}: refused: {}", path.view(), why.view()));
+  traceRefused(path, why);
 }
 
 }  // namespace Kavra

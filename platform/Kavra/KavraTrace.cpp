@@ -23,6 +23,15 @@ void trace(int level, std::string_view text, const char* file, int line, const c
   }
 }
 
+void traceRefused(const Qel::String& path, const Qel::String& why) {
+  trace(0, fmt::format("{}: refused: {}", path.view(), why.view()));
+}
+
+void traceNoLongerRefused(const Qel::String& path, bool isPublished) {
+  trace(0, fmt::format("{}: no longer refused{}", path.view(),
+                       isPublished ? "" : ": nothing is published there"));
+}
+
 void traceFailure(const Qel::String& path, const std::function<void()>& work) {
   try {
     work();

@@ -10,6 +10,13 @@ namespace Kavra {
 
 namespace {
 
+// The canonical form of a document that is to be published.
+Qel::Document settled(const Qel::String& path, const Qel::Document& document) {
+  const CheckedDocument checked(path, document);
+  if (!checked.fits()) throw StoreException(path + ": " + checked.misfit);
+  return canonicalFormOf(document, checked.type);
+}
+
 // Checks what `edit` has changed, and brings it into its canonical form.
 void settle(const Store::Documents& before, Store::Documents& after,
             const std::vector<Qel::String>& paths) {
@@ -19,9 +26,7 @@ void settle(const Store::Documents& before, Store::Documents& after,
     }
     const auto present = before.find(path);
     if (present != before.end() && present->second == document) continue;
-    const CheckedDocument checked(path, document);
-    if (!checked.fits()) throw StoreException(path + ": " + checked.misfit);
-    document = canonicalFormOf(document, checked.type);
+    document = settled(path, document);
   }
 }
 
@@ -37,6 +42,27 @@ bool Store::documentsAre(const std::vector<Qel::String>& paths, const Documents&
     present = wanted;
   });
   return published;
+}
+
+void Store::documentIs(const Qel::String& path, const Qel::Document& document) {
+  needPath(path);
+  const Qel::Document canonical = settled(path, document);
+  (void)replace(path, &canonical);
+}
+
+Store::Documents Store::withUnreadable(Documents documents, const Problems& unreadable) {
+  for (const auto& [path, why] : unreadable) {
+    documents.emplace(path, Qel::Document::Map{{"unreadable", why}});
+  }
+  return documents;
+}
+
+void Store::addQuarantined(Status& status, const Documents& documents, const Problems& unreadable) {
+  for (const auto& [path, document] : documents) {
+    const CheckedDocument checked(path, document);
+    if (!checked.fits()) status.quarantined.push_back({path, checked.misfit});
+  }
+  for (const auto& [path, why] : unreadable) status.quarantined.push_back({path, why});
 }
 
 Store::Documents Store::canonical(const Documents& documents) {

@@ -27,7 +27,8 @@ class Store : public Qel::PtrInterface {
   using Documents = std::map<Qel::String, Qel::Document>;
   using Edit = std::function<void(Documents&)>;
 
-  // The documents whose paths begin with `prefix`, whether they fit their types or not.
+  // The documents whose paths begin with `prefix`, whether they fit their types or not. In the
+  // place of one that cannot be read stands {"unreadable": why}.
   virtual Documents documents(const Qel::String& prefix) = 0;
 
   // Reads the documents of `paths` (one that is not published is absent), lets `edit` change, add
@@ -37,6 +38,13 @@ class Store : public Qel::PtrInterface {
   // StoreException for a changed document that does not fit its type, RangeException for a path
   // that is not well formed or was not asked for.
   void update(const std::vector<Qel::String>& paths, const Edit& edit);
+
+  // Publishes `document` at `path`, in its canonical form, in the place of whatever stands there,
+  // readable or not. Raises as update() does.
+  void documentIs(const Qel::String& path, const Qel::Document& document);
+  // Takes back whatever stands at `path`, readable or not, and be that no path. False when there is
+  // nothing.
+  bool documentDel(const Qel::String& path) { return replace(path, nullptr); }
 
   // Makes the database hold `documents`, which fit their types, and nothing else at `paths`, where
   // it does not already; a store that lost what it held before is made good. Returns whether
@@ -49,6 +57,14 @@ class Store : public Qel::PtrInterface {
  protected:
   // The documents, which fit their types, as the store gives them back.
   static Documents canonical(const Documents& documents);
+  // What documents() gives where some could not be read, for the reasons in `unreadable`.
+  using Problems = std::map<Qel::String, Qel::String>;
+  static Documents withUnreadable(Documents documents, const Problems& unreadable);
+  // Adds to a status what of the database is refused, and why.
+  static void addQuarantined(Status& status, const Documents& documents,
+                             const Problems& unreadable);
+  // documentIs() for a document in its canonical form, or documentDel() where it is null.
+  virtual bool replace(const Qel::String& path, const Qel::Document* document) = 0;
   // update(), whose `edit` checks what it leaves and brings it into its canonical form.
   virtual void transact(const std::vector<Qel::String>& paths, const Edit& edit) = 0;
 };

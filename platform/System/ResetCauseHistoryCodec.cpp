@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "Qel/FieldReader.h"
+#include "Qel/Limits.h"
 #include "Qel/Number.h"
 #include "Qel/String.h"
 #include "Qel/Types.h"
@@ -25,13 +26,18 @@ namespace {
 
 constexpr char kType[] = "System::ResetCauseHistory";
 
+using Qel::Limits::kMostCauses;
+using Qel::Limits::kMostDescriptionOctets;
+using Qel::Limits::kMostReloads;
+using Qel::Limits::kMostTextOctets;
+
 using Causes = std::vector<ResetCause>;
 using Reloads = std::map<U32, Causes>;
 
 Qel::String readOptionalText(const Qel::DocumentReader& cause, std::string_view name) {
   const Qel::Document* value = cause.optionalMember(name);
   if (value == nullptr) return {};
-  return cause.child(name, *value).readText(ResetCauseHistoryCodec::kMostTextBytes);
+  return cause.child(name, *value).readText(kMostTextOctets);
 }
 
 ResetCause readCause(const Qel::DocumentReader& cause) {
@@ -40,7 +46,7 @@ ResetCause readCause(const Qel::DocumentReader& cause) {
   const double seconds = time.readFiniteNumber();
   if (std::abs(seconds) > ResetCauseHistoryCodec::kMostTime)
     time.fail("outside the range of times");
-  return {cause.member("description").readText(ResetCauseHistoryCodec::kMostTextBytes), seconds,
+  return {cause.member("description").readText(kMostDescriptionOctets), seconds,
           readOptionalText(cause, "recommendedAction"), readOptionalText(cause, "detail")};
 }
 
@@ -59,7 +65,7 @@ U32 readIndex(std::string_view name, const Qel::DocumentReader& reload) {
 Causes readCauses(const Qel::DocumentReader& reload) {
   reload.needOnly({"causeQ"});
   Causes causes;
-  for (const auto& cause : reload.member("causeQ").readList(ResetCauseHistoryCodec::kMostCauses)) {
+  for (const auto& cause : reload.member("causeQ").readList(kMostCauses)) {
     causes.push_back(readCause(cause));
   }
   return causes;
@@ -69,8 +75,7 @@ Reloads readReloads(const Qel::Document& document) {
   const Qel::DocumentReader reader(document);
   reader.needOnly({"type", "rebootHistory"});
   Reloads reloads;
-  for (const auto& [name, reload] :
-       reader.member("rebootHistory").readMap(ResetCauseHistoryCodec::kMostReloads)) {
+  for (const auto& [name, reload] : reader.member("rebootHistory").readMap(kMostReloads)) {
     if (!reloads.emplace(readIndex(name.view(), reload), readCauses(reload)).second) {
       reload.fail("stands twice");
     }
@@ -112,19 +117,27 @@ void addOptionalText(Qel::Document::Map& cause, const char* name, const std::str
   if (!text.empty()) cause.emplace_back(name, Qel::String(text));
 }
 
+std::string takeText(Qel::FieldReader& fields, const std::string& name, std::size_t most) {
+  std::string text = fields.takeText(name);
+  if (text.size() <= most) return text;
+  throw Qel::DocumentException(
+      name, fmt::format("text of {} bytes is longer than {}", text.size(), most));
+}
+
 Qel::Document causeDocument(Qel::FieldReader& fields, const std::string& prefix) {
   Qel::Document::Map cause;
-  cause.emplace_back("description", Qel::String(fields.takeText(prefix + "d")));
+  cause.emplace_back("description",
+                     Qel::String(takeText(fields, prefix + "d", kMostDescriptionOctets)));
   cause.emplace_back("time", fields.takeFiniteNumber(prefix + "t"));
-  addOptionalText(cause, "recommendedAction", fields.takeText(prefix + "a"));
-  addOptionalText(cause, "detail", fields.takeText(prefix + "b"));
+  addOptionalText(cause, "recommendedAction", takeText(fields, prefix + "a", kMostTextOctets));
+  addOptionalText(cause, "detail", takeText(fields, prefix + "b", kMostTextOctets));
   return cause;
 }
 
 Qel::Document reloadDocument(Qel::FieldReader& fields, U32 index) {
   const std::string countName = fmt::format("{}:n", index);
   const U32 count = fields.takeU32(countName);
-  if (count > ResetCauseHistoryCodec::kMostCauses) {
+  if (count > kMostCauses) {
     throw Qel::DocumentException(countName, "more causes than a reload may have");
   }
   Qel::Document::List causes;

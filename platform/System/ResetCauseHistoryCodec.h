@@ -1,6 +1,5 @@
 #pragma once
 
-#include <cstddef>
 #include <string_view>
 
 #include "Qel/Document.h"
@@ -14,7 +13,8 @@ namespace System {
 //  "rebootHistory": {"0": {"causeQ": [{"description": "...", "time": 1700000000.9,
 //                                      "recommendedAction": "...", "detail": "..."}]}}}
 //
-// `description` and `time` are required; the two other texts default to empty. A reload whose index
+// `description` and `time` are required; the two other texts default to empty. Qel/Limits.h tells
+// how many there may be of each, and how long. A reload whose index
 // stays present keeps its ResetInstance: only its causes change, as a whole.
 //
 // Flat fields: "n" reloads, then for each reload index R "R:n" causes, and for each cause C of it
@@ -22,9 +22,6 @@ namespace System {
 // has no field.
 class ResetCauseHistoryCodec final : public Qel::DocumentCodec {
  public:
-  static constexpr std::size_t kMostReloads = 256;
-  static constexpr std::size_t kMostCauses = 65536;  // of one reload
-  static constexpr std::size_t kMostTextBytes = 65536;
   // Times beyond it, either way, are no seconds of any calendar.
   static constexpr double kMostTime = 9.0e15;
 

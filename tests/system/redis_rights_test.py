@@ -15,7 +15,7 @@ READING = [("PING",), ("GET", "kavra:epoch"), ("HGETALL", KEY), ("XINFO", "STREA
            ("XREAD", "COUNT", "1", "STREAMS", "kavra:log", "0"), ("MULTI",)]
 WRITING = [("SET", "kavra:epoch", "x"), ("DEL", "kavra:x"), ("HSET", KEY, "_v", "1"),
            ("HDEL", "kavra:index", "x"), ("XADD", "kavra:log", "*", "k", KEY),
-           ("WATCH", "kavra:epoch"), ("UNWATCH",)]
+           ("EXISTS", KEY), ("WATCH", "kavra:epoch"), ("UNWATCH",)]
 FORBIDDEN = [("FLUSHALL",), ("FLUSHDB",), ("EVAL", "return 1", "0"), ("KEYS", "*"), ("SCAN", "0"),
              ("CONFIG", "GET", "*"), ("ACL", "LIST"), ("SHUTDOWN",),
              ("RENAME", "kavra:epoch", "kavra:x"), ("GET", "other"), ("XADD", "other", "*", "k", "v"),

@@ -2,9 +2,12 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
+#include <functional>
 #include <string>
 #include <vector>
 
+#include "Kavra/Redis/Command.h"
 #include "Program.h"
 #include "platform/Kavra/DatabaseDirectory.h"
 #include "platform/Kavra/Redis/ServerProcess.h"
@@ -85,6 +88,114 @@ TEST(BothStoresTest, GiveTheSameAnswersToTheSameCommands) {
     if (onFile.status == 0) ++good;
   }
   EXPECT_EQ(good, 18);
+}
+
+constexpr char kGoodStatus[] =
+    R"({"type": "Redundancy::RedundancyStatus", "protocol": 1, "switchoverCapable": true})";
+
+// On a database where something stands at "cell/1/x", whatever it is.
+void expectReplacedAndTakenBack(const std::string& url, const std::function<void()>& damage) {
+  const auto kavra = [&url](Words words, const std::string& input = {}) {
+    words.insert(words.begin(), {KAVRA_PROGRAM, "--db", url});
+    return toolstest::run(words, input);
+  };
+  damage();
+  EXPECT_EQ(kavra({"put", "cell/1/x"}, kGoodStatus).err, "");
+  EXPECT_EQ(kavra({"get", "cell/1/x"}).out.find("unreadable"), std::string::npos);
+  EXPECT_EQ(kavra({"del", "cell/1/x"}).err, "");
+  damage();
+  EXPECT_EQ(kavra({"del", "cell/1/x"}).err, "");
+  EXPECT_EQ(kavra({"del", "cell/1/x"}).err, "kavra: cell/1/x is not published\n");
+  EXPECT_EQ(kavra({"ls", "cell/1"}).out, "");
+}
+
+TEST(BothStoresTest, ReplaceAndTakeBackWhateverStandsOnAServer) {
+  const kavratest::ServerProcess server;
+  const std::string key = "kavra:e:cell/1/x";
+  const std::vector<std::vector<Kavra::Redis::Command>> damages = {
+      {{"SET", key, "x"}},
+      {{"LPUSH", key, "x"}},
+      {{"SADD", key, "x"}},
+      {{"ZADD", key, "1", "x"}},
+      {{"XADD", key, "*", "a", "b"}},
+      {{"HSET", key, "n", "1"}},
+      {{"HSET", key, "_v", "1", "_t", "Nonsense"}},
+      // Larger than any reply that is read.
+      {{"SET", key, "x"}, {"SETRANGE", key, "200000000", "x"}},
+      {{"HSET", key, "_v", "1", "big", std::string(110000000, 'x')}},
+  };
+  for (const auto& damage : damages) {
+    SCOPED_TRACE(damage.back()[0] + " " + damage.back()[2]);
+    expectReplacedAndTakenBack(server.url(), [&] {
+      server.command({"DEL", key});
+      for (const auto& command : damage) ASSERT_FALSE(server.command(command).isError());
+    });
+  }
+}
+
+TEST(BothStoresTest, ReplaceAndTakeBackWhateverStandsInAFile) {
+  const kavratest::DatabaseDirectory directory;
+  const std::string other = R"("other": [1, {"type":"Nonsense","type":"Nonsense"}])";
+  std::string numbers = "[1";
+  for (int i = 0; i < 2000000; ++i) numbers += ",1";
+  for (const std::string& damage :
+       {std::string("null"), std::string("123456789012345678901"), std::string(R"({"a":1,"a":1})"),
+        std::string(R"({"type": "Nonsense"})"), std::string(R"({"base64": "x"})"),
+        std::string(R"({"type": "System::ResetCauseHistory", "rebootHistory": 5})"),
+        std::string(40, '[') + std::string(40, ']'), numbers + "]"}) {
+    SCOPED_TRACE(damage.substr(0, 60));
+    expectReplacedAndTakenBack(directory.url(), [&] {
+      directory.write("{" + other + R"(, "cell/1/x": )" + damage + "}");
+    });
+    EXPECT_EQ(directory.read(), "{\n  " + other + "\n}\n");
+  }
+}
+
+TEST(BothStoresTest, TakeBackWhatStandsInAFileUnderNoPath) {
+  const kavratest::DatabaseDirectory directory;
+  for (const std::string path : {"/cell", "a//b", ""}) {
+    directory.write("{\"" + path + "\": 5}");
+    EXPECT_EQ(toolstest::run({KAVRA_PROGRAM, "--db", directory.url(), "del", path}).err, "");
+    EXPECT_EQ(directory.read(), "{}\n");
+  }
+}
+
+TEST(BothStoresTest, LoseNothingOfAFileThatIsNoJson) {
+  const kavratest::DatabaseDirectory directory;
+  const std::string torn = R"({"a": {"type": "Nonsense"}, "b": )";
+  for (const char* command : {"del", "put"}) {
+    directory.write(torn);
+    const Outcome outcome =
+        toolstest::run({KAVRA_PROGRAM, "--db", directory.url(), command, "a"}, kGoodStatus);
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_NE(outcome.err.find("line 1, column 34"), std::string::npos) << outcome.err;
+    EXPECT_EQ(directory.read(), torn);
+  }
+}
+
+TEST(BothStoresTest, RefuseAtTheDoorWhatIsOverALimit) {
+  const kavratest::DatabaseDirectory directory;
+  const kavratest::ServerProcess server;
+  std::string numbers = "[1";
+  for (int i = 0; i < 400000; ++i) numbers += ",1";
+  for (const std::string& url : {directory.url(), server.url()}) {
+    const auto problem = [&url](Words words, const std::string& input = {}) {
+      words.insert(words.begin(), {KAVRA_PROGRAM, "--db", url});
+      return toolstest::run(words, input).err;
+    };
+    const std::string tooLong =
+        "/rebootHistory/0/causeQ/0/description: text of 1025 bytes is "
+        "longer than 1024\n";
+    EXPECT_EQ(problem({"record-reset", "--cell", "1", "--cause", std::string(1025, 'x')}),
+              "kavra: cell/1/sys/reset/history: " + tooLong);
+    EXPECT_EQ(problem({"put", "a"}, R"({"type": "System::ResetCauseHistory", "rebootHistory":)"
+                                    R"( {"0": {"causeQ": [{"time": 1, "description": ")" +
+                                        std::string(1025, 'x') + R"("}]}}})"),
+              "kavra: a: " + tooLong);
+    EXPECT_EQ(problem({"put", "a"}, numbers + "]"),
+              "kavra: standard input: /380000: the document has more than 380000 values\n");
+    EXPECT_EQ(problem({"ls"}), "");
+  }
 }
 
 TEST(BothStoresTest, GiveTheirUserFromAFile) {

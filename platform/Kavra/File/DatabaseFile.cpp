@@ -15,7 +15,9 @@
 #include <system_error>
 #include <thread>
 #include <utility>
+#include <vector>
 
+#include "Kavra/DocumentSize.h"
 #include "Kavra/FileContent.h"
 #include "Kavra/Json/Text.h"
 #include "Kavra/Store.h"
@@ -92,31 +94,58 @@ std::optional<DatabaseFile::Content> DatabaseFile::readContent() const {
   }
 }
 
-DatabaseFile::Documents DatabaseFile::parse(const std::string& text) const {
+DatabaseFile::Parsed DatabaseFile::parse(const std::string& text, std::size_t mostValues) const {
   if (text.empty()) fail("is empty, not the JSON of a database");
-  Qel::Document whole;
+  std::vector<Json::Member> members;
   try {
-    whole = Json::read(text);
+    members = Json::readMembers(text, mostValues);
   } catch (const Json::Exception& error) {
     fail(error.what());
   }
-  const auto* map = whole.as<Qel::Document::Map>();
-  if (map == nullptr) fail(fmt::format("expected a map of documents but found {}", whole.kind()));
-  Documents documents;
-  for (const auto& [path, document] : *map) documents.emplace(path, document);
-  return documents;
+  Parsed parsed;
+  for (Json::Member& member : members) {
+    if (member.problem.empty()) {
+      parsed.documents.emplace(member.name, std::move(member.document));
+    } else {
+      parsed.unreadable.emplace(member.name, std::move(member));
+    }
+  }
+  return parsed;
 }
 
-DatabaseFile::Documents DatabaseFile::read() const {
-  const auto content = readContent();
-  return content ? parse(content->text) : Documents();
+std::map<Qel::String, Qel::String> DatabaseFile::Parsed::problems() const {
+  std::map<Qel::String, Qel::String> problems;
+  for (const auto& [path, member] : unreadable) problems.emplace(path, member.problem);
+  return problems;
 }
 
-void DatabaseFile::write(const Documents& documents) const {
-  Qel::Document::Map map(documents.begin(), documents.end());
+std::size_t DatabaseFile::Parsed::values() const {
+  std::size_t values = 0;
+  for (const auto& [path, document] : documents) values += valuesOf(document);
+  for (const auto& [path, member] : unreadable) values += member.values;
+  return values;
+}
+
+void DatabaseFile::needSize(const Parsed& parsed) const {
+  using Qel::Limits::kMostFileDocuments;
+  using Qel::Limits::kMostFileValues;
+  if (parsed.documents.size() + parsed.unreadable.size() > kMostFileDocuments) {
+    fail(fmt::format("would hold more than {} documents", kMostFileDocuments));
+  }
+  if (parsed.values() > kMostFileValues) {
+    fail(fmt::format("would hold more than {} values", kMostFileValues));
+  }
+}
+
+void DatabaseFile::write(const Documents& documents, const Unreadable& unreadable) const {
+  std::map<Qel::String, std::string> members;
   std::string text;
   try {
-    text = Json::write(std::move(map), Json::Form::pretty) + '\n';
+    for (const auto& [path, document] : documents) {
+      members.emplace(path, Json::write(document, Json::Form::pretty, 1));
+    }
+    for (const auto& [path, member] : unreadable) members.emplace(path, member.text);
+    text = Json::writeMembers(members) + '\n';
   } catch (const Json::Exception& error) {
     fail(error.what());
   }

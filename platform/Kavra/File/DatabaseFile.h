@@ -8,7 +8,9 @@
 #include <string>
 
 #include "Kavra/FileDescriptor.h"
+#include "Kavra/Json/Members.h"
 #include "Qel/Document.h"
+#include "Qel/Limits.h"
 #include "Qel/String.h"
 
 namespace Kavra::File {
@@ -20,7 +22,9 @@ namespace Kavra::File {
 class DatabaseFile {
  public:
   using Documents = std::map<Qel::String, Qel::Document>;
-  static constexpr std::size_t kMostBytes = 64U << 20U;
+  // Those that cannot be kept, by their paths.
+  using Unreadable = std::map<Qel::String, Json::Member>;
+  static constexpr std::size_t kMostBytes = Qel::Limits::kMostFileOctets;
 
   // Raises when the directory does not exist. The file need not.
   explicit DatabaseFile(const std::string& path);
@@ -37,15 +41,25 @@ class DatabaseFile {
     double modified;  // seconds since 1970 UTC
   };
   std::optional<Content> readContent() const;
-  // Raises for a text that is not such a JSON.
-  Documents parse(const std::string& text) const;
-  // An absent file holds no documents.
-  Documents read() const;
+  // What the documents in a text are, and which could not be kept: they refer to the text.
+  struct Parsed {
+    Documents documents;
+    Unreadable unreadable;
+
+    std::map<Qel::String, Qel::String> problems() const;
+    std::size_t values() const;
+  };
+  // Raises for a text that is not such a JSON, or holds more than `mostValues` values.
+  Parsed parse(const std::string& text,
+               std::size_t mostValues = Qel::Limits::kMostFileValues) const;
+  // Raises for more than a reader takes.
+  void needSize(const Parsed& parsed) const;
 
   // Puts a new file in the place of the old one, so that whoever reads finds the one or the other,
   // whole, and with the same owner, group and mode: whoever may not give it these is refused. What
-  // root makes anew belongs to the owner of the directory. The caller holds the lock.
-  void write(const Documents& documents) const;
+  // root makes anew belongs to the owner of the directory. Those that could not be kept are written
+  // as they stood. The caller holds the lock.
+  void write(const Documents& documents, const Unreadable& unreadable = {}) const;
   // Waits a little for another writer. The lock lasts as long as the result. Whoever may replace
   // the file may hold it, whoever came first; others cannot even open the lock file.
   [[nodiscard]] FileDescriptor lock() const;

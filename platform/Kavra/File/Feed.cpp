@@ -61,10 +61,10 @@ void Feed::handleFinding(const Finding& finding) {
 
 void Feed::takeIn(const Finding& finding) {
   try {
-    const Documents documents = finding.file->parse(finding.content->text);
+    const DatabaseFile::Parsed parsed = finding.file->parse(finding.content->text);
     lastPublished_ = finding.content->modified;
     problemDel();
-    documentsAre(documents);
+    documentsAre(parsed.documents, parsed.problems());
   } catch (const StoreException& error) {
     problemIs(Trouble::content, error.what());
   } catch (const std::bad_alloc&) {

@@ -1,10 +1,12 @@
 #include "Kavra/File/Store.h"
 
 #include <algorithm>
+#include <cstddef>
+#include <limits>
 #include <map>
+#include <optional>
 #include <utility>
 
-#include "Kavra/CheckedDocument.h"
 #include "Kavra/File/DatabaseFile.h"
 #include "Kavra/FileDescriptor.h"
 
@@ -12,12 +14,24 @@ namespace Kavra::File {
 
 namespace {
 
+constexpr std::size_t kAnyNumber = std::numeric_limits<std::size_t>::max();
+
 // Puts what `edited` holds of `paths` in the place of what `documents` holds of them.
 void merge(Kavra::Store::Documents& documents, const std::vector<Qel::String>& paths,
            Kavra::Store::Documents edited) {
   for (const Qel::String& path : paths) documents.erase(path);
   documents.merge(edited);
 }
+
+// What the file holds, for somebody who is to change it.
+struct Held {
+  explicit Held(const DatabaseFile& file) : content(file.readContent()) {
+    if (content) parsed = file.parse(content->text, kAnyNumber);
+  }
+
+  std::optional<DatabaseFile::Content> content;
+  DatabaseFile::Parsed parsed;  // refers to the content
+};
 
 }  // namespace
 
@@ -27,7 +41,11 @@ Store::Store(const std::string& path, const Qel::Ptr<Qel::Clock const>& clock)
 }
 
 Kavra::Store::Documents Store::documents(const Qel::String& prefix) {
-  Documents documents = DatabaseFile(path_).read();
+  const DatabaseFile file(path_);
+  const auto content = file.readContent();
+  if (!content) return {};
+  const DatabaseFile::Parsed parsed = file.parse(content->text);
+  Documents documents = withUnreadable(parsed.documents, parsed.problems());
   std::erase_if(documents, [&prefix](const auto& entry) {
     return !entry.first.view().starts_with(prefix.view());
   });
@@ -37,7 +55,8 @@ Kavra::Store::Documents Store::documents(const Qel::String& prefix) {
 void Store::transact(const std::vector<Qel::String>& paths, const Edit& edit) {
   const DatabaseFile file(path_);
   const FileDescriptor lock = file.lock();
-  const Documents before = file.read();
+  Held held(file);
+  const Documents before = withUnreadable(held.parsed.documents, held.parsed.problems());
   Documents edited;
   for (const Qel::String& path : paths) {
     if (const auto found = before.find(path); found != before.end()) edited.insert(*found);
@@ -45,7 +64,36 @@ void Store::transact(const std::vector<Qel::String>& paths, const Edit& edit) {
   edit(edited);
   Documents after = before;
   merge(after, paths, std::move(edited));
-  if (after != before) file.write(after);
+  if (after == before) return;
+  // What could not be read stays as it stood, unless it was edited.
+  auto& unreadable = held.parsed.unreadable;
+  std::erase_if(unreadable, [&](const auto& member) {
+    const auto found = after.find(member.first);
+    return found == after.end() || found->second != before.at(member.first);
+  });
+  for (const auto& [path, member] : unreadable) after.erase(path);
+  held.parsed.documents = std::move(after);
+  file.needSize(held.parsed);
+  file.write(held.parsed.documents, unreadable);
+}
+
+bool Store::replace(const Qel::String& path, const Qel::Document* document) {
+  const DatabaseFile file(path_);
+  const FileDescriptor lock = file.lock();
+  Held held(file);
+  auto& [documents, unreadable] = held.parsed;
+  const auto found = documents.find(path);
+  const bool stood = unreadable.erase(path) > 0 || found != documents.end();
+  if (document == nullptr) {
+    if (!stood) return false;
+    documents.erase(path);
+  } else {
+    if (found != documents.end() && found->second == *document) return true;
+    documents.insert_or_assign(path, *document);
+    file.needSize(held.parsed);
+  }
+  file.write(documents, unreadable);
+  return true;
 }
 
 Status Store::status() {
@@ -56,10 +104,8 @@ Status Store::status() {
     status.reachable = true;
     if (!content) return status;
     status.age = std::max(0.0, clock_->now() - content->modified);
-    for (const auto& [path, document] : file.parse(content->text)) {
-      const CheckedDocument checked(path, document);
-      if (!checked.fits()) status.quarantined.push_back({path, checked.misfit});
-    }
+    const DatabaseFile::Parsed parsed = file.parse(content->text);
+    addQuarantined(status, parsed.documents, parsed.problems());
   } catch (const StoreException& error) {
     status.reachable = false;
     status.problem = error.text();

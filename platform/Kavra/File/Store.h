@@ -15,8 +15,8 @@ namespace Kavra::File {
 // Each operation is on the file that the path leads to at that moment.
 //
 // A file that does not parse is never replaced: every operation but status() says what is wrong
-// with it. Documents that do not fit their types stay in it as they are until somebody replaces
-// them.
+// with it. Documents that do not fit their types, or are too large to be read, stay in it as they
+// are until somebody replaces them.
 class Store final : public Kavra::Store {
  public:
   // Raises StoreException when the directory does not exist.
@@ -26,6 +26,7 @@ class Store final : public Kavra::Store {
   Status status() override;
 
  protected:
+  bool replace(const Qel::String& path, const Qel::Document* document) override;
   void transact(const std::vector<Qel::String>& paths, const Edit& edit) override;
 
  private:

@@ -4,12 +4,12 @@
 #include <string_view>
 
 #include "Kavra/Json/Base64.h"
+#include "Qel/Limits.h"
 
 namespace Kavra::Json {
 
 namespace {
 
-constexpr std::size_t kMostLevels = 32;
 constexpr std::size_t kMostProblemBytes = 240;
 constexpr char kBase64[] = "base64";
 
@@ -34,7 +34,12 @@ bool Reader::number_float(double value, const std::string& text) {
   return put(value);
 }
 
-bool Reader::string(std::string& value) { return put(Qel::String(value)); }
+bool Reader::string(std::string& value) {
+  // It may stand for a text of other octets; the end of the map will tell.
+  const bool mayStand = !levels_.empty() && levels_.back().isMap && levels_.back().map.empty() &&
+                        levels_.back().name == kBase64;
+  return mayStand ? keep(Qel::String(value)) : put(Qel::String(value));
+}
 
 bool Reader::binary(nlohmann::json::binary_t& /*value*/) {
   return fail("binary values are no JSON");
@@ -52,9 +57,13 @@ bool Reader::key(std::string& name) {
 bool Reader::end_object() {
   Qel::Document::Map map = std::move(levels_.back().map);
   levels_.pop_back();
-  const bool isText = map.size() == 1 && map.front().first == kBase64;
-  const auto* text = isText ? map.front().second.as<Qel::String>() : nullptr;
+  const bool mayStand = !map.empty() && map.front().first == kBase64;
+  const auto* text = mayStand ? map.front().second.as<Qel::String>() : nullptr;
   if (text == nullptr) return put(std::move(map));
+  if (map.size() > 1) {
+    if (!size_.add(map.front().first.bytes() + text->bytes())) return fail(size_.problem());
+    return put(std::move(map));
+  }
   const auto octets = ofBase64(text->view());
   return octets ? put(Qel::String(*octets)) : fail("not the base64 form of a text");
 }
@@ -76,6 +85,13 @@ bool Reader::parse_error(std::size_t /*position*/, const std::string& /*token*/,
 }
 
 bool Reader::put(Qel::Document value) {
+  const bool isMember = !levels_.empty() && levels_.back().isMap;
+  const std::size_t nameOctets = isMember ? levels_.back().name.bytes() : 0;
+  if (!size_.add(nameOctets + octetsOf(value))) return fail(size_.problem());
+  return keep(std::move(value));
+}
+
+bool Reader::keep(Qel::Document value) {
   if (levels_.empty()) {
     root_ = std::move(value);
   } else if (Level& level = levels_.back(); level.isMap) {
@@ -87,8 +103,8 @@ bool Reader::put(Qel::Document value) {
 }
 
 bool Reader::open(bool isMap) {
-  if (levels_.size() == kMostLevels) {
-    return fail("nested deeper than " + std::to_string(kMostLevels) + " levels");
+  if (levels_.size() == Qel::Limits::kMostLevels) {
+    return fail("nested deeper than " + std::to_string(Qel::Limits::kMostLevels) + " levels");
   }
   levels_.push_back(Level{.isMap = isMap});
   return true;

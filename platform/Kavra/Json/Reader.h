@@ -8,17 +8,22 @@
 #include <utility>
 #include <vector>
 
+#include "Kavra/DocumentSize.h"
 #include "Qel/Document.h"
 #include "Qel/String.h"
 
 namespace Kavra::Json {
 
-// Builds a document from the events of a JSON parser. Each event handler returns whether to go on;
-// after a refusal, problem() says what and where. For use inside this room: it shows the parser.
+// Builds a document from the events of a JSON parser, and refuses one that is larger than a
+// document may be (see Qel/Limits.h) at the first value that is too much. Each event handler
+// returns whether to go on; after a refusal, problem() says what and where. For use inside this
+// room: it shows the parser.
 class Reader final : public nlohmann::json_sax<nlohmann::json> {
  public:
   const std::string& problem() const noexcept { return problem_; }
   Qel::Document takeDocument() { return std::move(root_); }
+  // How many have begun so far.
+  std::size_t values() const noexcept { return size_.values() + levels_.size(); }
 
   bool null() override;
   bool boolean(bool value) override;
@@ -46,11 +51,14 @@ class Reader final : public nlohmann::json_sax<nlohmann::json> {
   };
 
   bool put(Qel::Document value);
+  // The same for a value that is counted later.
+  bool keep(Qel::Document value);
   bool open(bool isMap);
   bool fail(const std::string& problem);
   std::string place() const;
 
   std::vector<Level> levels_;
+  DocumentSize size_;
   Qel::Document root_;
   std::string problem_;
 };

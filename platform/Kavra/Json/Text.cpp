@@ -21,7 +21,7 @@ constexpr std::size_t kIndent = 2;
 // `depth_` is the number of lists and maps around the present place.
 class Writer {
  public:
-  explicit Writer(Form form) : form_(form) {}
+  Writer(Form form, std::size_t depth) : form_(form), depth_(depth) {}
 
   std::string take() { return std::move(text_); }
 
@@ -104,7 +104,7 @@ class Writer {
   }
 
   const Form form_;
-  std::size_t depth_ = 0;
+  std::size_t depth_;
   std::string text_;
 };
 
@@ -118,8 +118,8 @@ Qel::Document read(std::string_view text) {
   return reader.takeDocument();
 }
 
-std::string write(const Qel::Document& document, Form form) {
-  Writer writer(form);
+std::string write(const Qel::Document& document, Form form, std::size_t levels) {
+  Writer writer(form, levels);
   writer.write(document);
   return writer.take();
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 
@@ -21,7 +22,8 @@ class Exception : public Qel::Exception {
 };
 
 // Reads one document. Besides what is no JSON, raises Exception for a member that stands twice,
-// numbers outside 64 bits (integers) or the range of doubles, and more than 32 levels of nesting.
+// numbers outside 64 bits (integers) or the range of doubles, and what is larger or nested deeper
+// than a document may be (see Qel/Limits.h), without reading on.
 Qel::Document read(std::string_view text);
 
 enum class Form {
@@ -29,7 +31,8 @@ enum class Form {
   pretty,  // a line a member, indented
 };
 // Members in the order of the document, numbers as short as reads back to the same; no line end.
+// Lines are indented as inside so many `levels` of lists and maps.
 // Raises Exception for a number that is not finite or a member name that is not UTF-8.
-std::string write(const Qel::Document& document, Form form);
+std::string write(const Qel::Document& document, Form form, std::size_t levels = 0);
 
 }  // namespace Kavra::Json

@@ -55,6 +55,11 @@ void Connection::needConnected() {
   if (error != 0) failWith("cannot connect", error);
 }
 
+void Connection::commandsAre(const std::vector<Command>& commands) {
+  for (const Command& command : commands) commandIs(command);
+  reader_.mostPartsIs(commands.size());
+}
+
 void Connection::commandIs(const Command& command) {
   std::vector<const char*> texts;
   std::vector<std::size_t> sizes;
@@ -71,14 +76,16 @@ void Connection::commandIs(const Command& command) {
 }
 
 bool Connection::send() {
-  while (!unsent_.empty()) {
-    const ssize_t sent = ::send(fd(), unsent_.data(), unsent_.size(), MSG_NOSIGNAL);
+  while (sent_ < unsent_.size()) {
+    const ssize_t sent = ::send(fd(), unsent_.data() + sent_, unsent_.size() - sent_, MSG_NOSIGNAL);
     if (sent < 0) {
       if (isForNow(errno)) return true;
       failWith("cannot send", errno);
     }
-    unsent_.erase(0, static_cast<std::size_t>(sent));
+    sent_ += static_cast<std::size_t>(sent);
   }
+  unsent_.clear();
+  sent_ = 0;
   return false;
 }
 

@@ -1,11 +1,13 @@
 #pragma once
 
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <string_view>
 
 #include "Kavra/Redis/Reply.h"
 #include "Qel/Document.h"
+#include "Qel/Limits.h"
 #include "Qel/String.h"
 
 // How a document is kept in a Redis server: a hash under "kavra:e:" and its path, with the flat
@@ -17,6 +19,10 @@
 //
 // A hash without _c is taken as it is, so that one can be written by hand.
 namespace Kavra::Redis {
+
+// The most fields that a document of the greatest size has, as of Qel/Limits.h: four for each
+// cause, of which a document has three values at least, and those beside.
+inline constexpr std::size_t kMostFields = Qel::Limits::kMostDocumentValues / 3 * 4 + 8;
 
 // The key of the document at `path`, and the path of a key; nothing for a key of another kind.
 std::string keyOf(const Qel::String& path);

@@ -25,7 +25,7 @@ Link::Link(Qel::EventLoop& loop, const SocketAddress& address, LostCall lost, St
 void Link::requestIs(const std::vector<Command>& commands, AnswerCall answered) {
   QEL_ASSERT(!answered_);
   if (!connection_) return;
-  for (const Command& command : commands) connection_->commandIs(command);
+  connection_->commandsAre(commands);
   expected_ = commands.size();
   answered_ = std::move(answered);
   // While the connection is being made, the loop says when to begin.

@@ -11,15 +11,13 @@
 
 namespace Kavra::Redis {
 
-// What the reply that is being put together may still take.
+// What the reply that is being put together takes, and may take.
 struct RespParser::Allowance {
   std::size_t most;
-  std::size_t taken = 0;
-
-  bool take(std::size_t octets) noexcept {
-    taken += octets;
-    return taken <= most;
-  }
+  std::size_t mostParts = 1;
+  std::size_t parts = 0;    // so far
+  std::size_t ofWhole = 0;  // beside the parts that have their own
+  std::size_t ofPart = 0;   // the present one
 };
 
 namespace {
@@ -45,13 +43,43 @@ Reply* place(const redisReadTask* task, Reply reply) {
   return &siblings.emplace_back(std::move(reply));
 }
 
+// The part that a new reply is in, or the whole; null where it is the whole.
+Reply* homeOf(const redisReadTask* task, bool inPart) noexcept {
+  const redisReadTask* outer = task->parent;
+  if (outer == nullptr) return nullptr;
+  while (outer->parent != nullptr && (!inPart || outer->parent->parent != nullptr)) {
+    outer = outer->parent;
+  }
+  return static_cast<Reply*>(outer->obj);
+}
+
+template <class Allowance>
+Reply* addReply(const redisReadTask* task, Reply reply) {
+  auto* const allowance = static_cast<Allowance*>(task->privdata);
+  const bool isElement = task->parent != nullptr && task->parent->parent == nullptr;
+  const bool isNested = task->parent != nullptr && !isElement;
+  const bool inPart = isNested && allowance->parts <= allowance->mostParts;
+  Reply* const home = homeOf(task, inPart);
+  // What was too large has no elements.
+  if (home != nullptr && home->isError()) return home;
+  if (isElement && reply.isArray()) {
+    ++allowance->parts;
+    allowance->ofPart = 0;
+  }
+  std::size_t& taken = inPart ? allowance->ofPart : allowance->ofWhole;
+  taken += sizeof(Reply) + reply.text.size();
+  if (taken <= allowance->most) return place(task, std::move(reply));
+  Reply tooLarge{Kind::error, 0, fmt::format("larger than {} octets", allowance->most), {}};
+  if (home == nullptr) return place(task, std::move(tooLarge));
+  *home = std::move(tooLarge);
+  return home;
+}
+
 // hiredis is C: no exception may pass through it. Null makes it give the stream up.
 template <class Allowance>
 void* newReply(const redisReadTask* task, Reply reply) noexcept {
   try {
-    auto* const allowance = static_cast<Allowance*>(task->privdata);
-    if (!allowance->take(sizeof(Reply) + reply.text.size())) return nullptr;
-    return place(task, std::move(reply));
+    return addReply<Allowance>(task, std::move(reply));
   } catch (const std::bad_alloc&) {
     return nullptr;
   }
@@ -87,7 +115,7 @@ struct ReplyFunctions {
 }  // namespace
 
 RespParser::RespParser(std::size_t mostOctets)
-    : allowance_(std::make_unique<Allowance>(Allowance{mostOctets})),
+    : allowance_(std::make_unique<Allowance>(Allowance{.most = mostOctets})),
       reader_(redisReaderCreateWithFunctions(ReplyFunctions<Allowance>::table())) {
   if (!reader_) throw std::bad_alloc();
   reader_->privdata = allowance_.get();
@@ -104,20 +132,21 @@ void RespParser::feed(std::string_view octets) {
   redisReaderFeed(reader_.get(), octets.data(), octets.size());
 }
 
+void RespParser::mostPartsIs(std::size_t parts) noexcept { allowance_->mostParts = parts; }
+
 std::optional<Reply> RespParser::take() {
   void* object = nullptr;
   if (redisReaderGetReply(reader_.get(), &object) != REDIS_OK) {
-    if (allowance_->taken > allowance_->most) {
-      throw StoreException(fmt::format("a reply is larger than {} octets", allowance_->most));
-    }
     throw StoreException(fmt::format("not the Redis protocol: {}", reader_->errstr));
   }
   if (object == nullptr) {
-    if (unparsed_ <= allowance_->most) return {};
-    throw StoreException(fmt::format("a reply is larger than {} octets", allowance_->most));
+    // Whatever is whole was taken out: this is part of a single text.
+    if (reader_->len - reader_->pos <= allowance_->most) return {};
+    throw StoreException(fmt::format("a text is larger than {} octets", allowance_->most));
   }
   const std::unique_ptr<Reply> reply(static_cast<Reply*>(object));
-  allowance_->taken = 0;
+  allowance_->parts = 0;
+  allowance_->ofWhole = 0;
   unparsed_ = reader_->len - reader_->pos;
   return std::move(*reply);
 }

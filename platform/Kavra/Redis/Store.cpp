@@ -30,40 +30,17 @@ std::string newEpoch() {
   return fmt::format("{:08x}{:08x}{:08x}{:08x}", random(), random(), random(), random());
 }
 
-// Why a document is too large to be published, or empty.
-std::string sizeProblemOf(const Qel::String& path, const Qel::DocumentCodec::Fields& fields) {
-  std::size_t octets = 0;
-  for (const auto& [name, value] : fields) octets += name.size() + value.size();
-  if (octets <= Store::kMostDocumentOctets) return {};
-  return fmt::format("{}: its fields take {} octets, {} are allowed", path.view(), octets,
-                     Store::kMostDocumentOctets);
-}
+// Servers before 7.0 take no more arguments in one command.
+static_assert(2 * kMostFields + 2 <= std::size_t{1} << 20);
 
 Command hashCommand(const Qel::String& path, const Qel::Document& document) {
   Qel::DocumentCodec::Fields fields = fieldsOf(path, document);
-  if (const auto problem = sizeProblemOf(path, fields); !problem.empty()) {
-    throw StoreException(problem);
-  }
   Command command{"HSET", keyOf(path)};
   for (auto& [name, value] : fields) {
     command.push_back(std::move(name));
     command.push_back(std::move(value));
   }
   return command;
-}
-
-// Takes the documents that are too large out of what is to be published; returns why, or empty.
-template <class Changes>
-std::string takeTooLarge(Changes& changes) {
-  std::string problem;
-  std::erase_if(changes, [&](const auto& change) {
-    const auto& [path, document] = change;
-    if (document == nullptr) return false;
-    const std::string why = sizeProblemOf(path, fieldsOf(path, *document));
-    if (!why.empty()) problem = why;
-    return !why.empty();
-  });
-  return problem;
 }
 
 // What makes the server hold `document` (nothing, where it is null) at `path`.
@@ -137,14 +114,6 @@ Snapshot read(Client& client, const SnapshotRequest& request) {
   client.fail("it changes faster than it can be read");
 }
 
-Kavra::Store::Documents allOf(const Snapshot& snapshot) {
-  Kavra::Store::Documents documents = snapshot.documents;
-  for (const auto& [path, why] : snapshot.unreadable) {
-    documents.emplace(path, Qel::Document::Map{{"unreadable", why}});
-  }
-  return documents;
-}
-
 }  // namespace
 
 Store::Store(ConnectionOptions server, const Qel::Ptr<Qel::Clock const>& clock)
@@ -166,7 +135,8 @@ Snapshot Store::readAll(Client& client, const Qel::String& prefix) {
 
 Kavra::Store::Documents Store::documents(const Qel::String& prefix) {
   Client client(server_);
-  return allOf(readAll(client, prefix));
+  Snapshot snapshot = readAll(client, prefix);
+  return withUnreadable(std::move(snapshot.documents), snapshot.unreadable);
 }
 
 bool Store::documentsAre(const std::vector<Qel::String>& paths, const Documents& documents) {
@@ -177,11 +147,9 @@ bool Store::documentsAre(const std::vector<Qel::String>& paths, const Documents&
   const bool older = !state.problem.empty() || (published_ && state.isBefore(*published_));
   const bool lost = older || !published_ || state.epoch != published_->epoch;
   const Documents wanted = canonical(documents);
-  Changes changes = changesOf(allOf(snapshot), wanted, lost);
-  const std::string tooLarge = takeTooLarge(changes);
-  const bool published = !changes.empty() && publish(client, changes, older ? kNewEpoch : Keys());
-  if (!tooLarge.empty()) throw StoreException(tooLarge);
-  return published;
+  const Documents present = withUnreadable(snapshot.documents, snapshot.unreadable);
+  const Changes changes = changesOf(present, wanted, lost);
+  return !changes.empty() && publish(client, changes, older ? kNewEpoch : Keys());
 }
 
 void Store::transact(const std::vector<Qel::String>& paths, const Edit& edit) {
@@ -196,6 +164,18 @@ void Store::transact(const std::vector<Qel::String>& paths, const Edit& edit) {
   client.fail("other writers are faster, again and again");
 }
 
+bool Store::replace(const Qel::String& path, const Qel::Document* document) {
+  Client client(server_);
+  // What stands there is not read: it may be anything, of any size.
+  if (document == nullptr) {
+    const Reply stood = client.request({{"EXISTS", keyOf(path)}}).front();
+    if (stood.isError()) client.fail(stood.text);
+    if (stood.integer == 0) return false;
+  }
+  if (!publish(client, {{path, document}}, {})) client.fail("the transaction was discarded");
+  return true;
+}
+
 Kavra::Store::Documents Store::readWatched(Client& client, const std::vector<Qel::String>& paths) {
   const SnapshotRequest request{paths, false};
   std::vector<Command> commands = request.commands();
@@ -208,7 +188,8 @@ Kavra::Store::Documents Store::readWatched(Client& client, const std::vector<Qel
     client.fail("WATCH: " + outcome.elements.front().description());
   }
   outcome.elements.erase(outcome.elements.begin());
-  return allOf({request, outcome});
+  const Snapshot snapshot(request, outcome);
+  return withUnreadable(snapshot.documents, snapshot.unreadable);
 }
 
 Store::Changes Store::changesOf(const Documents& present, const Documents& wanted, bool lost) {
@@ -259,7 +240,7 @@ Status Store::status() {
     status.problem = snapshot.state.problem;
     status.epoch = snapshot.state.epoch.value_or("");
     status.lastId = snapshot.state.lastId.text();
-    for (const auto& [path, why] : snapshot.unreadable) status.quarantined.push_back({path, why});
+    addQuarantined(status, snapshot.documents, snapshot.unreadable);
     const double seconds = static_cast<double>(snapshot.state.lastId.milliseconds) * kMillisecond;
     if (seconds > 0) status.age = std::max(0.0, clock_->now() - seconds);
   } catch (const StoreException& error) {

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <cstddef>
 #include <map>
 #include <optional>
 #include <string>
@@ -32,19 +31,16 @@ namespace Kavra::Redis {
 // that fits no type.
 class Store final : public Kavra::Store {
  public:
-  // The fields of one document, names and values together.
-  static constexpr std::size_t kMostDocumentOctets = std::size_t{8} << 20;
-
   Store(ConnectionOptions server, const Qel::Ptr<Qel::Clock const>& clock);
 
   Documents documents(const Qel::String& prefix) override;
   // Publishes all of them anew when the epoch is not that of this object's last publication, or the
-  // server holds an older state. A document that is too large leaves the one before it in its
-  // place, and raises StoreException after the others were published.
+  // server holds an older state.
   bool documentsAre(const std::vector<Qel::String>& paths, const Documents& documents) override;
   Status status() override;
 
  protected:
+  bool replace(const Qel::String& path, const Qel::Document* document) override;
   void transact(const std::vector<Qel::String>& paths, const Edit& edit) override;
 
  private:

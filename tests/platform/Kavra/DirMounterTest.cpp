@@ -171,7 +171,7 @@ TEST_F(DirMounterTest, PassesOverAMisfitAndWaitsForAGoodDocument) {
   const auto mounter = started();
   EXPECT_THAT(settled(), ElementsAre(HasSubstr("refused")));
   publish(history({"one"}));
-  EXPECT_THAT(settled(), ElementsAre("complete one"));
+  EXPECT_THAT(settled(), ElementsAre(HasSubstr("no longer refused"), "complete one"));
 }
 
 TEST_F(DirMounterTest, KeepsTheEntityEqualToItsPathAfterCompletion) {
@@ -197,7 +197,8 @@ TEST_F(DirMounterTest, QuarantinesLaterMisfitsAndOtherTypes) {
   publish(misfitHistory());
   EXPECT_THAT(settled(), ElementsAre(HasSubstr(kavratest::kMisfitProblem)));
   publish(redundancy(3, true));
-  EXPECT_THAT(settled(), ElementsAre(HasSubstr("of type 'Redundancy::RedundancyStatus'")));
+  EXPECT_THAT(settled(), ElementsAre(HasSubstr("no longer refused"),
+                                     HasSubstr("of type 'Redundancy::RedundancyStatus'")));
   EXPECT_EQ(kavratest::reloadsOf(mounter->entity), (Reloads{{0, {"one"}}}));
 }
 

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -164,14 +165,63 @@ TEST_F(FeedTest, TellsOfAMisfitWhereThereNeverWasAGoodDocument) {
   EXPECT_THAT(settled(), ElementsAre("F a misfit"));
 }
 
-TEST_F(FeedTest, EndsTheQuarantineSilentlyWithTheDocumentThatIsServed) {
+TEST_F(FeedTest, TracesTheEndOfAQuarantineAsItsBeginning) {
+  const std::string refused = std::string("Kavra 0: a: refused: ") + kavratest::kMisfitProblem;
+  const std::string good = "Kavra 0: a: no longer refused";
+  feed_->documentIs("a", misfitHistory());
+  feed_->documentIs("a", history({"one"}));
+  EXPECT_THAT(log_.takeLines(), ElementsAre(refused, good));
+  feed_->documentIs("a", misfitHistory());
+  feed_->documentIs("a", history({"one"}));
+  EXPECT_THAT(log_.takeLines(), ElementsAre(refused, good));
+  feed_->documentIs("a", misfitHistory());
+  feed_->documentDel("a");
+  EXPECT_THAT(log_.takeLines(), ElementsAre(refused, good + ": nothing is published there"));
+  feed_->documentIs("a", history({"two"}));
+  feed_->documentDel("a");
+  EXPECT_THAT(log_.takeLines(), IsEmpty());
+}
+
+TEST_F(FeedTest, KeepsOfAMisfitTheReasonAlone) {
+  feed_->documentIs("a", misfitHistory());
+  Qel::Document kept = "something";
+  const auto follow = feed_->followIs("a", [&](const Qel::String&, const CheckedDocument* checked) {
+    kept = checked->document;
+    return Qel::String();
+  });
+  settled();
+  EXPECT_TRUE(kept.isNull());
+}
+
+TEST_F(FeedTest, TellsOnceOfTheSameMisfitAndOfEachOther) {
+  const auto wrong = [](const Qel::Document& reloads) {
+    return Qel::Document::Map{{"type", kavratest::kHistoryType}, {"rebootHistory", reloads}};
+  };
+  using List = Qel::Document::List;
+  using Map = Qel::Document::Map;
+  const auto follow = feed_->followIs("a", noting("F"));
+  settled();
+  for (const Qel::Document& reloads :
+       {Qel::Document(5U), Qel::Document(6U), Qel::Document(std::int64_t{-6}), Qel::Document(6.0),
+        Qel::Document("6"), Qel::Document("7"), Qel::Document(true), Qel::Document(false),
+        Qel::Document(), Qel::Document(List{1U, 2U}), Qel::Document(List{2U, 1U}),
+        Qel::Document(Map{{"x", 1U}}), Qel::Document(Map{{"y", 1U}}),
+        Qel::Document(Map{{"y", 2U}})}) {
+    for (int time = 0; time < 3; ++time) feed_->documentIs("a", wrong(reloads));
+    EXPECT_THAT(log_.takeLines(),
+                ElementsAre(HasSubstr("a: refused: /rebootHistory"), "F a misfit"))
+        << testing::PrintToString(reloads.kind());
+  }
+}
+
+TEST_F(FeedTest, EndsTheQuarantineWithoutTellingOfTheDocumentThatIsServed) {
   const auto follow = feed_->followIs("a", noting("F"));
   feed_->documentIs("a", history({"one"}));
   settled();
   feed_->documentIs("a", misfitHistory());
   log_.clear();
   feed_->documentIs("a", history({"one"}));
-  EXPECT_THAT(settled(), IsEmpty());
+  EXPECT_THAT(settled(), ElementsAre("Kavra 0: a: no longer refused"));
   EXPECT_THAT(feed_->status().quarantined, IsEmpty());
   feed_->documentIs("a", history({"two"}));
   EXPECT_THAT(settled(), ElementsAre("F a two"));
@@ -188,7 +238,24 @@ TEST_F(FeedTest, RemembersAndTracesARefusalUntilTheFollowerAccepts) {
   EXPECT_THAT(settled(), IsEmpty());
   answer = {};
   feed_->documentIs("a", history({"three"}));
+  EXPECT_THAT(settled(), ElementsAre("Kavra 0: a: no longer refused"));
   EXPECT_THAT(feed_->status().quarantined, IsEmpty());
+}
+
+TEST_F(FeedTest, EndsARefusalOnceAndSaysWhy) {
+  const auto follow =
+      feed_->followIs("a", [&](const Qel::String&, const CheckedDocument* checked) -> Qel::String {
+        return checked != nullptr && checked->fits() ? "not for me" : "";
+      });
+  feed_->documentIs("a", history({"one"}));
+  settled();
+  feed_->documentDel("a");
+  EXPECT_THAT(settled(), ElementsAre("Kavra 0: a: no longer refused: nothing is published there"));
+  feed_->documentIs("a", history({"one"}));
+  settled();
+  // It goes from one quarantine into the other.
+  feed_->documentIs("a", misfitHistory());
+  EXPECT_THAT(settled(), ElementsAre(HasSubstr("a: refused: ")));
 }
 
 TEST_F(FeedTest, TracesWhatEscapesAFollowerAndTellsTheOthers) {
@@ -279,7 +346,7 @@ TEST_F(FeedTest, QuarantinesOnceWhatCouldNotBeReadAndKeepsTheLastGoodDocument) {
   feed_->documentsAre({}, {{"a", "torn otherwise"}});
   EXPECT_THAT(settled(), ElementsAre(HasSubstr("torn otherwise"), "F a misfit", "L a misfit"));
   feed_->documentsAre({{"a", history({"one"})}});
-  EXPECT_THAT(settled(), IsEmpty());
+  EXPECT_THAT(settled(), ElementsAre("Kavra 0: a: no longer refused"));
   EXPECT_THAT(feed_->status().quarantined, IsEmpty());
 }
 

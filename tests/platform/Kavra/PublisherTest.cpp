@@ -4,7 +4,9 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <vector>
 
+#include "Kavra/Json/Text.h"
 #include "Kavra/Redis/ServerState.h"
 #include "Kavra/StoreUrl.h"
 #include "Qel/Clock.h"
@@ -65,6 +67,18 @@ TEST_F(PublisherTest, KeepsTheLastGoodDocumentWhereTheSourceHasABadOne) {
   directory_.replace("{");
   EXPECT_TRUE(kavratest::runUntil(loop_, [&] { return log_.lines().size() > 1; }));
   EXPECT_TRUE(targetIs({{kHistoryPath, history({"one"})}}));
+}
+
+TEST_F(PublisherTest, PublishesTheOthersWhereOneIsOverALimit) {
+  put(*source_, kHistoryPath, history({"one"}));
+  EXPECT_TRUE(targetIs({{kHistoryPath, history({"one"})}}));
+  directory_.replace(Json::write(
+      Qel::Document::Map{{kHistoryPath, history({std::string(1025, 'x')})},
+                         {"large", history(std::vector<std::string>(9000, std::string(1000, 'x')))},
+                         {kRedundancyPath, redundancy(4, true)}},
+      Json::Form::line));
+  EXPECT_TRUE(targetIs({{kHistoryPath, history({"one"})}, {kRedundancyPath, redundancy(4, true)}}));
+  EXPECT_EQ(log_.lines().size(), 2U);
 }
 
 TEST_F(PublisherTest, PublishesAgainWhatTheServerLost) {

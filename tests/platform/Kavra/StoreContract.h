@@ -19,6 +19,8 @@ class Database {
   virtual ~Database() = default;
   virtual Qel::Ptr<Kavra::Store> store() = 0;
   virtual Qel::Ptr<Kavra::Feed> feed(Qel::EventLoop& loop) = 0;
+  // Puts a history of one reload with one cause there, past every door.
+  virtual void putUnchecked(const Qel::String& path, const Qel::Document& document) = 0;
 };
 
 // How to make one, and what the tests that use it are called.

@@ -13,6 +13,9 @@
 #include <vector>
 
 #include "Kavra/EntityManager.h"
+#include "Kavra/Json/Text.h"
+#include "Kavra/Redis/DocumentHash.h"
+#include "Kavra/Redis/ServerState.h"
 #include "Kavra/StoreUrl.h"
 #include "Qel/Clock.h"
 #include "Qel/PollEventLoop.h"
@@ -39,12 +42,16 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Key;
+using testing::Pair;
 
 class FileDatabase final : public kavratest::Database {
  public:
   Qel::Ptr<Store> store() override { return StoreUrl(directory_.url()).store(clock_); }
   Qel::Ptr<Feed> feed(Qel::EventLoop& loop) override {
     return StoreUrl(directory_.url()).feed(loop, clock_);
+  }
+  void putUnchecked(const Qel::String& path, const Qel::Document& document) override {
+    directory_.write(Json::write(Qel::Document::Map{{path, document}}, Json::Form::line));
   }
 
  private:
@@ -57,6 +64,17 @@ class RedisDatabase final : public kavratest::Database {
   Qel::Ptr<Store> store() override { return StoreUrl(server_.url()).store(clock_); }
   Qel::Ptr<Feed> feed(Qel::EventLoop& loop) override {
     return StoreUrl(server_.url()).feed(loop, clock_);
+  }
+  void putUnchecked(const Qel::String& path, const Qel::Document& document) override {
+    // As somebody does who keeps to the form, and to nothing else.
+    Redis::Command hash = {"HSET", Redis::keyOf(path), "_v", "1", "n", "1", "0:n", "1"};
+    const auto* causes =
+        document.member("rebootHistory")->member("0")->member("causeQ")->as<Qel::Document::List>();
+    hash.insert(hash.end(),
+                {"0:0:d", causes->front().member("description")->as<Qel::String>()->stdString(),
+                 "0:0:t", "5", "0:0:a", "", "0:0:b", ""});
+    server_.command(hash);
+    server_.command({"HSET", Redis::kIndexKey, path.stdString(), "1"});
   }
 
  private:
@@ -170,6 +188,59 @@ TEST_P(StoreTest, NamesTheKnownTypesToWhoeverPublishesAnother) {
   });
   EXPECT_THAT(problem, AllOf(HasSubstr("a: /type: unknown type 'Nonsense'"),
                              HasSubstr(kavratest::kHistoryType)));
+}
+
+TEST_P(StoreTest, GivesTheLargestDocumentsThatItTakesToEveryReader) {
+  const std::vector<std::string> causes(60000, "c");
+  const Reloads reloads{{0, causes}, {1, causes}};
+  put(kHistoryPath, kavratest::historyOf(reloads));
+  put("other", kavratest::historyOf(reloads));
+  EXPECT_THAT(store_->documents(""), ElementsAre(Pair(kHistoryPath, kavratest::historyOf(reloads)),
+                                                 Pair("other", kavratest::historyOf(reloads))));
+  EXPECT_THAT(store_->status().problem, "");
+  const auto manager = Qel::make<EntityManager>(database_->feed(loop_));
+  const auto entity = manager->entityIs(kHistoryPath, kavratest::kHistoryType);
+  const auto other = manager->entityIs("other", kavratest::kHistoryType);
+  EXPECT_TRUE(kavratest::runUntil(
+      loop_,
+      [&] {
+        return kavratest::reloadsOf(entity) == reloads && kavratest::reloadsOf(other) == reloads;
+      },
+      60.0));
+  EXPECT_THAT(log_.lines(), IsEmpty());
+}
+
+TEST_P(StoreTest, RefusesWhatIsOverALimitWithItsPlace) {
+  const std::string place = std::string(kHistoryPath) + ": /rebootHistory/";
+  const auto problem = [this](const Reloads& reloads) {
+    return problemOf<StoreException>([&] { put(kHistoryPath, kavratest::historyOf(reloads)); });
+  };
+  EXPECT_EQ(problem({{0, {"a", std::string(1025, 'x')}}}),
+            place + "0/causeQ/1/description: text of 1025 bytes is longer than 1024");
+  EXPECT_EQ(problem({{0, std::vector<std::string>(65537, "x")}}),
+            place + "0/causeQ: list of 65537 items is longer than 65536");
+  const std::vector<std::string> causes(65000, "x");
+  EXPECT_EQ(problem({{0, causes}, {1, causes}}),
+            place + "1/causeQ/61665: the document has more than 380000 values");
+  EXPECT_EQ(problem({{7, std::vector<std::string>(9000, std::string(1000, 'x'))}}),
+            place +
+                "7/causeQ/8264/description: the document's texts and names take more than "
+                "8388608 octets");
+  EXPECT_THAT(store_->documents(""), IsEmpty());
+  EXPECT_EQ(problem({{0, std::vector<std::string>(8000, std::string(1024, 'x'))}}), "nothing");
+}
+
+TEST_P(StoreTest, TellsOfADocumentThatDoesNotFitAsItsFeedDoes) {
+  database_->putUnchecked(kHistoryPath, history({std::string(1025, 'x')}));
+  const std::vector<Quarantine> quarantined = store_->status().quarantined;
+  ASSERT_EQ(quarantined.size(), 1U);
+  EXPECT_EQ(quarantined[0].path, kHistoryPath);
+  EXPECT_THAT(quarantined[0].why.stdString(), HasSubstr("1025 bytes is longer than 1024"));
+  const auto feed = database_->feed(loop_);
+  const auto follow = feed->followIs(
+      kHistoryPath, [](const Qel::String&, const CheckedDocument*) { return Qel::String(); });
+  EXPECT_TRUE(
+      kavratest::runUntil(loop_, [&] { return feed->status().quarantined == quarantined; }));
 }
 
 TEST_P(StoreTest, HoldsWhatItIsToldToAndSaysWhetherItHadToPublish) {

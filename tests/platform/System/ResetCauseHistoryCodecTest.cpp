@@ -198,21 +198,26 @@ TEST_F(ResetCauseHistoryCodecTest, RefusesTimesThatAreNoSecondsOfAnyCalendar) {
 
 TEST_F(ResetCauseHistoryCodecTest, RefusesMoreThanItsLimits) {
   Document::Map reloads;
-  for (U32 i = 0; i < 256; ++i) {
+  for (U32 i = 0; i < 1024; ++i) {
     reloads.emplace_back(Qel::String(std::to_string(i)), reload({}));
   }
   EXPECT_EQ(problemOfDocument(history(reloads)), "nothing");
-  reloads.emplace_back("256", reload({}));
+  reloads.emplace_back("1024", reload({}));
   EXPECT_EQ(problemOfDocument(history(reloads)),
-            "/rebootHistory: map of 257 members is larger than 256");
+            "/rebootHistory: map of 1025 members is larger than 1024");
 
   EXPECT_EQ(problemOfDocument(history({{"0", reload(Document::List(65537, cause("x", 1)))}})),
             "/rebootHistory/0/causeQ: list of 65537 items is longer than 65536");
 
-  const std::string longest(65536, 'x');
+  const std::string longest(1024, 'x');
   EXPECT_EQ(problemOfDocument(historyOfCause(cause(longest.c_str(), 1))), "nothing");
   EXPECT_EQ(problemOfDocument(historyOfCause(cause((longest + "x").c_str(), 1))),
-            "/rebootHistory/0/causeQ/0/description: text of 65537 bytes is longer than 65536");
+            "/rebootHistory/0/causeQ/0/description: text of 1025 bytes is longer than 1024");
+
+  const std::string detail(65536, 'x');
+  EXPECT_EQ(problemOfDocument(historyOfCause(fullCause("", 1, "", detail.c_str()))), "nothing");
+  EXPECT_EQ(problemOfDocument(historyOfCause(fullCause("", 1, "", (detail + "x").c_str()))),
+            "/rebootHistory/0/causeQ/0/detail: text of 65537 bytes is longer than 65536");
 }
 
 TEST_F(ResetCauseHistoryCodecTest, WritesFlatFields) {

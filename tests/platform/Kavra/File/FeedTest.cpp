@@ -17,6 +17,7 @@
 #include "Kavra/Json/Text.h"
 #include "Kavra/Mirror.h"
 #include "Kavra/Store.h"
+#include "Qel/Limits.h"
 #include "Qel/PollEventLoop.h"
 #include "platform/Kavra/DatabaseDirectory.h"
 #include "platform/Kavra/Documents.h"
@@ -200,6 +201,33 @@ TEST_F(FeedTest, LeavesOneMisfittingDocumentBehindAndAppliesTheOthers) {
   EXPECT_THAT(log_.lines(),
               ElementsAre(std::string("Kavra 0: a: refused: ") + kavratest::kMisfitProblem));
   EXPECT_THAT(feed_->status().quarantined, ElementsAre(Quarantine{"a", kavratest::kMisfitProblem}));
+}
+
+TEST_F(FeedTest, TellsWhenAMisfittingDocumentWasMended) {
+  directory_.write(json(kavratest::misfitHistory()));
+  open();
+  log_.clear();
+  directory_.write(json(history({"one"})));
+  EXPECT_TRUE(shows({{0, {"one"}}}));
+  EXPECT_THAT(log_.lines(),
+              ElementsAre(std::string("Kavra 0: ") + kHistoryPath + ": no longer refused"));
+}
+
+TEST_F(FeedTest, LeavesADocumentThatIsTooLargeBehindAndAppliesTheOthers) {
+  std::string large = R"({"large": [{"deep": [1)";
+  for (std::size_t i = 0; i < Qel::Limits::kMostDocumentValues; ++i) large += ",1";
+  directory_.write(large +
+                   R"(]}, "x"], "b": {"type": {"base64": "x"}}, "c": [12345678901234567890)" +
+                   R"(0], )" + json(history({"one"})).substr(1));
+  open();
+  EXPECT_TRUE(shows({{0, {"one"}}}));
+  EXPECT_THAT(log_.lines(),
+              ElementsAre("Kavra 0: b: refused: /type: not the base64 form of a text",
+                          "Kavra 0: c: refused: /0: integer 123456789012345678900 has more than 64 "
+                          "bits",
+                          "Kavra 0: large: refused: /0/deep/380000: the document has more than "
+                          "380000 values"));
+  EXPECT_EQ(feed_->status().quarantined.size(), 3U);
 }
 
 TEST_F(FeedTest, KeepsDocumentsThatAreNoLongerInTheFileAsLastSeen) {

@@ -20,10 +20,12 @@ namespace {
 
 using kavratest::history;
 using kavratest::redundancy;
+using testing::AllOf;
 using testing::ElementsAre;
 using testing::EndsWith;
 using testing::HasSubstr;
 using testing::Key;
+using testing::SizeIs;
 
 class StoreTest : public support::LiveObjectsTest {
  protected:
@@ -55,6 +57,53 @@ TEST_F(StoreTest, LeavesTheDocumentsOfOthersAsTheyAre) {
   EXPECT_THAT(directory_.read(), HasSubstr("2.5"));
 }
 
+TEST_F(StoreTest, LeavesWhatItCannotReadAsItStood) {
+  directory_.write(R"({"b": {"x": 1,   "x": 2}, "c": [123456789012345678901]})");
+  put("a", redundancy(1, true));
+  EXPECT_THAT(directory_.read(), AllOf(HasSubstr(R"("b": {"x": 1,   "x": 2},)"),
+                                       HasSubstr("[123456789012345678901]")));
+  const auto store = open();
+  EXPECT_EQ(store->documents("b").at("b").member("unreadable")->as<Qel::String>()->stdString(),
+            "/x: member stands twice");
+  store->update({"b", "c"}, [](Kavra::Store::Documents& documents) {
+    documents.erase("b");
+    documents["c"] = redundancy(2, true);
+  });
+  EXPECT_EQ(store->documents(""),
+            (Kavra::Store::Documents{{"a", redundancy(1, true)}, {"c", redundancy(2, true)}}));
+}
+
+TEST_F(StoreTest, TakesNoMoreThanItsReadersDo) {
+  const auto list = [](std::size_t values) {
+    std::string text = "[0";
+    for (std::size_t value = 2; value < values; ++value) text += ",0";
+    return text + "]";
+  };
+  directory_.write(R"({"x": )" + list(330000) + R"(, "y": )" + list(330000) + R"(, "z": )" +
+                   list(339995) + "}");
+  put("a", redundancy(1, true));
+  EXPECT_THAT(open()->documents(""), SizeIs(4));
+  const std::string before = directory_.read();
+  EXPECT_THAT(support::problemOf<StoreException>([&] { put("b", redundancy(1, true)); }),
+              EndsWith("would hold more than 1000000 values"));
+  EXPECT_THAT(
+      support::problemOf<StoreException>([&] { open()->documentIs("b", redundancy(1, true)); }),
+      EndsWith("would hold more than 1000000 values"));
+  EXPECT_EQ(directory_.read(), before);
+  EXPECT_TRUE(open()->documentDel("x"));
+  put("b", redundancy(1, true));
+}
+
+TEST_F(StoreTest, TakesNoMoreDocumentsThanItsReadersDo) {
+  std::string text = R"({"0": 0)";
+  for (int i = 1; i < 4096; ++i) text += ",\"" + std::to_string(i) + "\":0";
+  directory_.write(text + "}");
+  EXPECT_THAT(problemOfPutting(redundancy(1, true)),
+              EndsWith("would hold more than 4096 documents"));
+  EXPECT_EQ(directory_.read(), text + "}");
+  put("0", redundancy(1, true));
+}
+
 TEST_F(StoreTest, DoesNotTouchTheFileWhenNothingChanges) {
   put("a", redundancy(1, true));
   const auto before = std::filesystem::last_write_time(directory_.file());
@@ -63,6 +112,7 @@ TEST_F(StoreTest, DoesNotTouchTheFileWhenNothingChanges) {
   directory_.write(compact);
   std::filesystem::last_write_time(directory_.file(), before);
   put("a", redundancy(1, true));
+  open()->documentIs("a", redundancy(1, true));
   EXPECT_EQ(directory_.read(), compact);
 }
 

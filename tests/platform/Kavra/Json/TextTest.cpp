@@ -8,6 +8,8 @@
 #include <limits>
 #include <string>
 
+#include "Qel/Limits.h"
+
 namespace Kavra::Json {
 namespace {
 
@@ -111,6 +113,34 @@ TEST(TextTest, RefusesMoreThan32Levels) {
   EXPECT_EQ(problemOf(nested(32)), "nothing");
   EXPECT_THAT(problemOf(nested(33)), HasSubstr("nested deeper than 32 levels"));
   EXPECT_THAT(problemOf(nested(1000000)), HasSubstr("nested deeper than 32 levels"));
+}
+
+// What stands behind the value that is too much is no JSON, and is never looked at.
+TEST(TextTest, ReadsNoFurtherThanTheFirstValueThatIsTooMuch) {
+  std::string json = "[0";
+  // With the list itself, as many as there may be.
+  for (std::size_t i = 2; i < Qel::Limits::kMostDocumentValues; ++i) json += ",0";
+  EXPECT_EQ(problemOf(json + "]"), "nothing");
+  EXPECT_THAT(problemOf(json + " nonsense"), HasSubstr("line 1, column"));
+  EXPECT_EQ(problemOf(json + ",0]"), "/: the document has more than 380000 values");
+  EXPECT_EQ(problemOf(json + ",0,0 nonsense"), "/380000: the document has more than 380000 values");
+}
+
+TEST(TextTest, ReadsNoFurtherThanTheFirstOctetsThatAreTooMany) {
+  const std::string half(Qel::Limits::kMostDocumentOctets / 2, 'x');
+  const std::string json = R"({"a": ")" + half.substr(1) + R"(", "b": ")" + half.substr(1);
+  EXPECT_EQ(problemOf(json + R"("})"), "nothing");
+  EXPECT_EQ(problemOf(json + R"(x" nonsense)"),
+            "/b: the document's texts and names take more than 8388608 octets");
+}
+
+TEST(TextTest, CountsTheOctetsThatABase64StandsFor) {
+  const std::string octets(Qel::Limits::kMostDocumentOctets, '\xff');
+  EXPECT_EQ(read(line(Qel::String(octets))), Document(Qel::String(octets)));
+  EXPECT_EQ(problemOf(line(Qel::String(octets + "x"))),
+            "/: the document's texts and names take more than 8388608 octets");
+  EXPECT_EQ(problemOf(R"({"base64": ")" + std::string(octets.size(), 'x') + R"(", "a": 1})"),
+            "/: the document's texts and names take more than 8388608 octets");
 }
 
 TEST(TextTest, DoesNotWriteWhatJsonCannotHold) {

@@ -204,6 +204,9 @@ TEST_F(FeedTest, QuarantinesEveryWrongTypeInThePlaceOfADocument) {
     EXPECT_THAT(feed_->status().quarantined.at(0).why.stdString(), HasSubstr("key " + kHistoryKey));
     publish(history({"one"}));
     EXPECT_TRUE(until([this] { return feed_->status().quarantined.empty(); }));
+    EXPECT_THAT(log_.takeLines(),
+                ElementsAre(HasSubstr("refused: key " + kHistoryKey),
+                            std::string("Kavra 0: ") + kHistoryPath + ": no longer refused"));
   }
 }
 

@@ -233,11 +233,11 @@ TEST_F(LinkTest, PassesOnWhyAServerClosesTheConnection) {
 
 TEST_F(LinkTest, GivesUpAServerThatFloodsIt) {
   serve([](unsigned, std::string_view) {
-    return "$1000000000\r\n" + std::string(std::size_t{66} << 20, 'x');
+    return "$1000000000\r\n" + std::string(std::size_t{98} << 20, 'x');
   });
   hasty_.factorIs(0.5);
   EXPECT_TRUE(until([this] { return fake_->connections() > 1; }));
-  EXPECT_THAT(log_.lines().at(0), HasSubstr("larger than 67108864 octets"));
+  EXPECT_THAT(log_.lines().at(0), HasSubstr("a text is larger than 100663296 octets"));
 }
 
 TEST_F(LinkTest, ShowsNothingButWhatWasPublishedThroughMangledAnswers) {

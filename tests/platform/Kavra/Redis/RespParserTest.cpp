@@ -13,6 +13,7 @@ namespace Kavra::Redis {
 namespace {
 
 using testing::HasSubstr;
+using testing::IsEmpty;
 using Kind = Reply::Kind;
 
 constexpr std::size_t kMost = 4096;
@@ -94,15 +95,76 @@ TEST(RespParserTest, RefusesWhatIsNotTheProtocol) {
 TEST(RespParserTest, RefusesATextLargerThanAllowedBeforeAllOfItCame) {
   RespParser reader(kMost);
   reader.feed("$1000000000\r\n" + std::string(kMost, 'x'));
-  EXPECT_THAT(problemOf(reader), HasSubstr("a reply is larger than 4096 octets"));
+  EXPECT_THAT(problemOf(reader), HasSubstr("a text is larger than 4096 octets"));
 }
 
-TEST(RespParserTest, RefusesAnArrayThatGrowsLargerInMemoryThanAllowed) {
+std::string arrayOf(std::size_t elements, const std::string& element) {
+  std::string array = "*" + std::to_string(elements) + "\r\n";
+  for (std::size_t i = 0; i < elements; ++i) array += element;
+  return array;
+}
+
+// The most integers that may be kept in a part.
+constexpr std::size_t kMostElements = kMost / sizeof(Reply);
+constexpr char kTooLarge[] = "an error: larger than 4096 octets";
+
+TEST(RespParserTest, KeepsAnErrorInThePlaceOfAnArrayThatTakesMoreThanAllowed) {
   RespParser reader(kMost);
-  std::string flood = "*1000000\r\n";
-  for (int i = 0; i < 200; ++i) flood += ":1\r\n";
-  reader.feed(flood);
-  EXPECT_THAT(problemOf(reader), HasSubstr("a reply is larger than 4096 octets"));
+  const std::string most = arrayOf(kMostElements - 1, ":1\r\n");
+  reader.feed(most + arrayOf(kMostElements, ":1\r\n") + most);
+  const std::vector<Reply> replies = takeAll(reader);
+  ASSERT_EQ(replies.size(), 3U);
+  EXPECT_EQ(replies[0].elements.size(), kMostElements - 1);
+  EXPECT_EQ(replies[1].description(), kTooLarge);
+  EXPECT_THAT(replies[1].elements, IsEmpty());
+  EXPECT_EQ(replies[2].elements.size(), kMostElements - 1);
+}
+
+TEST(RespParserTest, KeepsAnErrorInThePlaceOfATextThatTakesMoreThanAllowed) {
+  RespParser reader(kMost);
+  reader.feed("$4090\r\n" + std::string(4090, 'x') + "\r\n:5\r\n");
+  const std::vector<Reply> replies = takeAll(reader);
+  ASSERT_EQ(replies.size(), 2U);
+  EXPECT_EQ(replies[0].description(), kTooLarge);
+  EXPECT_EQ(replies[1].integer, 5);
+}
+
+TEST(RespParserTest, KeepsTheOtherPartsOfAReplyWhereOneTakesMoreThanAllowed) {
+  const std::string nested = arrayOf(1, arrayOf(2, ":1\r\n"));
+  const std::string stream =
+      "*6\r\n:7\r\n" + arrayOf(kMostElements, ":1\r\n") + arrayOf(200, nested) + ":8\r\n" +
+      arrayOf(2, "$2000\r\n" + std::string(2000, 'x') + "\r\n") + arrayOf(1, "+fits\r\n");
+  RespParser reader(kMost);
+  reader.mostPartsIs(4);
+  // In pieces, as they come.
+  std::vector<Reply> replies;
+  for (std::size_t at = 0; at < stream.size(); at += 7) {
+    reader.feed(std::string_view(stream).substr(at, 7));
+    for (Reply& reply : takeAll(reader)) replies.push_back(std::move(reply));
+  }
+  ASSERT_EQ(replies.size(), 1U);
+  const std::vector<Reply>& parts = replies[0].elements;
+  ASSERT_EQ(parts.size(), 6U);
+  EXPECT_EQ(parts[0].integer, 7);
+  EXPECT_EQ(parts[1].elements.size(), kMostElements);
+  EXPECT_EQ(parts[2].description(), kTooLarge);
+  EXPECT_EQ(parts[3].integer, 8);
+  EXPECT_EQ(parts[4].description(), kTooLarge);
+  EXPECT_EQ(parts[5].elements.at(0).text, "fits");
+}
+
+TEST(RespParserTest, AllowsNoMorePartsSoMuchThanWereAskedFor) {
+  RespParser reader(kMost);
+  reader.mostPartsIs(2);
+  const std::string part = arrayOf(kMostElements / 2, ":1\r\n");
+  for (int time = 0; time < 2; ++time) {
+    reader.feed(arrayOf(3, part) + arrayOf(4, part) + arrayOf(3, part));
+    const std::vector<Reply> replies = takeAll(reader);
+    ASSERT_EQ(replies.size(), 3U);
+    EXPECT_EQ(replies[0].elements.size(), 3U);
+    EXPECT_EQ(replies[1].description(), kTooLarge);
+    EXPECT_EQ(replies[2].elements.at(2).elements.size(), kMostElements / 2);
+  }
 }
 
 TEST(RespParserTest, BelievesNoAnnouncedNumberOfElements) {

@@ -1,5 +1,6 @@
 #include "Kavra/Redis/Store.h"
 
+#include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -131,11 +132,25 @@ TEST_F(StoreTest, ReadsFromAServerThatHasNoMemoryLeft) {
   EXPECT_EQ(full.epoch, before.epoch);
 }
 
-TEST_F(StoreTest, RefusesADocumentThatIsTooLarge) {
-  const std::vector<std::string> causes(200, std::string(65536, 'x'));
-  EXPECT_THAT(problemOf([&] { put(kHistoryPath, history(causes)); }),
-              AllOf(StartsWith(kHistoryPath), HasSubstr("8388608 are allowed")));
-  EXPECT_THAT(store_->documents(""), IsEmpty());
+// Somebody wrote it past every door: more fields than any document has.
+TEST_F(StoreTest, TellsOfAHashThatIsTooLargeAndReadsTheOthers) {
+  put(kRedundancyPath, redundancy(3, true));
+  for (int part = 0; part < 8; ++part) {
+    Command hash{"HSET", kHistoryKey};
+    for (int field = 0; field < 100000; ++field) {
+      hash.insert(hash.end(), {fmt::format("{}", part * 100000 + field), ""});
+    }
+    ASSERT_FALSE(command(hash).isError());
+  }
+  command({"HSET", kIndexKey, kHistoryPath, "1"});
+  EXPECT_EQ(store_->documents("").at(kRedundancyPath), redundancy(3, true));
+  const Status status = store_->status();
+  EXPECT_EQ(status.problem, "");
+  EXPECT_THAT(status.quarantined,
+              ElementsAre(Quarantine{
+                  kHistoryPath, "key " + kHistoryKey + ", field /: larger than 100663296 octets"}));
+  put(kHistoryPath, history({"one"}));
+  EXPECT_EQ(store_->documents("").at(kHistoryPath), history({"one"}));
 }
 
 TEST_F(StoreTest, NamesTheServerThatIsNotThere) {
@@ -181,20 +196,6 @@ TEST_F(HoldingTest, PublishesOnceWhereTheServerKeepsTheFieldsInNoOrder) {
   ASSERT_EQ(command({"OBJECT", "ENCODING", kHistoryKey}).text, "hashtable");
   EXPECT_FALSE(hold());
   EXPECT_EQ(store_->documents(""), documents_);
-}
-
-TEST_F(HoldingTest, PublishesTheOthersWhereOneIsTooLarge) {
-  hold();
-  documents_[kHistoryPath] = history(std::vector<std::string>(200, std::string(65536, 'x')));
-  documents_[kRedundancyPath] = redundancy(4, true);
-  for (int look = 0; look < 2; ++look) {
-    EXPECT_THAT(problemOf([&] { hold(); }),
-                AllOf(StartsWith(kHistoryPath), HasSubstr("8388608 are allowed")));
-    EXPECT_EQ(store_->documents(""),
-              (Kavra::Store::Documents{{kHistoryPath, history({"one"})},
-                                       {kRedundancyPath, redundancy(4, true)}}));
-  }
-  EXPECT_EQ(command({"XLEN", kLogKey}).integer, 2);
 }
 
 TEST_F(HoldingTest, TakesBackWhatIsNotThereAnyMore) {
