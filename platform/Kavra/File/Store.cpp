@@ -28,9 +28,20 @@ Kavra::Store::Documents Store::documents(const Qel::String& prefix) {
   return documents;
 }
 
+Kavra::Store::Listing Store::listing(const Qel::String& prefix) {
+  Listing listing;
+  const auto content = file_.readContent();
+  if (!content) return listing;
+  for (const auto& [path, document] : file_.parse(content->text)) {
+    if (path.view().starts_with(prefix.view())) listing.emplace(path, content->modified);
+  }
+  return listing;
+}
+
 void Store::transact(const std::vector<Qel::String>& paths, const Edit& edit) {
   const FileDescriptor lock = file_.lock();
-  const Documents before = file_.read();
+  const auto content = file_.readContent();
+  const Documents before = content ? file_.parse(content->text) : Documents();
   Documents edited;
   for (const Qel::String& path : paths) {
     if (const auto found = before.find(path); found != before.end()) edited.insert(*found);
@@ -38,7 +49,10 @@ void Store::transact(const std::vector<Qel::String>& paths, const Edit& edit) {
   edit(edited);
   Documents after = before;
   merge(after, paths, std::move(edited));
-  if (after != before) file_.write(after);
+  created_ = false;
+  if (after == before) return;
+  file_.write(after);
+  created_ = !content;
 }
 
 Status Store::status() {

@@ -18,6 +18,9 @@
 // A hash without _c is taken as it is, so that one can be written by hand.
 namespace Kavra::Redis {
 
+inline constexpr char kVersionField[] = "_v";
+inline constexpr char kCheckField[] = "_c";
+
 // The key of the document at `path`, and the path of a key; nothing for a key of another kind.
 std::string keyOf(const Qel::String& path);
 std::optional<Qel::String> pathOfKey(std::string_view key);
@@ -33,6 +36,7 @@ struct DocumentHash {
   bool isPublished() const noexcept { return document || !problem.empty(); }
 
   std::optional<Qel::Document> document;
+  bool hasCheck = false;
   Qel::String problem;  // why it cannot be read: key, field and what is wrong there
 };
 
