@@ -132,9 +132,10 @@ std::optional<double> secondsOf(std::string_view text) {
 std::string timeText(double seconds, bool utc) {
   const auto whole = static_cast<std::time_t>(std::floor(seconds));
   if (utc) return fmt::format("{:%Y-%m-%dT%H:%M:%SZ}", fmt::gmtime(whole));
-  std::string text = fmt::format("{:%Y-%m-%dT%H:%M:%S%z}", fmt::localtime(whole));
-  // The offset has no colon, all other parts are set apart.
-  return text.insert(text.size() - 2, ":");
+  const std::string text = fmt::format("{:%Y-%m-%dT%H:%M:%S%z}", fmt::localtime(whole));
+  // All parts are set apart but those of the offset.
+  const std::string_view parts(text);
+  return fmt::format("{}:{}", parts.substr(0, parts.size() - 2), parts.substr(parts.size() - 2));
 }
 
 std::string ageText(double seconds) {
