@@ -4,7 +4,6 @@
 
 #include <CLI/CLI.hpp>
 #include <cerrno>
-#include <cmath>
 #include <cstddef>
 #include <exception>
 #include <istream>
@@ -16,6 +15,8 @@
 
 #include "Kavra/FileContent.h"
 #include "Kavra/FileDescriptor.h"
+#include "Kavra/Path.h"
+#include "Kavra/Store.h"
 #include "Kavra/StoreUrl.h"
 #include "Qel/ActivityManager.h"
 #include "Qel/Clock.h"
@@ -28,6 +29,8 @@
 #include "tools/Commands.h"
 #include "tools/Errors.h"
 #include "tools/Serve.h"
+#include "tools/Suggestion.h"
+#include "tools/Time.h"
 #include "tools/Watch.h"
 
 namespace Tools {
@@ -45,18 +48,17 @@ U32 u32Of(const char* option, const std::string& text) {
   return *number;
 }
 
-double secondsOf(const std::string& text) {
-  const auto seconds = Qel::numberOf<double>(text);
-  if (!seconds || !std::isfinite(*seconds)) {
-    throw CommandError("--time: " + Qel::quoted(text) + " is not a number of seconds since 1970");
-  }
-  return *seconds;
+double timeOf(const std::string& text) {
+  if (const auto seconds = secondsOf(text)) return *seconds;
+  throw CommandError("--time: " + Qel::quoted(text) +
+                     " is neither a number of seconds since 1970 nor a time like "
+                     "2026-11-21T16:00:00Z");
 }
 
-std::vector<double> secondsOf(const std::vector<std::string>& texts) {
+std::vector<double> timesOf(const std::vector<std::string>& texts) {
   std::vector<double> times;
   times.reserve(texts.size());
-  for (const std::string& text : texts) times.push_back(secondsOf(text));
+  for (const std::string& text : texts) times.push_back(timeOf(text));
   return times;
 }
 
@@ -99,7 +101,7 @@ std::string readFile(const std::string& name) {
 // are taken as they are: the parser has its own idea of texts like "[]", which a cause may well be.
 class Program {
  public:
-  Program(std::istream& in, std::ostream& out) : in_(in), out_(out) {
+  Program(std::istream& in, std::ostream& out, std::ostream& err) : in_(in), out_(out), err_(err) {
     app_.require_subcommand(1);
     app_.set_version_flag("--version", "kavra " KAVRA_VERSION, "Print the version and stop");
     app_.fallthrough();
@@ -121,18 +123,32 @@ class Program {
   std::string problemOf(const CLI::ParseError& error) const {
     const auto words = app_.remaining();
     if (!app_.get_subcommands().empty() || words.empty()) return error.what();
-    return "there is no command " + Qel::quoted(words.front());
+    std::vector<std::string> names;
+    for (const CLI::App* each : app_.get_subcommands(nullptr)) names.push_back(each->get_name());
+    return "there is no command " + Qel::quoted(words.front()) +
+           didYouMean(suggestionFor(words.front(), names));
   }
 
  private:
   CLI::App* command(const char* name, const char* description) {
     return app_.add_subcommand(name, description);
   }
-  static CLI::Option* option(CLI::App* command, const char* name, const char* type) {
-    return command->add_option(name)->type_name(type);
+  static CLI::Option* option(CLI::App* command, const char* name, const char* type,
+                             const char* description) {
+    return command->add_option(name)->type_name(type)->description(description);
   }
-  static CLI::Option* repeated(CLI::App* command, const char* name, const char* type) {
-    return option(command, name, type)->take_all();
+  static CLI::Option* repeated(CLI::App* command, const char* name, const char* type,
+                               const char* description) {
+    return option(command, name, type, description)->take_all();
+  }
+  static CLI::Option* cellOption(CLI::App* command) {
+    return option(command, "--cell", "N", "the cell: the number of the supervisor");
+  }
+  static CLI::Option* flag(CLI::App* command, const char* names, const std::string& description) {
+    return command->add_flag(names)->description(description);
+  }
+  static CLI::Option* forceFlag(CLI::App* command) {
+    return flag(command, "--force", "also where a living publisher (kavra serve) owns the path");
   }
 
   // The name of a file; an empty one is a slip, as of a shell variable that is not set.
@@ -151,75 +167,119 @@ class Program {
   Kavra::StoreUrl url() const {
     return Kavra::StoreUrl(typed(db_).value_or("file:kavra.json"), text(auth_));
   }
-  Commands commands() const { return {url().store(clock_), clock_, out_}; }
+  Commands commands() const { return {url().store(clock_), url().text(), clock_, out_, err_}; }
+  // Of a command that may be forced.
+  Commands commands(const CLI::Option* force) const {
+    const auto store = url().store(clock_);
+    store->forceIs(force->count() > 0);
+    return {store, url().text(), clock_, out_, err_};
+  }
 
   void addReading() {
     CLI::App* ls = command("ls", "print the paths that are published");
-    const CLI::Option* lsPrefix = option(ls, "prefix", "PREFIX");
-    ls->callback([=, this] { commands().ls(text(lsPrefix)); });
+    const CLI::Option* lsPrefix = option(ls, "prefix", "PREFIX", kPrefixHelp);
+    const CLI::Option* lsLong =
+        flag(ls, "-l,--long",
+             "in front of each path, when it was published and how long ago that is; in a file: "
+             "database, when the file was written");
+    const CLI::Option* lsUtc = flag(ls, "--utc", "times in UTC rather than in local time");
+    ls->callback([=, this] {
+      if (lsLong->count() == 0) return commands().ls(text(lsPrefix));
+      commands().lsLong(text(lsPrefix), lsUtc->count() > 0);
+    });
 
     CLI::App* get = command("get", "print a document");
-    const CLI::Option* getPath = option(get, "path", "PATH")->required();
+    const CLI::Option* getPath = option(get, "path", "PATH", kPathHelp)->required();
     get->callback([=, this] { commands().get(text(getPath)); });
 
     CLI::App* watching =
         command("watch", "print what is published, then each change, as JSON lines");
-    const CLI::Option* watchPrefix = option(watching, "prefix", "PREFIX");
+    const CLI::Option* watchPrefix = option(watching, "prefix", "PREFIX", kPrefixHelp);
     watching->callback([=, this] { watch(url(), text(watchPrefix), clock_, out_); });
   }
 
   void addWriting() {
     CLI::App* put = command("put", "publish a document, from standard input without FILE");
-    const CLI::Option* putPath = option(put, "path", "PATH")->required();
-    const CLI::Option* putFile = named(option(put, "file", "FILE"));
+    const CLI::Option* putPath = option(put, "path", "PATH", kPathHelp)->required();
+    const CLI::Option* putFile = named(option(put, "file", "FILE", "the document, as JSON"));
+    const CLI::Option* putForce = forceFlag(put);
     put->callback([=, this] {
       const auto file = typed(putFile);
       const std::string source = file.value_or("standard input");
-      commands().put(text(putPath), file ? readFile(*file) : readAll(in_, source), source);
+      commands(putForce).put(text(putPath), file ? readFile(*file) : readAll(in_, source), source);
     });
 
     CLI::App* del = command("del", "take back a document");
-    const CLI::Option* delPath = option(del, "path", "PATH")->required();
-    del->callback([=, this] { commands().del(text(delPath)); });
+    const CLI::Option* delPath = option(del, "path", "PATH", kPathHelp)->required();
+    const CLI::Option* delForce = forceFlag(del);
+    del->callback([=, this] { commands(delForce).del(text(delPath)); });
   }
 
   void addServing() {
     CLI::App* serving =
         command("serve", "publish the documents of a file, now and whenever the file changes");
-    const CLI::Option* servedFile = named(option(serving, "file", "FILE")->required());
-    serving->callback([=, this] { serve(url(), text(servedFile), clock_); });
+    const CLI::Option* servedFile =
+        named(option(serving, "file", "FILE",
+                     "{path: document, ...} as JSON; one that is not there yet "
+                     "is waited for")
+                  ->required());
+    CLI::Option* cell = option(serving, "--cell", "N",
+                               "own all of cell/N/: what FILE does not have is taken away there, "
+                               "and others are kept from editing it (default: own the paths that "
+                               "FILE has, or had meanwhile)");
+    CLI::Option* prefix = option(serving, "--prefix", "PATH", "own all below PATH in the same way");
+    prefix->excludes(cell);
+    serving->callback(
+        [=, this] { serve(url(), text(servedFile), ownedPrefix(cell, prefix), clock_, err_); });
+  }
+
+  // With '/' at its end, or empty where none is asked for.
+  static std::string ownedPrefix(const CLI::Option* cell, const CLI::Option* prefix) {
+    if (cell->count() > 0) return "cell/" + std::to_string(cellOf(cell)) + "/";
+    const auto typedPrefix = typed(prefix);
+    if (!typedPrefix) return {};
+    std::string path = *typedPrefix;
+    if (path.ends_with('/')) path.pop_back();
+    Kavra::needPath(Qel::String(path));
+    return path + "/";
   }
 
   void addCells() {
     CLI::App* record = command("record-reset", "record a new reload of a cell");
-    const CLI::Option* recordCell = option(record, "--cell", "N")->required();
-    const CLI::Option* causes = repeated(record, "--cause", "TEXT")->required();
-    const CLI::Option* times = repeated(record, "--time", "SECONDS");
+    const CLI::Option* recordCell = cellOption(record)->required();
+    const CLI::Option* causes = repeated(record, "--cause", "TEXT", kCauseHelp)->required();
+    const CLI::Option* times = repeated(record, "--time", "TIME", kTimeHelp);
+    const CLI::Option* recordForce = forceFlag(record);
     record->callback([=, this] {
-      commands().recordReset(cellOf(recordCell), causes->results(), secondsOf(times->results()));
+      commands(recordForce)
+          .recordReset(cellOf(recordCell), causes->results(), timesOf(times->results()));
     });
 
     CLI::App* add = command("add-cause", "add a cause to the latest reload of a cell");
-    const CLI::Option* addCell = option(add, "--cell", "N")->required();
-    const CLI::Option* cause = option(add, "--cause", "TEXT")->required();
-    const CLI::Option* time = option(add, "--time", "SECONDS");
+    const CLI::Option* addCell = cellOption(add)->required();
+    const CLI::Option* cause = option(add, "--cause", "TEXT", kCauseHelp)->required();
+    const CLI::Option* time = option(add, "--time", "TIME", kTimeHelp);
+    const CLI::Option* addForce = forceFlag(add);
     add->callback([=, this] {
-      const auto seconds = typed(time);
-      commands().addCause(cellOf(addCell), text(cause),
-                          seconds ? std::optional(secondsOf(*seconds)) : std::nullopt);
+      const auto when = typed(time);
+      commands(addForce).addCause(cellOf(addCell), text(cause),
+                                  when ? std::optional(timeOf(*when)) : std::nullopt);
     });
     addRedundancy();
   }
 
   void addRedundancy() {
     CLI::App* set = command("set-redundancy", "set the redundancy status of a cell");
-    const CLI::Option* cell = option(set, "--cell", "N")->required();
-    const CLI::Option* protocol = option(set, "--protocol", "P");
-    const CLI::Option* capable = option(set, "--switchover-capable", "true|false");
+    const CLI::Option* cell = cellOption(set)->required();
+    const CLI::Option* protocol =
+        option(set, "--protocol", "P", "the redundancy protocol, a number; 3 is hot standby");
+    const CLI::Option* capable =
+        option(set, "--switchover-capable", "true|false", "whether the peer could take over now");
+    const CLI::Option* force = forceFlag(set);
     set->callback([=, this] {
       const auto number = typed(protocol);
       const auto flag = typed(capable);
-      commands().setRedundancy(
+      commands(force).setRedundancy(
           cellOf(cell), number ? std::optional(u32Of("--protocol", *number)) : std::nullopt,
           flag ? std::optional(boolOf("--switchover-capable", *flag)) : std::nullopt);
     });
@@ -227,16 +287,18 @@ class Program {
 
   void addStatus() {
     CLI::App* status = command("status", "print how the database stands");
-    CLI::Option* peer = named(option(status, "--peer-db", "URL"));
-    peer->description("tell of the peer supervisor's database as well");
-    CLI::Option* auth = named(option(status, "--peer-db-auth", "FILE"))->needs(peer);
-    auth->description("like --db-auth, for --peer-db (default: none)");
+    CLI::Option* peer =
+        named(option(status, "--peer-db", "URL", "tell of the peer supervisor's database as well"));
+    CLI::Option* auth = named(
+        option(status, "--peer-db-auth", "FILE", "like --db-auth, for --peer-db (default: none)"));
+    auth->needs(peer);
     CLI::Option* agent = status->add_option("--agent")->type_name("[SOCKET]")->expected(0, 1);
     agent->description(
         "tell what a running agent serves, from its status socket (default: the one in " +
         std::string(kStatusFolder) + "); exit 0 only if all of it is fresh");
-    CLI::Option* format = option(status, "--format", "json|table")->needs(agent);
-    format->description("how to print what the agent tells (default: table)");
+    CLI::Option* format = option(status, "--format", "json|table",
+                                 "how to print what the agent tells (default: table)");
+    format->needs(agent);
     CLI::Option* json = status->add_flag("--json")->needs(agent)->excludes(format);
     json->description("the same as --format json");
     agent->excludes(peer);
@@ -245,14 +307,22 @@ class Program {
         const bool asJson = json->count() > 0 || formatIsJson(typed(format).value_or("table"));
         return printAgentStatus(text(agent), asJson, out_);
       }
-      if (peer->count() == 0) return commands().status(url().text());
+      if (peer->count() == 0) return commands().status();
       const Kavra::StoreUrl peerUrl(text(peer), text(auth));
-      commands().status(url().text(), peerUrl.store(clock_), peerUrl.text());
+      commands().status(peerUrl.store(clock_), peerUrl.text());
     });
   }
 
+  static constexpr char kPathHelp[] = "names joined by '/', as kavra ls prints them";
+  static constexpr char kPrefixHelp[] = "only paths that begin so (default: all)";
+  static constexpr char kCauseHelp[] = "the description of a cause";
+  static constexpr char kTimeHelp[] =
+      "when, in seconds since 1970 or as 2026-11-21T16:00:00[.5][Z|+01:00], in local time without "
+      "a zone (default: now)";
+
   std::istream& in_;
   std::ostream& out_;
+  std::ostream& err_;
   const Qel::Ptr<Qel::Clock const> clock_ = Qel::activityManager()->clock();
   CLI::App app_{"The command line of the state database", "kavra"};
   CLI::Option* db_ = nullptr;
@@ -263,14 +333,20 @@ class Program {
 
 int runCommandLine(int argc, const char* const* argv, std::istream& in, std::ostream& out,
                    std::ostream& err) {
-  Program program(in, out);
+  Program program(in, out, err);
   try {
-    program.app().parse(argc, argv);
+    if (argc < 2) {
+      out << program.app().help();
+    } else {
+      program.app().parse(argc, argv);
+    }
     if (!out.flush()) throw CommandError("standard output takes no more");
     return 0;
   } catch (const CLI::ParseError& error) {
     if (error.get_exit_code() == 0) return program.app().exit(error, out, err);
     err << "kavra: " << Qel::printableLine(program.problemOf(error)) << '\n';
+  } catch (const Kavra::OwnedException& error) {
+    err << "kavra: " << Qel::printableLine(error.what()) << "; --force edits it all the same\n";
   } catch (const std::exception& error) {
     err << "kavra: " << Qel::printableLine(error.what()) << '\n';
   }

@@ -3,15 +3,19 @@
 #include <fmt/format.h>
 
 #include <cstddef>
+#include <set>
 #include <utility>
 
 #include "Kavra/CheckedDocument.h"
 #include "Kavra/Json/Text.h"
 #include "Kavra/Path.h"
 #include "Kavra/Status.h"
+#include "Qel/Escape.h"
 #include "Qel/String.h"
 #include "tools/Errors.h"
 #include "tools/HistoryEdit.h"
+#include "tools/Suggestion.h"
+#include "tools/Time.h"
 
 namespace Tools {
 
@@ -27,8 +31,30 @@ constexpr char kRedundancyType[] = "Redundancy::RedundancyStatus";
 std::string historyPath(U32 cell) { return fmt::format("cell/{}/sys/reset/history", cell); }
 std::string redundancyPath(U32 cell) { return fmt::format("cell/{}/redundancy/status", cell); }
 
-[[noreturn]] void throwNotPublished(const std::string& path) {
-  throw CommandError(path + " is not published");
+std::string nothingUnder(const std::string& path) { return "nothing is published under " + path; }
+
+std::vector<std::string> pathsOf(const Store::Listing& listing) {
+  std::vector<std::string> paths;
+  for (const auto& [path, time] : listing) paths.push_back(path.stdString());
+  return paths;
+}
+
+// The paths, and those above them.
+std::vector<std::string> prefixesOf(const Store::Listing& listing) {
+  std::set<std::string> prefixes;
+  for (const std::string& path : pathsOf(listing)) {
+    for (std::size_t end = path.find('/'); end != std::string::npos;
+         end = path.find('/', end + 1)) {
+      prefixes.insert(path.substr(0, end));
+    }
+    prefixes.insert(path);
+  }
+  return {prefixes.begin(), prefixes.end()};
+}
+
+void needReachable(const Kavra::Status& status, const std::string& url) {
+  if (status.reachable) return;
+  throw CommandError(status.problem.empty() ? url + " cannot be read" : status.problem.stdString());
 }
 
 Document parsed(const std::string& json, const std::string& source) {
@@ -49,10 +75,31 @@ void needGood(const std::string& path, const Document& present, const char* type
 
 }  // namespace
 
-void Commands::ls(const std::string& prefix) {
-  for (const auto& [path, document] : store_->documents(Qel::String(prefix))) {
-    out_ << path << '\n';
+Store::Listing Commands::listing(const std::string& prefix) {
+  Store::Listing listing = store_->listing(Qel::String(prefix));
+  if (!listing.empty() || prefix.empty()) return listing;
+  if (const auto near = suggestionFor(prefix, prefixesOf(store_->listing({})))) {
+    err_ << "kavra: " << Qel::printableLine(nothingUnder(prefix) + didYouMean(near)) << '\n';
   }
+  return listing;
+}
+
+void Commands::ls(const std::string& prefix) {
+  for (const auto& [path, time] : listing(prefix)) out_ << path << '\n';
+}
+
+void Commands::lsLong(const std::string& prefix, bool utc) {
+  const double now = clock_->now();
+  for (const auto& [path, time] : listing(prefix)) {
+    const std::string when = time ? timeText(*time, utc) : "-";
+    out_ << fmt::format("{:<{}}  {:>6}  {}\n", when, utc ? 20 : 25,
+                        time ? ageText(now - *time) : "-", path.view());
+  }
+}
+
+void Commands::throwNotPublished(const std::string& path) {
+  const auto near = suggestionFor(path, pathsOf(store_->listing({})));
+  throw CommandError(nothingUnder(path) + didYouMean(near));
 }
 
 void Commands::get(const std::string& path) {
@@ -63,9 +110,19 @@ void Commands::get(const std::string& path) {
   out_ << Kavra::Json::write(found->second, Form::pretty) << '\n';
 }
 
+void Commands::update(const std::string& path, const Store::Edit& edit) {
+  store_->update({Qel::String(path)}, edit);
+  tellCreated();
+}
+
+void Commands::tellCreated() {
+  if (store_->wasCreated()) err_ << "kavra: created " << Qel::printableLine(url_) << '\n';
+}
+
 void Commands::put(const std::string& path, const std::string& json, const std::string& source) {
   const Document document = parsed(json, source);
   store_->documentIs(Qel::String(path), document);
+  tellCreated();
 }
 
 void Commands::del(const std::string& path) {
@@ -76,7 +133,7 @@ void Commands::del(const std::string& path) {
 
 void Commands::edit(const std::string& path, const char* type,
                     const std::function<Document(const Document*)>& edit) {
-  store_->update({Qel::String(path)}, [&](Store::Documents& documents) {
+  update(path, [&](Store::Documents& documents) {
     const auto found = documents.find(Qel::String(path));
     const Document* present = found == documents.end() ? nullptr : &found->second;
     if (present != nullptr) needGood(path, *present, type);
@@ -121,16 +178,20 @@ void Commands::setRedundancy(U32 cell, const std::optional<U32>& protocol,
   });
 }
 
-void Commands::status(const std::string& url) {
-  out_ << Kavra::Json::write(Kavra::documentOf(store_->status(), Qel::String(url)), Form::pretty)
-       << '\n';
+void Commands::status() {
+  const Kavra::Status status = store_->status();
+  out_ << Kavra::Json::write(Kavra::documentOf(status, Qel::String(url_)), Form::pretty) << '\n';
+  needReachable(status, url_);
 }
 
-void Commands::status(const std::string& url, const Qel::Ptr<Store>& peer,
-                      const std::string& peerUrl) {
-  Document::Map both = Kavra::documentOf(store_->status(), Qel::String(url));
-  both.emplace_back("peer", Kavra::documentOf(peer->status(), Qel::String(peerUrl)));
+void Commands::status(const Qel::Ptr<Store>& peer, const std::string& peerUrl) {
+  const Kavra::Status own = store_->status();
+  const Kavra::Status other = peer->status();
+  Document::Map both = Kavra::documentOf(own, Qel::String(url_));
+  both.emplace_back("peer", Kavra::documentOf(other, Qel::String(peerUrl)));
   out_ << Kavra::Json::write(both, Form::pretty) << '\n';
+  needReachable(own, url_);
+  needReachable(other, peerUrl);
 }
 
 }  // namespace Tools

@@ -1,26 +1,58 @@
 #include "tools/Serve.h"
 
+#include <unistd.h>
+
+#include <array>
 #include <filesystem>
+#include <fstream>
 #include <system_error>
 
+#include "Kavra/Claim.h"
 #include "Kavra/Publisher.h"
+#include "Qel/Escape.h"
 #include "Qel/PollEventLoop.h"
 #include "tools/EndOnSignal.h"
-#include "tools/Errors.h"
 
 namespace Tools {
 
-void serve(const Kavra::StoreUrl& url, const std::string& file,
-           const Qel::Ptr<Qel::Clock const>& clock) {
+namespace {
+
+std::string hostName() {
+  std::array<char, 256> name{};
+  return ::gethostname(name.data(), name.size() - 1) == 0 ? name.data() : "";
+}
+
+// Another one each time this machine comes up; empty where the kernel does not tell.
+std::string bootId() {
+  std::ifstream in("/proc/sys/kernel/random/boot_id");
+  std::string id;
+  std::getline(in, id);
+  return id;
+}
+
+Kavra::Claim claimOf(const std::string& file, const std::string& prefix) {
   std::error_code error;
-  if (!std::filesystem::is_regular_file(file, error)) {
-    throw CommandError(file + ": " + (error ? error.message() : "not a file"));
-  }
+  const std::filesystem::path whole = std::filesystem::weakly_canonical(file, error);
+  Kavra::Claim claim{hostName(), bootId(), error ? file : whole.string(), {}};
+  if (!prefix.empty()) claim.places.insert(prefix);
+  return claim;
+}
+
+}  // namespace
+
+void serve(const Kavra::StoreUrl& url, const std::string& file, const std::string& prefix,
+           const Qel::Ptr<Qel::Clock const>& clock, std::ostream& err) {
   url.tellIfNotEncrypted();
   Qel::PollEventLoop loop;
   const EndOnSignal endOnSignal(loop);
-  const auto publisher = Qel::make<Kavra::Publisher>(
-      Kavra::StoreUrl("file:" + file).feed(loop, clock), url.store(clock), loop);
+  const auto source = Kavra::StoreUrl("file:" + file).feed(loop, clock);
+  std::error_code error;
+  if (!std::filesystem::exists(file, error)) {
+    err << "kavra: " << Qel::printableLine(file) << " is not there yet: waiting for it"
+        << std::endl;
+  }
+  const auto publisher =
+      Qel::make<Kavra::Publisher>(source, url.store(clock), loop, claimOf(file, prefix));
   loop.run();
 }
 

@@ -33,11 +33,24 @@ void settle(const Store::Documents& before, Store::Documents& after,
 }  // namespace
 
 StoreException::~StoreException() = default;
+OwnedException::~OwnedException() = default;
 
-bool Store::documentsAre(const std::vector<Qel::String>& paths, const Documents& documents) {
-  const Documents wanted = canonical(documents);
+bool Store::publicationIs(const Publication& publication) {
+  const Documents wanted = canonical(publication.documents);
+  std::set<Qel::String> paths;
+  for (const auto& [path, document] : wanted) paths.insert(path);
+  for (const Qel::String& place : publication.claim.places) {
+    if (isPath(place.view())) {
+      paths.insert(place);
+      continue;
+    }
+    for (const auto& [path, time] : listing(place)) {
+      if (isPath(path.view())) paths.insert(path);
+    }
+  }
+  for (const Qel::String& path : publication.spared) paths.erase(path);
   bool published = false;
-  update(paths, [&](Documents& present) {
+  update({paths.begin(), paths.end()}, [&](Documents& present) {
     published = present != wanted;
     present = wanted;
   });

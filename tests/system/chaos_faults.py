@@ -9,7 +9,7 @@ import support
 
 # Each key and what it is.
 KEYS = {"kavra:epoch": "string", "kavra:log": "stream", "kavra:index": "hash", "history": "hash",
-        "status": "hash"}
+        "status": "hash", "kavra:owners": "hash", "mark": "string"}
 WRONG_TYPES = {"string": ("SET", "x"), "list": ("LPUSH", "x"), "set": ("SADD", "x"),
                "zset": ("ZADD", "1", "x"), "hash": ("HSET", "x", "y"),
                "stream": ("XADD", "*", "x", "y")}
@@ -43,7 +43,17 @@ def within(seconds, condition):
 def keyOf(cell, name):
     paths = {"history": cell.historyKey(),
              "status": f"kavra:e:cell/{cell.number}/redundancy/status"}
-    return paths.get(name, name)
+    return markKey(cell) if name == "mark" else paths.get(name, name)
+
+
+def markKey(cell):
+    """The mark of the cell's publisher, which has one unless it was just taken away."""
+    def find():
+        return next((key for key in cell.redis.command("KEYS", "kavra:owner:*")), None)
+    key = within(support.PATIENCE, find)
+    if not key:
+        raise AssertionError("the publisher has no mark")
+    return key.decode()
 
 
 class Faults:
@@ -79,6 +89,7 @@ class Faults:
         for kind in BAD_VALUES:
             faults[f"value {kind}"] = lambda kind=kind: self.valueReplaced(kind, False)
             faults[f"value {kind}, no check"] = lambda kind=kind: self.valueReplaced(kind, True)
+        faults["value damaged in silence"] = self.damagedInSilence
         for mode in ("split", "truncate", "mangle"):
             faults[f"answers: {mode}"] = lambda mode=mode: self.answersDistorted(mode)
         if self.link:
@@ -166,6 +177,17 @@ class Faults:
         else:
             raise AssertionError(f"nobody refused {damage}:\n{cell.agent.said()[-2000:]}")
         self.goOn(self.dice.choice([0, self.dice.uniform(0, 0.6)]))
+
+    def damagedInSilence(self):
+        """Beside its check, and nobody rings for it: found by whoever reads it next, or when the
+        publisher compares the whole, which it does before it publishes."""
+        cell = self.anyCell()
+        key = keyOf(cell, "status")
+        cell.redis.transaction(("HSET", key, "protocol", "1"))
+        self.goOn(self.dice.choice([0, self.dice.uniform(0, 2)]))
+        cell.publish()
+        if not within(2, lambda: cell.redis.command("HGET", key, "protocol") == b"3"):
+            raise AssertionError(f"{key} stays damaged")
 
     @staticmethod
     def refusals(cell, byCheck):

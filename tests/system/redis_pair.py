@@ -319,7 +319,7 @@ class Cell:
     def startPublisher(self):
         self.publisher = support.Process(
             self.test.directory, support.KAVRA, "--db", self.redis.url, "--db-auth",
-            self.redis.auth("publisher"), "serve", self.file)
+            self.redis.auth("publisher"), "serve", "--cell", str(self.number), self.file)
 
     def startAgent(self):
         self.agent = self.test.start(*self.options, cell=self.number, db=self.redis.url)

@@ -3,6 +3,7 @@
 
 import contextlib
 import os
+import re
 import socket
 import stat
 import unittest
@@ -15,7 +16,8 @@ READING = [("PING",), ("GET", "kavra:epoch"), ("HGETALL", KEY), ("XINFO", "STREA
            ("XREAD", "COUNT", "1", "STREAMS", "kavra:log", "0"), ("MULTI",)]
 WRITING = [("SET", "kavra:epoch", "x"), ("DEL", "kavra:x"), ("HSET", KEY, "_v", "1"),
            ("HDEL", "kavra:index", "x"), ("XADD", "kavra:log", "*", "k", KEY),
-           ("EXISTS", KEY), ("WATCH", "kavra:epoch"), ("UNWATCH",)]
+           ("EXISTS", KEY), ("WATCH", "kavra:epoch"), ("UNWATCH",), ("HGET", "kavra:index", "x"),
+           ("HMGET", KEY, "_v", "_c"), ("GETEX", "kavra:epoch", "PX", "5000")]
 FORBIDDEN = [("FLUSHALL",), ("FLUSHDB",), ("EVAL", "return 1", "0"), ("KEYS", "*"), ("SCAN", "0"),
              ("CONFIG", "GET", "*"), ("ACL", "LIST"), ("SHUTDOWN",),
              ("RENAME", "kavra:epoch", "kavra:x"), ("GET", "other"), ("XADD", "other", "*", "k", "v"),
@@ -77,6 +79,29 @@ class Rights(support.SystemTest):
             self.assertEqual(stat.S_IMODE(os.stat(path).st_mode), 0o600)
             with open(path) as file:
                 self.assertNotIn(file.read().split()[1], rights)
+
+    def testSufficeForAPublisherThatLooksOverOneConnection(self):
+        with open(os.path.join(self.directory, "cell.json"), "w") as file:
+            file.write('{"cell/1/redundancy/status": {"type": "Redundancy::RedundancyStatus", '
+                       '"protocol": 3, "switchoverCapable": true}}')
+        publisher = support.Process(
+            self.directory, support.KAVRA, "--db", self.redis.url, "--db-auth",
+            self.redis.auth("publisher"), "serve", "--cell", "1", file.name)
+        self.addCleanup(publisher.close)
+        support.waitFor(lambda: self.redis.command("HGET", KEY, "protocol") == b"3",
+                        "the document is published")
+        support.waitFor(lambda: self.calls("getex") > 1, "the publisher looks")
+        whole = self.calls("hgetall")
+        looks = self.calls("getex")
+        support.waitFor(lambda: self.calls("getex") > looks + 2, "it looks again")
+        self.assertEqual(self.calls("hgetall"), whole)
+        self.assertEqual(self.redis.command("ACL", "LOG"), [])
+
+    def calls(self, command):
+        """How often the server was asked for it."""
+        told = self.redis.command("INFO", "commandstats").decode()
+        found = re.search(f"cmdstat_{command}:calls=([0-9]+)", told)
+        return int(found.group(1)) if found else 0
 
     def testKeepNothingOverARestart(self):
         self.redis.kill()

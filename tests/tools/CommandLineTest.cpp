@@ -7,6 +7,7 @@
 #include <chrono>
 #include <cstdio>
 #include <filesystem>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -46,11 +47,15 @@ class CommandLineTest : public testing::Test {
     arguments.insert(arguments.end(), words.begin(), words.end());
     return toolstest::run(arguments, input);
   }
-  // Runs a command that is to succeed, and returns what it prints.
+  bool isThere() const { return std::filesystem::exists(directory_.file()); }
+  // Runs a command that is to succeed, and returns what it prints. It says when it makes the
+  // database.
   std::string done(const Words& words, const std::string& input = {}) const {
+    const bool wasThere = isThere();
     const Outcome outcome = kavra(words, input);
     EXPECT_EQ(outcome.status, 0) << outcome.err;
-    EXPECT_THAT(outcome.err, IsEmpty());
+    const bool isMade = !wasThere && isThere();
+    EXPECT_EQ(outcome.err, isMade ? "kavra: created " + directory_.url() + "\n" : "");
     return outcome.out;
   }
   // Runs a command that is to fail, and returns its one line without "kavra: ".
@@ -135,8 +140,41 @@ TEST_F(CommandLineTest, RefusesPathsThatAreNoneOrNotPublished) {
   EXPECT_THAT(refused({"get", "/a"}), StartsWith("'/a' is not a path"));
   EXPECT_THAT(refused({"put", "a//b"}, "{}"), StartsWith("'a//b' is not a path"));
   EXPECT_THAT(refused({"del", ""}), StartsWith("'' is not a path"));
-  EXPECT_EQ(refused({"get", "a"}), "a is not published");
-  EXPECT_EQ(refused({"del", "a"}), "a is not published");
+  EXPECT_EQ(refused({"get", "a"}), "nothing is published under a");
+  EXPECT_EQ(refused({"del", "a"}), "nothing is published under a");
+}
+
+TEST_F(CommandLineTest, SuggestsWhatMayHaveBeenMeant) {
+  done({"set-redundancy", "--cell", "2", "--protocol", "3"});
+  for (const char* command : {"get", "del"}) {
+    EXPECT_EQ(refused({command, "cell/1/redundancy/status"}),
+              "nothing is published under cell/1/redundancy/status; did you mean "
+              "cell/2/redundancy/status?");
+  }
+  EXPECT_EQ(refused({"stauts"}), "there is no command 'stauts'; did you mean status?");
+  const Outcome listing = kavra({"ls", "cell/3"});
+  EXPECT_EQ(listing.status, 0);
+  EXPECT_EQ(listing.out, "");
+  EXPECT_EQ(listing.err, "kavra: nothing is published under cell/3; did you mean cell/2?\n");
+}
+
+TEST_F(CommandLineTest, SaysThatItMadeTheDatabaseAndOnlyThen) {
+  const std::string line = "kavra: created " + directory_.url() + "\n";
+  EXPECT_EQ(kavra({"ls"}).err, "");
+  EXPECT_EQ(kavra({"set-redundancy", "--cell", "2", "--protocol", "3"}).err, line);
+  EXPECT_EQ(kavra({"set-redundancy", "--cell", "2", "--protocol", "4"}).err, "");
+}
+
+TEST_F(CommandLineTest, ListsWhenTheFileWasWrittenAndHowLongAgo) {
+  done({"set-redundancy", "--cell", "2", "--protocol", "3"});
+  const auto written = std::chrono::file_clock::now() - std::chrono::minutes(5);
+  std::filesystem::last_write_time(directory_.file(), written);
+  EXPECT_THAT(done({"ls", "--long", "--utc"}),
+              testing::MatchesRegex("[0-9]{4}-[0-9]{2}-[0-9]{2}T[0-9:]{8}Z   5 min  "
+                                    "cell/2/redundancy/status\n"));
+  EXPECT_THAT(done({"ls", "-l"}),
+              testing::MatchesRegex("[0-9]{4}-[0-9]{2}-[0-9]{2}T[0-9:]{8}[+-][0-9]{2}:[0-9]{2}   "
+                                    "5 min  cell/2/redundancy/status\n"));
 }
 
 TEST_F(CommandLineTest, RecordsAReloadWithItsCausesInOrder) {
@@ -177,7 +215,14 @@ TEST_F(CommandLineTest, AddsACauseToTheLatestReload) {
 TEST_F(CommandLineTest, AddsNoCauseWithoutAReload) {
   EXPECT_EQ(refused({"add-cause", "--cell", "2", "--cause", "b"}),
             "no reload 0 is recorded that a cause could be added to");
-  EXPECT_FALSE(std::filesystem::exists(directory_.file()));
+  EXPECT_FALSE(isThere());
+}
+
+TEST_F(CommandLineTest, TakesTimesAsPeopleWriteThem) {
+  done({"record-reset", "--cell", "2", "--cause", "a", "--time", "2026-11-21T16:00:00Z", "--cause",
+        "b", "--time", "2026-11-21T16:00:00.5-01:00"});
+  done({"add-cause", "--cell", "2", "--cause", "c", "--time", "2026-11-21T16:00:01Z"});
+  EXPECT_EQ(causesOf("0"), (Words{"a@1795276800.0", "b@1795280400.5", "c@1795276801.0"}));
 }
 
 TEST_F(CommandLineTest, TakesAnyTextAsACause) {
@@ -203,7 +248,8 @@ TEST_F(CommandLineTest, RefusesTimesThatAreNone) {
   for (const char* time : {"", "x", "1x", "nan", "inf", "-inf", "1e999", "0x10", " 1", "+1"}) {
     EXPECT_THAT(refused({"record-reset", "--cell", "2", "--cause", "a", "--time", time}),
                 AllOf(StartsWith("--time: '" + std::string(time) + "'"),
-                      EndsWith("is not a number of seconds since 1970")));
+                      EndsWith("is neither a number of seconds since 1970 nor a time like "
+                               "2026-11-21T16:00:00Z")));
   }
   EXPECT_THAT(refused({"record-reset", "--cell", "2", "--cause", "a", "--time", "1e16"}),
               EndsWith("/rebootHistory/0/causeQ/0/time: outside the range of times"));
@@ -272,7 +318,10 @@ TEST_F(CommandLineTest, TellsHowThePeersDatabaseStandsAsWell) {
   directory_.write("{}");
   const kavratest::DatabaseDirectory other;
   other.write("nonsense");
-  const Document status = Kavra::Json::read(done({"status", "--peer-db", other.url()}));
+  const Outcome outcome = kavra({"status", "--peer-db", other.url()});
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_THAT(outcome.err, StartsWith("kavra: " + other.url() + ": parse error"));
+  const Document status = Kavra::Json::read(outcome.out);
   EXPECT_EQ(*status.member("reachable"), Document(true));
   const Document& peer = *status.member("peer");
   EXPECT_EQ(*peer.member("url"), Document(Qel::String(other.url())));
@@ -283,9 +332,21 @@ TEST_F(CommandLineTest, TellsHowThePeersDatabaseStandsAsWell) {
             "The following argument was not expected: --peer-db");
 }
 
+TEST_F(CommandLineTest, CallsTheStatusOfAServerThatIsNotThereNoSuccess) {
+  const std::string url = "redis+unix:" + directory_.file();
+  const Outcome outcome = toolstest::run({KAVRA_PROGRAM, "--db", url, "status"});
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_EQ(outcome.err, "kavra: " + url + ": cannot connect: No such file or directory\n");
+  EXPECT_EQ(*Kavra::Json::read(outcome.out).member("reachable"), Document(false));
+  EXPECT_EQ(kavra({"status", "--peer-db", url}).status, 1);
+  EXPECT_EQ(kavra({"status", "--peer-db", directory_.url()}).status, 0);
+}
+
 TEST_F(CommandLineTest, TellsThatTheFileDoesNotParse) {
   directory_.write("nonsense");
-  const Document status = Kavra::Json::read(done({"status"}));
+  const Outcome outcome = kavra({"status"});
+  EXPECT_EQ(outcome.status, 1);
+  const Document status = Kavra::Json::read(outcome.out);
   EXPECT_EQ(*status.member("reachable"), Document(false));
   EXPECT_THAT(status.member("problem")->as<Qel::String>()->stdString(),
               StartsWith(directory_.url() + ": parse error at line 1, column"));
@@ -344,6 +405,30 @@ TEST_F(CommandLineTest, ExplainsItself) {
   for (const char* word : {"ls", "get", "put", "del", "watch", "record-reset", "add-cause",
                            "set-redundancy", "status", "serve", "--db", "--db-auth"}) {
     EXPECT_THAT(outcome.out, HasSubstr(word));
+  }
+}
+
+TEST_F(CommandLineTest, SaysWhatItCanDoWhereNothingIsAsked) {
+  const Outcome outcome = toolstest::run({KAVRA_PROGRAM});
+  EXPECT_EQ(outcome.status, 0);
+  EXPECT_EQ(outcome.out, kavra({"--help"}).out);
+  EXPECT_THAT(outcome.err, IsEmpty());
+}
+
+TEST_F(CommandLineTest, DescribesEveryOption) {
+  for (const char* command : {"", "ls", "get", "put", "del", "watch", "record-reset", "add-cause",
+                              "set-redundancy", "status", "serve"}) {
+    std::istringstream help(kavra(*command == 0 ? Words{"--help"} : Words{command, "--help"}).out);
+    int options = 0;
+    for (std::string line; std::getline(help, line);) {
+      if (!line.starts_with("  ")) continue;
+      ++options;
+      // A long name has its description on a line of its own.
+      if (line.size() < 31 || line[29] != ' ') std::getline(help, line);
+      EXPECT_GT(line.size(), 35U) << command << ": " << line;
+      EXPECT_NE(line[30], ' ') << command << ": " << line;
+    }
+    EXPECT_GT(options, 1) << command;
   }
 }
 

@@ -83,16 +83,16 @@ void Program::write(const std::string& text) const {
 
 void Program::closeInput() { closeFd(in_); }
 
-std::string Program::readLine() {
+std::string Program::readLine(const int& fd, std::string& text) {
   const auto deadline = Clock::now() + std::chrono::seconds(10);
-  std::size_t end = outText_.find('\n');
-  while (end == std::string::npos && out_ >= 0 && Clock::now() < deadline) {
+  std::size_t end = text.find('\n');
+  while (end == std::string::npos && fd >= 0 && Clock::now() < deadline) {
     readSome(kStepMilliseconds);
-    end = outText_.find('\n');
+    end = text.find('\n');
   }
   if (end == std::string::npos) return {};
-  std::string line = outText_.substr(0, end);
-  outText_.erase(0, end + 1);
+  std::string line = text.substr(0, end);
+  text.erase(0, end + 1);
   return line;
 }
 

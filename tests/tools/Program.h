@@ -25,13 +25,16 @@ class Program {
   void closeInput();
   // The next line of standard output without its end, waited for; empty when there is none within
   // ten seconds.
-  std::string readLine();
+  std::string readLine() { return readLine(out_, outText_); }
+  // The same of standard error.
+  std::string readErrorLine() { return readLine(err_, errText_); }
   void signal(int number) const;
   // Waits for the end, for at most `seconds`; then ends it by force.
   Outcome finish(double seconds = 30.0);
 
  private:
   bool readSome(int milliseconds);
+  std::string readLine(const int& fd, std::string& text);
 
   int pid_ = -1;
   int in_ = -1;

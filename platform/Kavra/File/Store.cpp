@@ -52,6 +52,20 @@ Kavra::Store::Documents Store::documents(const Qel::String& prefix) {
   return documents;
 }
 
+Kavra::Store::Listing Store::listing(const Qel::String& prefix) {
+  Listing listing;
+  const DatabaseFile file(path_);
+  const auto content = file.readContent();
+  if (!content) return listing;
+  const DatabaseFile::Parsed parsed = file.parse(content->text);
+  const auto list = [&](const Qel::String& path) {
+    if (path.view().starts_with(prefix.view())) listing.emplace(path, content->modified);
+  };
+  for (const auto& [path, document] : parsed.documents) list(path);
+  for (const auto& [path, member] : parsed.unreadable) list(path);
+  return listing;
+}
+
 void Store::transact(const std::vector<Qel::String>& paths, const Edit& edit) {
   const DatabaseFile file(path_);
   const FileDescriptor lock = file.lock();
@@ -64,6 +78,7 @@ void Store::transact(const std::vector<Qel::String>& paths, const Edit& edit) {
   edit(edited);
   Documents after = before;
   merge(after, paths, std::move(edited));
+  created_ = false;
   if (after == before) return;
   // What could not be read stays as it stood, unless it was edited.
   auto& unreadable = held.parsed.unreadable;
@@ -75,12 +90,14 @@ void Store::transact(const std::vector<Qel::String>& paths, const Edit& edit) {
   held.parsed.documents = std::move(after);
   file.needSize(held.parsed);
   file.write(held.parsed.documents, unreadable);
+  created_ = !held.content;
 }
 
 bool Store::replace(const Qel::String& path, const Qel::Document* document) {
   const DatabaseFile file(path_);
   const FileDescriptor lock = file.lock();
   Held held(file);
+  created_ = false;
   auto& [documents, unreadable] = held.parsed;
   const auto found = documents.find(path);
   const bool stood = unreadable.erase(path) > 0 || found != documents.end();
@@ -93,6 +110,7 @@ bool Store::replace(const Qel::String& path, const Qel::Document* document) {
     file.needSize(held.parsed);
   }
   file.write(documents, unreadable);
+  created_ = !held.content;
   return true;
 }
 

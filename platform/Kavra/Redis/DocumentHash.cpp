@@ -19,9 +19,7 @@ namespace {
 using Fields = Qel::DocumentCodec::Fields;
 
 constexpr std::string_view kKeyStart = "kavra:e:";
-constexpr char kVersionField[] = "_v";
 constexpr char kTypeField[] = "_t";
-constexpr char kCheckField[] = "_c";
 constexpr char kVersion[] = "1";
 
 bool endsInNames(std::string_view path, std::string_view end) noexcept {
@@ -137,7 +135,12 @@ DocumentHash::DocumentHash(const Qel::String& path, const Reply& hash) {
   // No such key: HGETALL answers with no field.
   if (hash.isArray() && hash.elements.empty()) return;
   try {
-    document = documentIn(path, fieldsIn(hash));
+    Fields fields = fieldsIn(hash);
+    // Of the version alone there is none.
+    hasCheck = fields.size() == 1 || std::any_of(fields.begin(), fields.end(), [](const auto& it) {
+                 return it.first == kCheckField;
+               });
+    document = documentIn(path, std::move(fields));
   } catch (const Qel::DocumentException& error) {
     // Field names come from the server; whatever they hold stays one line.
     problem = Qel::printableLine(fmt::format("key {}, field {}", keyOf(path), error.what()));

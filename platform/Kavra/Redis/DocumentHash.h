@@ -20,6 +20,9 @@
 // A hash without _c is taken as it is, so that one can be written by hand.
 namespace Kavra::Redis {
 
+inline constexpr char kVersionField[] = "_v";
+inline constexpr char kCheckField[] = "_c";
+
 // The most fields that a document of the greatest size has, as of Qel/Limits.h: four for each
 // cause, of which a document has three values at least, and those beside.
 inline constexpr std::size_t kMostFields = Qel::Limits::kMostDocumentValues / 3 * 4 + 8;
@@ -39,6 +42,7 @@ struct DocumentHash {
   bool isPublished() const noexcept { return document || !problem.empty(); }
 
   std::optional<Qel::Document> document;
+  bool hasCheck = false;
   Qel::String problem;  // why it cannot be read: key, field and what is wrong there
 };
 

@@ -13,7 +13,9 @@
 //
 //   kavra:epoch  a text (GET): a new one whenever what the server held was lost
 //   kavra:log    a stream (XINFO STREAM): an entry, "k" and the keys, for each publication
-//   kavra:index  a hash of the paths that are published; its values mean nothing
+//   kavra:index  a hash of the paths that are published; its values tell when, in seconds since
+//                1970 by the writer's clock, where they are larger than 1
+//   kavra:owners, kavra:owner:...  the claims of publishers (see Owners.h)
 //
 // An entry of the log is called a doorbell: XADD makes it ring, and a blocking XREAD hears it. Only
 // that it rings matters, and what its keys are only where the index does not tell. The last id is

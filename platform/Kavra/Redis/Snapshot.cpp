@@ -16,8 +16,13 @@ void addName(std::set<Qel::String>& names, const Qel::String& path) {
   if (isPath(path.view())) names.insert(path);
 }
 
-void addIndex(std::set<Qel::String>& names, const Reply& index) {
-  for (std::size_t i = 0; i < index.elements.size(); i += 2) addName(names, index.elements[i].text);
+std::map<Qel::String, std::string> indexIn(const Reply& reply) {
+  std::map<Qel::String, std::string> index;
+  for (std::size_t i = 0; i + 1 < reply.elements.size(); i += 2) {
+    const std::string& path = reply.elements[i].text;
+    if (isPath(path)) index.emplace(path, reply.elements[i + 1].text);
+  }
+  return index;
 }
 
 // One entry of a stream: its id, and an array of names and values.
@@ -70,7 +75,8 @@ Snapshot::Snapshot(const SnapshotRequest& request, const Reply& outcome) {
   state = ServerState(replies[0], replies[1]);
   replies = replies.subspan(2);
   if (request.names) {
-    addIndex(names, replies[0]);
+    index = indexIn(replies[0]);
+    for (const auto& [path, value] : index) names.insert(path);
     addDoorbells(names, replies[1]);
     replies = replies.subspan(2);
   }
@@ -78,6 +84,7 @@ Snapshot::Snapshot(const SnapshotRequest& request, const Reply& outcome) {
     const Qel::String& path = request.paths[i];
     DocumentHash hash(path, replies[i]);
     if (hash.document) {
+      if (!hash.hasCheck) unchecked.insert(path);
       documents.emplace(path, std::move(*hash.document));
     } else if (hash.isPublished()) {
       unreadable.emplace(path, std::move(hash.problem));

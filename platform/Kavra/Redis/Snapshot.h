@@ -1,8 +1,10 @@
 #pragma once
 
+#include <map>
 #include <optional>
 #include <set>
 #include <span>
+#include <string>
 #include <vector>
 
 #include "Kavra/Feed.h"
@@ -37,7 +39,9 @@ struct Snapshot {
   // The paths of the index and, in case it is not complete, of the doorbells in the log. There need
   // not be a document.
   std::set<Qel::String> names;
+  std::map<Qel::String, std::string> index;  // the paths of the index alone, and its values
   Kavra::Feed::Documents documents;
+  std::set<Qel::String> unchecked;  // which of them have no check over their fields
   Kavra::Feed::Problems unreadable;
 };
 

@@ -12,7 +12,10 @@
 #include "Kavra/Redis/Command.h"
 #include "Kavra/Redis/DocumentHash.h"
 #include "Kavra/Redis/MultiExec.h"
+#include "Kavra/Redis/Owners.h"
 #include "Kavra/Redis/Reply.h"
+#include "Qel/Failure.h"
+#include "Qel/Number.h"
 
 namespace Kavra::Redis {
 
@@ -45,11 +48,11 @@ Command hashCommand(const Qel::String& path, const Qel::Document& document) {
 
 // What makes the server hold `document` (nothing, where it is null) at `path`.
 void addChange(std::vector<Command>& commands, const Qel::String& path,
-               const Qel::Document* document) {
+               const Qel::Document* document, const std::string& now) {
   commands.push_back({"DEL", keyOf(path)});
   if (document != nullptr) {
     commands.push_back(hashCommand(path, *document));
-    commands.push_back({"HSET", kIndexKey, path.stdString(), "1"});
+    commands.push_back({"HSET", kIndexKey, path.stdString(), now});
   } else {
     commands.push_back({"HDEL", kIndexKey, path.stdString()});
   }
@@ -58,7 +61,8 @@ void addChange(std::vector<Command>& commands, const Qel::String& path,
 // Ends in the doorbell and the epoch, whose replies tell the state of the server afterwards.
 template <class Changes>
 std::vector<Command> publishingCommands(const Changes& changes,
-                                        const std::vector<std::string>& forgotten) {
+                                        const std::vector<std::string>& forgotten,
+                                        const std::string& now) {
   std::vector<Command> commands;
   std::transform(forgotten.begin(), forgotten.end(), std::back_inserter(commands),
                  [](const std::string& key) {
@@ -67,7 +71,7 @@ std::vector<Command> publishingCommands(const Changes& changes,
   commands.push_back({"SET", kEpochKey, newEpoch(), "NX"});
   Command ring{"XADD", kLogKey, "MAXLEN", "~", kMostLogEntries, "*"};
   for (const auto& [path, document] : changes) {
-    addChange(commands, path, document);
+    addChange(commands, path, document, now);
     ring.insert(ring.end(), {"k", keyOf(path)});
   }
   commands.push_back(std::move(ring));
@@ -98,11 +102,10 @@ std::size_t errorIn(const Reply& outcome) {
   return static_cast<std::size_t>(error - elements.begin());
 }
 
-std::vector<Qel::String> matching(const std::set<Qel::String>& names, const Qel::String& prefix) {
-  std::vector<Qel::String> paths;
-  std::copy_if(names.begin(), names.end(), std::back_inserter(paths),
-               [&](const Qel::String& path) { return path.view().starts_with(prefix.view()); });
-  return paths;
+// The value of a path in the index. One that was written by hand is 1.
+std::optional<double> timeIn(const std::string& value) {
+  const auto seconds = Qel::numberOf<double>(value);
+  return seconds && *seconds > 1 ? seconds : std::nullopt;
 }
 
 Snapshot read(Client& client, const SnapshotRequest& request) {
@@ -119,18 +122,38 @@ Snapshot read(Client& client, const SnapshotRequest& request) {
 Store::Store(ConnectionOptions server, const Qel::Ptr<Qel::Clock const>& clock)
     : server_(std::move(server)), clock_(clock) {}
 
-Snapshot Store::readAll(Client& client, const Qel::String& prefix) {
-  SnapshotRequest request{{}, true};
+Snapshot Store::readAll(Client& client, const std::set<Qel::String>& paths,
+                        const std::function<bool(const Qel::String&)>& covers) {
+  SnapshotRequest request{{paths.begin(), paths.end()}, true};
   for (int attempt = 0; attempt < kMostAttempts; ++attempt) {
     Snapshot snapshot = read(client, request);
-    std::set<Qel::String> names = std::move(snapshot.names);
-    // Whoever published it may not have put it into the index.
-    if (isPath(prefix.view())) names.insert(prefix);
-    std::vector<Qel::String> paths = matching(names, prefix);
-    if (paths == request.paths) return snapshot;
-    request.paths = std::move(paths);
+    std::set<Qel::String> all = paths;
+    std::copy_if(snapshot.names.begin(), snapshot.names.end(), std::inserter(all, all.end()),
+                 covers);
+    if (std::ranges::equal(all, request.paths)) return snapshot;
+    request.paths.assign(all.begin(), all.end());
   }
   client.fail("paths come and go faster than they can be read");
+}
+
+Snapshot Store::readAll(Client& client, const Qel::String& prefix) {
+  std::set<Qel::String> paths;
+  // Whoever published it may not have put it into the index.
+  if (isPath(prefix.view())) paths.insert(prefix);
+  return readAll(client, paths,
+                 [&](const Qel::String& path) { return path.view().starts_with(prefix.view()); });
+}
+
+Snapshot Store::readOwned(Client& client, const Publication& publication) {
+  const auto& [claim, documents, spared] = publication;
+  std::set<Qel::String> paths;
+  for (const auto& [path, document] : documents) paths.insert(path);
+  std::copy_if(claim.places.begin(), claim.places.end(), std::inserter(paths, paths.end()),
+               [](const Qel::String& place) { return isPath(place.view()); });
+  for (const Qel::String& path : spared) paths.erase(path);
+  return readAll(client, paths, [&](const Qel::String& path) {
+    return publication.claim.covers(path) && !publication.spared.contains(path);
+  });
 }
 
 Kavra::Store::Documents Store::documents(const Qel::String& prefix) {
@@ -139,22 +162,79 @@ Kavra::Store::Documents Store::documents(const Qel::String& prefix) {
   return withUnreadable(std::move(snapshot.documents), snapshot.unreadable);
 }
 
-bool Store::documentsAre(const std::vector<Qel::String>& paths, const Documents& documents) {
+Kavra::Store::Listing Store::listing(const Qel::String& prefix) {
   Client client(server_);
-  const Snapshot snapshot = read(client, {paths, false});
+  const Snapshot snapshot = readAll(client, prefix);
+  Listing listing;
+  for (const auto& [path, document] : withUnreadable(snapshot.documents, snapshot.unreadable)) {
+    const auto value = snapshot.index.find(path);
+    listing.emplace(path, value == snapshot.index.end() ? std::nullopt : timeIn(value->second));
+  }
+  return listing;
+}
+
+bool Store::publicationIs(const Publication& publication) {
+  look_.reset();
+  try {
+    return hold(keptClient(), publication);
+  } catch (const StoreException&) {
+    kept_.reset();
+    throw;
+  }
+}
+
+Client& Store::keptClient() {
+  // The server may have closed it since.
+  if (kept_ && Qel::failureOf([this] { kept_->request({{"PING"}}); })) kept_.reset();
+  if (!kept_) kept_.emplace(server_);
+  return *kept_;
+}
+
+bool Store::hold(Client& client, const Publication& publication) {
+  needClaim(client, publication.claim);
+  claim_ = publication.claim;
+  Snapshot snapshot = readOwned(client, publication);
   const ServerState& state = snapshot.state;
   // Followers do not believe an older state of the epoch that they know.
   const bool older = !state.problem.empty() || (published_ && state.isBefore(*published_));
   const bool lost = older || !published_ || state.epoch != published_->epoch;
-  const Documents wanted = canonical(documents);
+  const Documents wanted = canonical(publication.documents);
   const Documents present = withUnreadable(snapshot.documents, snapshot.unreadable);
-  const Changes changes = changesOf(present, wanted, lost);
-  return !changes.empty() && publish(client, changes, older ? kNewEpoch : Keys());
+  Changes changes = changesOf(present, wanted, lost);
+  for (const auto& [path, document] : wanted) {
+    const bool isWhole = snapshot.index.contains(path) && !snapshot.unchecked.contains(path);
+    if (!isWhole) changes.emplace(path, &document);
+  }
+  if (!changes.empty()) {
+    watchClaim(client, publication.claim);
+    if (!publish(client, changes, older ? kNewEpoch : Keys())) client.fail("its claim was lost");
+  }
+  for (const auto& [path, document] : changes) snapshot.index.insert_or_assign(path, publishedAt_);
+  look_.emplace(claim_, wanted, snapshot.index, changes.empty() ? state : *published_);
+  return !changes.empty();
+}
+
+bool Store::isAsPublished() {
+  if (!kept_ || !look_) return false;
+  bool same = false;
+  const auto failure = Qel::failureOf([&] {
+    const auto outcome = kept_->transaction(look_->commands());
+    same = look_->isAsBefore(outcome ? outcome->elements : kept_->request(look_->commands()));
+  });
+  // The next one may find out why, on another connection.
+  if (failure) kept_.reset();
+  return same && !failure;
+}
+
+void Store::claimDel() {
+  if (!kept_ || claim_.places.empty()) return;
+  kept_->request({{"DEL", markKeyOf(claim_)}, {"HDEL", kOwnersKey, claim_.name()}});
 }
 
 void Store::transact(const std::vector<Qel::String>& paths, const Edit& edit) {
   Client client(server_);
   for (int attempt = 0; attempt < kMostAttempts; ++attempt) {
+    if (!force()) Owners(client).needUnowned(paths);
     const Documents before = readWatched(client, paths);
     Documents after = before;
     edit(after);
@@ -166,14 +246,17 @@ void Store::transact(const std::vector<Qel::String>& paths, const Edit& edit) {
 
 bool Store::replace(const Qel::String& path, const Qel::Document* document) {
   Client client(server_);
-  // What stands there is not read: it may be anything, of any size.
-  if (document == nullptr) {
-    const Reply stood = client.request({{"EXISTS", keyOf(path)}}).front();
-    if (stood.isError()) client.fail(stood.text);
-    if (stood.integer == 0) return false;
+  for (int attempt = 0; attempt < kMostAttempts; ++attempt) {
+    if (!force()) Owners(client).needUnowned({path});
+    // What stands there is not read: it may be anything, of any size.
+    if (document == nullptr) {
+      const Reply stood = client.request({{"EXISTS", keyOf(path)}}).front();
+      if (stood.isError()) client.fail(stood.text);
+      if (stood.integer == 0) return false;
+    }
+    if (publish(client, {{path, document}}, {})) return true;
   }
-  if (!publish(client, {{path, document}}, {})) client.fail("the transaction was discarded");
-  return true;
+  client.fail("other writers are faster, again and again");
 }
 
 Kavra::Store::Documents Store::readWatched(Client& client, const std::vector<Qel::String>& paths) {
@@ -207,7 +290,8 @@ Store::Changes Store::changesOf(const Documents& present, const Documents& wante
 }
 
 bool Store::publish(Client& client, const Changes& changes, const Keys& forgotten) {
-  const std::vector<Command> commands = publishingCommands(changes, forgotten);
+  publishedAt_ = fmt::format("{:.3f}", clock_->now());
+  const std::vector<Command> commands = publishingCommands(changes, forgotten, publishedAt_);
   const Reply outcome = outcomeOf(client, commands);
   if (outcome.isNil()) return false;
   if (const std::size_t error = errorIn(outcome); error != outcome.elements.size()) {

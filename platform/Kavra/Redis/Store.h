@@ -1,12 +1,17 @@
 #pragma once
 
+#include <cstddef>
+#include <functional>
 #include <map>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
+#include "Kavra/Claim.h"
 #include "Kavra/Redis/Client.h"
 #include "Kavra/Redis/ConnectionOptions.h"
+#include "Kavra/Redis/Look.h"
 #include "Kavra/Redis/ServerState.h"
 #include "Kavra/Redis/Snapshot.h"
 #include "Kavra/Status.h"
@@ -25,18 +30,21 @@ namespace Kavra::Redis {
 // put something else in the place of the log, the log and the epoch are taken away and it is
 // published again.
 //
-// Each operation has a connection of its own, so that there is none to look after between them.
-// When the answer to a publication is lost with the connection, the StoreException says that it is
-// not known whether it took effect. A document that cannot be read stands among the others as one
-// that fits no type.
+// Each operation has a connection of its own, so that there is none to look after between them; a
+// publisher alone keeps one. When the answer to a publication is lost with the connection, the
+// StoreException says that it is not known whether it took effect. A document that cannot be read
+// stands among the others as one that fits no type.
 class Store final : public Kavra::Store {
  public:
   Store(ConnectionOptions server, const Qel::Ptr<Qel::Clock const>& clock);
 
   Documents documents(const Qel::String& prefix) override;
+  Listing listing(const Qel::String& prefix) override;
   // Publishes all of them anew when the epoch is not that of this object's last publication, or the
   // server holds an older state.
-  bool documentsAre(const std::vector<Qel::String>& paths, const Documents& documents) override;
+  bool publicationIs(const Publication& publication) override;
+  bool isAsPublished() override;
+  void claimDel() override;
   Status status() override;
 
  protected:
@@ -53,13 +61,19 @@ class Store final : public Kavra::Store {
     std::string why;
   };
 
-  // All that is published below a prefix, at one moment.
+  // What is published at one moment: at these paths and at what else is to be covered.
+  static Snapshot readAll(Client& client, const std::set<Qel::String>& paths,
+                          const std::function<bool(const Qel::String&)>& covers);
   static Snapshot readAll(Client& client, const Qel::String& prefix);
+  static Snapshot readOwned(Client& client, const Publication& publication);
   // The documents of the paths, watched by the next publication.
   static Documents readWatched(Client& client, const std::vector<Qel::String>& paths);
   // What differs between the server and what it is to hold; all of it where it `lost` that.
   static Changes changesOf(const Documents& present, const Documents& wanted, bool lost);
-  // False when a watched document was changed meanwhile. The keys `forgotten` are taken away first.
+  // The publisher's connection, which answered just now.
+  Client& keptClient();
+  bool hold(Client& client, const Publication& publication);
+  // False when something watched was changed meanwhile. The keys `forgotten` are taken away first.
   bool publish(Client& client, const Changes& changes, const Keys& forgotten);
   // After a part was refused: with what stood in its way taken away, too.
   bool publishAgain(Client& client, const Changes& changes, const Keys& forgotten,
@@ -68,6 +82,12 @@ class Store final : public Kavra::Store {
   const ConnectionOptions server_;
   const Qel::Ptr<Qel::Clock const> clock_;
   std::optional<ServerState> published_;  // of the server after the last publication from here
+  std::string publishedAt_;               // when, as the index has it
+  // Of a publisher: its connection, and once all is as it should be there, its claim and how it
+  // sees that nothing happened since.
+  std::optional<Client> kept_;
+  Claim claim_;
+  std::optional<Look> look_;
 };
 
 }  // namespace Kavra::Redis

@@ -4,12 +4,14 @@
 
 #include <functional>
 #include <memory>
+#include <set>
 #include <string>
 
 #include "Kavra/Feed.h"
 #include "Kavra/Store.h"
 #include "Qel/EventLoop.h"
 #include "Qel/Ptr.h"
+#include "Qel/String.h"
 
 namespace kavratest {
 
@@ -28,6 +30,14 @@ struct DatabaseKind {
   std::string name;
   std::function<std::unique_ptr<Database>()> make;
 };
+
+// What a publisher of that file keeps at these places.
+inline Kavra::Store::Publication publicationOf(const std::set<Qel::String>& places,
+                                               const Kavra::Store::Documents& documents,
+                                               const char* file = "/cell.json") {
+  return {{"host", "boot", file, places}, documents, {}};
+}
+
 inline void PrintTo(const DatabaseKind& kind, std::ostream* out) { *out << kind.name; }
 
 }  // namespace kavratest

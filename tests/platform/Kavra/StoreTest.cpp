@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <set>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -91,6 +92,9 @@ class StoreTest : public support::LiveObjects,
   }
   void del(const Qel::String& path) {
     store_->update({path}, [&](Store::Documents& documents) { documents.erase(path); });
+  }
+  bool hold(const std::set<Qel::String>& places, const Store::Documents& documents) {
+    return store_->publicationIs(kavratest::publicationOf(places, documents));
   }
   static std::uint64_t protocolOf(const Qel::Document& document) {
     return *document.member("protocol")->as<std::uint64_t>();
@@ -246,15 +250,45 @@ TEST_P(StoreTest, TellsOfADocumentThatDoesNotFitAsItsFeedDoes) {
 TEST_P(StoreTest, HoldsWhatItIsToldToAndSaysWhetherItHadToPublish) {
   put("other", history({"other"}));
   const Store::Documents wanted{{"a", history({"one"})}, {"b", redundancy(3, true)}};
-  EXPECT_TRUE(store_->documentsAre({"a", "b"}, wanted));
-  EXPECT_FALSE(store_->documentsAre({"a", "b"}, wanted));
-  database_->store()->update({"a", "b"}, [](Store::Documents& documents) {
+  EXPECT_TRUE(hold({"a", "b"}, wanted));
+  EXPECT_FALSE(hold({"a", "b"}, wanted));
+  const auto other = database_->store();
+  other->forceIs(true);
+  other->update({"a", "b"}, [](Store::Documents& documents) {
     documents.erase("a");
     documents["b"] = history({"two"});
   });
-  EXPECT_TRUE(store_->documentsAre({"a", "b"}, wanted));
-  EXPECT_TRUE(store_->documentsAre({"a", "b"}, {{"b", redundancy(3, true)}}));
+  EXPECT_TRUE(hold({"a", "b"}, wanted));
+  EXPECT_TRUE(hold({"a", "b"}, {{"b", redundancy(3, true)}}));
   EXPECT_THAT(store_->documents(""), ElementsAre(Key("b"), Key("other")));
+}
+
+TEST_P(StoreTest, HoldsNothingElseBelowThePrefixesOfAClaim) {
+  for (const char* path : {"cell/1/a", "cell/1/b", "cell/1/c", "cell/10/a", "cell"}) {
+    put(path, history({"old"}));
+  }
+  auto publication = kavratest::publicationOf({"cell/1/"}, {{"cell/1/a", history({"new"})}});
+  publication.spared = {"cell/1/b"};
+  EXPECT_TRUE(store_->publicationIs(publication));
+  EXPECT_FALSE(store_->publicationIs(publication));
+  EXPECT_EQ(store_->documents(""), (Store::Documents{{"cell", history({"old"})},
+                                                     {"cell/1/a", history({"new"})},
+                                                     {"cell/1/b", history({"old"})},
+                                                     {"cell/10/a", history({"old"})}}));
+}
+
+TEST_P(StoreTest, ListsWhatIsPublishedAndWhen) {
+  const double before = Qel::make<Qel::SystemClock>()->now();
+  EXPECT_THAT(store_->listing(""), IsEmpty());
+  put("cell/1/a", history({"one"}));
+  put("cell/2/b", history({"two"}));
+  EXPECT_THAT(store_->listing("cell/2"), ElementsAre(Key("cell/2/b")));
+  const Store::Listing listing = store_->listing("");
+  EXPECT_THAT(listing, ElementsAre(Key("cell/1/a"), Key("cell/2/b")));
+  for (const auto& [path, time] : listing) {
+    ASSERT_TRUE(time.has_value()) << path;
+    EXPECT_NEAR(*time, before, 60.0) << path;
+  }
 }
 
 TEST_P(StoreTest, HoldsWhatIsToldInAnyFormAndPublishesItOnce) {
@@ -271,10 +305,10 @@ TEST_P(StoreTest, HoldsWhatIsToldInAnyFormAndPublishesItOnce) {
       {"b", Map{{"switchoverCapable", true},
                 {"protocol", std::int64_t{3}},
                 {"type", "Redundancy::RedundancyStatus"}}}};
-  EXPECT_TRUE(store_->documentsAre({"a", "b"}, wanted));
-  EXPECT_FALSE(store_->documentsAre({"a", "b"}, wanted));
+  EXPECT_TRUE(hold({"a", "b"}, wanted));
+  EXPECT_FALSE(hold({"a", "b"}, wanted));
   const Store::Documents held = store_->documents("");
-  EXPECT_FALSE(store_->documentsAre({"a", "b"}, held));
+  EXPECT_FALSE(hold({"a", "b"}, held));
   EXPECT_EQ(store_->documents(""), held);
 }
 

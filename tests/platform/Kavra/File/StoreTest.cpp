@@ -50,6 +50,22 @@ TEST_F(StoreTest, NeverReplacesAFileThatDoesNotParse) {
   EXPECT_THROW(open()->documents(""), StoreException);
 }
 
+TEST_F(StoreTest, TellsWhetherItMadeTheFile) {
+  const auto store = open();
+  const auto edited = [&](U32 protocol) {
+    store->update({"a"}, [&](Kavra::Store::Documents& documents) {
+      if (protocol > 0) documents.insert_or_assign("a", redundancy(protocol, true));
+    });
+    return store->wasCreated();
+  };
+  EXPECT_FALSE(edited(0));
+  EXPECT_TRUE(edited(1));
+  EXPECT_FALSE(edited(1));
+  EXPECT_FALSE(edited(2));
+  directory_.remove();
+  EXPECT_TRUE(edited(3));
+}
+
 TEST_F(StoreTest, LeavesTheDocumentsOfOthersAsTheyAre) {
   directory_.write(R"({"b": {"type": "Nonsense", "x": [1, 2.5]}, "/c": null})");
   put("a", redundancy(1, true));

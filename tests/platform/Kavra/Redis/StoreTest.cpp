@@ -5,12 +5,17 @@
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <set>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "Kavra/Redis/DocumentHash.h"
+#include "Kavra/Redis/Owners.h"
 #include "Qel/Clock.h"
 #include "platform/Kavra/Documents.h"
 #include "platform/Kavra/Redis/ServerProcess.h"
+#include "platform/Kavra/StoreContract.h"
 #include "support/LiveObjects.h"
 #include "support/ProblemOf.h"
 
@@ -175,7 +180,10 @@ TEST_F(StoreTest, OpensAndClosesAConnectionForEachOperation) {
 
 class HoldingTest : public StoreTest {
  protected:
-  bool hold() { return store_->documentsAre({kHistoryPath, kRedundancyPath}, documents_); }
+  Kavra::Store::Publication publication() const {
+    return kavratest::publicationOf({kHistoryPath, kRedundancyPath}, documents_);
+  }
+  bool hold() { return store_->publicationIs(publication()); }
 
   Kavra::Store::Documents documents_{{kHistoryPath, history({"one"})},
                                      {kRedundancyPath, redundancy(3, true)}};
@@ -203,6 +211,7 @@ TEST_F(HoldingTest, TakesBackWhatIsNotThereAnyMore) {
   documents_.erase(kHistoryPath);
   EXPECT_TRUE(hold());
   EXPECT_EQ(store_->documents(""), documents_);
+  EXPECT_TRUE(store_->isAsPublished());
   EXPECT_FALSE(hold());
 }
 
@@ -232,6 +241,225 @@ TEST_F(HoldingTest, PublishesAgainWhateverWasLostOrChanged) {
     EXPECT_EQ(store_->documents(""), documents_) << damage[0];
     EXPECT_FALSE(hold()) << damage[0];
   }
+}
+
+TEST_F(HoldingTest, SeesInAShortLookWhateverWasLostDamagedOrAnnounced) {
+  const std::string mark = markKeyOf(publication().claim);
+  const std::vector<Command> damages = {
+      {"FLUSHALL"},
+      {"DEL", kEpochKey},
+      {"SET", kEpochKey, "another"},
+      {"DEL", kLogKey},
+      {"XADD", kLogKey, "*", "k", kHistoryKey},
+      {"DEL", kIndexKey},
+      {"HDEL", kIndexKey, kHistoryPath},
+      {"SET", kIndexKey, "x"},
+      {"DEL", kHistoryKey},
+      {"SET", kHistoryKey, "x"},
+      {"HDEL", kHistoryKey, kCheckField},
+      {"HSET", kHistoryKey, kCheckField, "0123456789abcdef"},
+      {"DEL", kOwnersKey},
+      {"SET", kOwnersKey, "x"},
+      {"DEL", mark},
+      {"SET", mark, "x"},
+      {"HSET", mark, "x", "y"},
+  };
+  EXPECT_FALSE(store_->isAsPublished());
+  hold();
+  for (const Command& damage : damages) {
+    SCOPED_TRACE(testing::PrintToString(damage));
+    EXPECT_TRUE(store_->isAsPublished());
+    if (damage[0] == "HSET" && damage[1] == mark) command({"DEL", mark});
+    ASSERT_FALSE(command(damage).isError());
+    EXPECT_FALSE(store_->isAsPublished());
+    hold();
+    EXPECT_EQ(store_->documents(""), documents_);
+    EXPECT_EQ(command({"HLEN", kIndexKey}).integer, 2);
+    EXPECT_EQ(command({"HLEN", kOwnersKey}).integer, 1);
+    EXPECT_EQ(command({"GET", mark}).text, markOf(publication().claim));
+  }
+}
+
+TEST_F(HoldingTest, SeesInAShortLookThatAnEmptyDocumentIsGone) {
+  documents_[kHistoryPath] = kavratest::historyOf({});
+  hold();
+  EXPECT_TRUE(store_->isAsPublished());
+  command({"DEL", kHistoryKey});
+  EXPECT_FALSE(store_->isAsPublished());
+  EXPECT_TRUE(hold());
+  EXPECT_EQ(store_->documents(""), documents_);
+}
+
+TEST_F(HoldingTest, FindsDamageBesideTheCheckInTheWholeAlone) {
+  hold();
+  command({"HSET", kHistoryKey, "0:0:d", "two"});
+  EXPECT_TRUE(store_->isAsPublished());
+  EXPECT_TRUE(hold());
+  EXPECT_EQ(store_->documents(""), documents_);
+}
+
+TEST_F(HoldingTest, LooksOverOneConnectionAndWritesNothing) {
+  const auto connections = [&] {
+    const std::string stats = command({"INFO", "stats"}).text;
+    return std::stoi(stats.substr(stats.find("total_connections_received:") + 27));
+  };
+  hold();
+  const int before = connections();
+  for (int look = 0; look < 10; ++look) EXPECT_TRUE(store_->isAsPublished());
+  EXPECT_FALSE(hold());
+  EXPECT_EQ(connections(), before + 1);
+  EXPECT_EQ(command({"XLEN", kLogKey}).integer, 1);
+}
+
+TEST_F(HoldingTest, LooksAtAServerThatHasNoMemoryLeft) {
+  hold();
+  command({"CONFIG", "SET", "maxmemory", "1"});
+  EXPECT_TRUE(store_->isAsPublished());
+  EXPECT_FALSE(hold());
+  command({"CONFIG", "SET", "maxmemory", "0"});
+}
+
+TEST_F(HoldingTest, GoesOnWhereItsConnectionWasClosed) {
+  hold();
+  command({"CLIENT", "KILL", "TYPE", "normal"});
+  EXPECT_FALSE(store_->isAsPublished());
+  EXPECT_FALSE(hold());
+  command({"CLIENT", "KILL", "TYPE", "normal"});
+  documents_.erase(kRedundancyPath);
+  EXPECT_TRUE(hold());
+  EXPECT_EQ(store_->documents(""), documents_);
+}
+
+// Two publishers, and somebody who edits.
+class OwnersTest : public StoreTest {
+ protected:
+  Qel::Ptr<Store> open() const { return Qel::make<Store>(server_.options(), clock_); }
+  // What is wrong with an edit of the redundancy status, or "nothing".
+  std::string problemOfEdit(U32 protocol) {
+    return support::problemOf<OwnedException>(
+        [&] { put(kRedundancyPath, redundancy(protocol, true)); });
+  }
+  static Kavra::Store::Publication of(const char* file, const std::set<Qel::String>& places) {
+    return kavratest::publicationOf(places, {{kRedundancyPath, redundancy(3, true)}}, file);
+  }
+  static constexpr char kRefusal[] =
+      "cell/2/redundancy/status belongs to the publisher of /one on host";
+
+  const Qel::Ptr<Store> one_ = open();
+  const Qel::Ptr<Store> two_ = open();
+};
+
+TEST_F(OwnersTest, RefuseEditsOfWhatALivingPublisherOwns) {
+  for (const char* place : {"cell/2/", "cell/", kRedundancyPath}) {
+    one_->publicationIs(of("/one", {place}));
+    EXPECT_EQ(problemOfEdit(5), kRefusal) << place;
+    EXPECT_EQ(store_->documents("").at(kRedundancyPath), redundancy(3, true));
+    one_->claimDel();
+  }
+  EXPECT_EQ(problemOfEdit(5), "nothing");
+  EXPECT_EQ(store_->documents("").at(kRedundancyPath), redundancy(5, true));
+}
+
+TEST_F(OwnersTest, LetEditsElsewherePass) {
+  one_->publicationIs(of("/one", {"cell/2/"}));
+  put("cell/20/a", history({"one"}));
+  put("cell/2", history({"one"}));
+  EXPECT_THAT(store_->documents(""),
+              ElementsAre(Key("cell/2"), Key(kRedundancyPath), Key("cell/20/a")));
+}
+
+TEST_F(OwnersTest, LetAForcedEditPass) {
+  one_->publicationIs(of("/one", {"cell/2/"}));
+  store_->forceIs(true);
+  EXPECT_EQ(problemOfEdit(5), "nothing");
+  EXPECT_FALSE(one_->isAsPublished());
+  EXPECT_TRUE(one_->publicationIs(of("/one", {"cell/2/"})));
+}
+
+TEST_F(OwnersTest, LetNoEditSlipInWhileAClaimIsMade) {
+  bool isFirst = true;
+  const auto edit = [&](Kavra::Store::Documents& documents) {
+    // The claim alone: what is published is as it was.
+    if (std::exchange(isFirst, false)) {
+      one_->publicationIs(kavratest::publicationOf({"cell/2/"}, {}, "/one"));
+    }
+    documents.insert_or_assign(kRedundancyPath, redundancy(5, true));
+  };
+  EXPECT_EQ(support::problemOf<OwnedException>([&] { store_->update({kRedundancyPath}, edit); }),
+            kRefusal);
+  EXPECT_THAT(store_->documents(""), IsEmpty());
+}
+
+TEST_F(OwnersTest, AreNoMoreWhenTheirMarkExpires) {
+  const auto publication = of("/one", {"cell/2/"});
+  one_->publicationIs(publication);
+  const std::string mark = markKeyOf(publication.claim);
+  command({"PEXPIRE", mark, "1000"});
+  EXPECT_TRUE(one_->isAsPublished());
+  EXPECT_GT(command({"PTTL", mark}).integer, 1000);
+  EXPECT_LE(command({"PTTL", mark}).integer, 5000);
+  command({"DEL", mark});
+  EXPECT_EQ(problemOfEdit(5), "nothing");
+}
+
+TEST_F(OwnersTest, KeepASecondPublisherOutAndTellItOfTheFirst) {
+  one_->publicationIs(of("/one", {"cell/2/"}));
+  for (const char* place : {"cell/", "cell/2/", "cell/2/redundancy/", kRedundancyPath}) {
+    EXPECT_EQ(support::problemOf<OwnedException>(
+                  [&] { two_->publicationIs(kavratest::publicationOf({place}, {}, "/two")); }),
+              std::string(place) + " belongs to the publisher of /one on host");
+  }
+  EXPECT_TRUE(one_->isAsPublished());
+  two_->publicationIs(kavratest::publicationOf({"cell/20/"}, {}, "/two"));
+  EXPECT_TRUE(one_->isAsPublished());
+}
+
+TEST_F(OwnersTest, AreFollowedByTheNext) {
+  one_->publicationIs(of("/one", {"cell/2/"}));
+  one_->claimDel();
+  two_->publicationIs(kavratest::publicationOf({"cell/2/"}, {}, "/two"));
+  EXPECT_THAT(store_->documents(""), IsEmpty());
+  EXPECT_FALSE(one_->isAsPublished());
+  EXPECT_EQ(support::problemOf<OwnedException>([&] { one_->publicationIs(of("/one", {"cell/"})); }),
+            "cell/ belongs to the publisher of /two on host");
+  EXPECT_THAT(store_->documents(""), IsEmpty());
+}
+
+TEST_F(OwnersTest, TakeOverFromTheirFormerSelf) {
+  one_->publicationIs(of("/one", {"cell/2/"}));
+  EXPECT_TRUE(two_->publicationIs(of("/one", {"cell/2/"})));
+  EXPECT_EQ(problemOfEdit(5), kRefusal);
+}
+
+TEST_F(OwnersTest, AddToWhatTheyOwn) {
+  one_->publicationIs(of("/one", {kRedundancyPath}));
+  one_->publicationIs(of("/one", {kRedundancyPath, kHistoryPath}));
+  EXPECT_EQ(support::problemOf<OwnedException>([&] { put(kHistoryPath, history({"x"})); }),
+            std::string(kHistoryPath) + " belongs to the publisher of /one on host");
+  EXPECT_EQ(command({"HLEN", kOwnersKey}).integer, 1);
+}
+
+TEST_F(OwnersTest, MayPublishPartsOfOneFile) {
+  one_->publicationIs(of("/one", {"cell/2/"}));
+  two_->publicationIs(kavratest::publicationOf({"cell/1/"}, {}, "/one"));
+  EXPECT_TRUE(one_->isAsPublished());
+  EXPECT_TRUE(two_->isAsPublished());
+  EXPECT_EQ(problemOfEdit(5), kRefusal);
+}
+
+TEST_F(OwnersTest, AreForgottenWithTheirMarkByTheNextClaim) {
+  one_->publicationIs(of("/one", {"cell/2/"}));
+  command({"DEL", markKeyOf(of("/one", {"cell/2/"}).claim)});
+  two_->publicationIs(of("/two", {"cell/2/"}));
+  EXPECT_EQ(command({"HLEN", kOwnersKey}).integer, 1);
+}
+
+TEST_F(OwnersTest, AreNotGuessedAtWhereTheirNamesCannotBeRead) {
+  command({"SET", kOwnersKey, "x"});
+  EXPECT_THAT(problemOf([&] { put(kRedundancyPath, redundancy(5, true)); }),
+              HasSubstr(std::string("key ") + kOwnersKey + ": an error: WRONGTYPE"));
+  store_->forceIs(true);
+  put(kRedundancyPath, redundancy(5, true));
 }
 
 TEST_F(HoldingTest, BeginsANewEpochOnAServerThatWentBack) {
