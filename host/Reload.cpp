@@ -66,15 +66,16 @@ void Reload::readTraces() {
 }
 
 void Reload::readCredentials() {
-  for (const auto& [url, credentialsFile, feed] : database_.databases()) {
-    if (credentialsFile.empty()) continue;
+  for (const StateDatabase::Database& one : database_.databases()) {
+    if (one.credentialsFile.empty()) continue;
     bool isNew = false;
-    const auto failure = failureOf([&] { isNew = feed->readCredentialsAgain(); });
+    const auto failure = failureOf([&] { isNew = one.feed->readCredentialsAgain(); });
     if (failure) {
       log(fmt::format("{}; what was read last goes on", *failure));
     } else {
-      log(fmt::format("{}: {}", credentialsFile,
-                      isNew ? fmt::format("taken in; connecting to {} anew", url) : "as before"));
+      log(fmt::format(
+          "{}: {}", one.credentialsFile,
+          isNew ? fmt::format("taken in; connecting to {} anew", one.url) : "as before"));
     }
   }
 }
