@@ -161,7 +161,7 @@ TEST_F(RightsTest, LetNoStrangerHoldTheLock) {
   EXPECT_EQ(::open(lock_.c_str(), O_RDONLY | O_CLOEXEC), -1);
   EXPECT_EQ(errno, EACCES);
   EXPECT_THAT(problemOfLocking(), EndsWith("cannot be opened: Permission denied"));
-  EXPECT_EQ(DatabaseFile(directory_.file()).read().size(), 0U);
+  EXPECT_TRUE(DatabaseFile(directory_.file()).readContent().has_value());
 }
 
 TEST_F(RightsTest, OfWhatIsNoLockAreLeftAlone) {
