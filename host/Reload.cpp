@@ -30,7 +30,10 @@ std::vector<std::string> filesOf(const Options& options, const StateDatabase& da
   return files;
 }
 
-void log(std::string_view text) { logLine(fmt::format("reload: {}", text)); }
+// Told each time: it was asked for.
+void log(std::string_view text, int severity = LOG_INFO) {
+  processLog().detail(severity, fmt::format("reload: {}", text));
+}
 
 // What keeps a file from being taken in, or nothing.
 std::optional<std::string> failureOf(const std::function<void()>& read) {
@@ -71,7 +74,7 @@ void Reload::readCredentials() {
     bool isNew = false;
     const auto failure = failureOf([&] { isNew = one.feed->readCredentialsAgain(); });
     if (failure) {
-      log(fmt::format("{}; what was read last goes on", *failure));
+      log(fmt::format("{}; what was read last goes on", *failure), LOG_ERR);
     } else {
       log(fmt::format(
           "{}: {}", one.credentialsFile,
@@ -98,7 +101,7 @@ void Reload::handleAccess(const std::string& problem) {
   if (!problem.empty()) {
     // What is wrong with a line names the file.
     const std::string place = problem.starts_with(file) ? "" : file + ": ";
-    log(fmt::format("{}{}; the access that stands goes on", place, problem));
+    log(fmt::format("{}{}; the access that stands goes on", place, problem), LOG_ERR);
   } else if (const auto failure = failureOf([this] { agent_.readConfigurationAgain(); })) {
     log(fmt::format("{}; it changed while it was taken in, which lets in fewer than it should",
                     *failure));

@@ -11,6 +11,7 @@
 #include "Kavra/Path.h"
 #include "Kavra/Status.h"
 #include "Qel/Escape.h"
+#include "Qel/Failure.h"
 #include "Qel/String.h"
 #include "tools/Errors.h"
 #include "tools/HistoryEdit.h"
@@ -98,8 +99,10 @@ void Commands::lsLong(const std::string& prefix, bool utc) {
 }
 
 void Commands::throwNotPublished(const std::string& path) {
-  const auto near = suggestionFor(path, pathsOf(store_->listing({})));
-  throw CommandError(nothingUnder(path) + didYouMean(near));
+  std::vector<std::string> paths;
+  // What cannot be listed suggests nothing.
+  (void)Qel::failureOf([&] { paths = pathsOf(store_->listing({})); });
+  throw CommandError(nothingUnder(path) + didYouMean(suggestionFor(path, paths)));
 }
 
 void Commands::get(const std::string& path) {

@@ -134,7 +134,7 @@ class Reload(support.SystemTest):
                               (OTHER + "createUser u SHA short\n", "passphrase"),
                               ("sysLocation rack 3\n", "lets nobody in"), ("", "lets nobody in"),
                               (OTHER + "agentaddress udp:161\n", "agentaddress"),
-                              (OTHER + "master agentx\n", "master agentx")]:
+                              (OTHER + "master agentx\n", "line 2: Error: master: ")]:
             self.write("access.conf", text)
             said = self.reload(agent)
             self.assertRegex(said, rf"access.conf: .*{problem}[^\n]*; the access that stands goes on\n")

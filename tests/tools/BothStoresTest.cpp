@@ -109,7 +109,7 @@ void expectReplacedAndTakenBack(const std::string& url, const std::function<void
   EXPECT_EQ(kavra({"del", "cell/1/x"}).err, "");
   damage();
   EXPECT_EQ(kavra({"del", "cell/1/x"}).err, "");
-  EXPECT_EQ(kavra({"del", "cell/1/x"}).err, "kavra: cell/1/x is not published\n");
+  EXPECT_EQ(kavra({"del", "cell/1/x"}).err, "kavra: nothing is published under cell/1/x\n");
   EXPECT_EQ(kavra({"ls", "cell/1"}).out, "");
 }
 
