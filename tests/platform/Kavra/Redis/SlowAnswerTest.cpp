@@ -6,6 +6,7 @@
 #include <string>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 #include "platform/Kavra/Documents.h"
 #include "platform/Kavra/Redis/FakeServer.h"
@@ -23,13 +24,13 @@ using testing::IsEmpty;
 // Follows a server that answers the login at first, whole or in part, in a time of the test's own.
 class SlowAnswerTest : public kavratest::FollowingTest {
  protected:
-  SlowAnswerTest()
+  explicit SlowAnswerTest(const std::vector<std::string>& causes = {"one"})
       : server_(loop_, [this](unsigned connection, std::string_view request) {
           std::string answers = script_.answersTo(connection, request);
           if (connection == 0) rest_ += std::exchange(answers, {});
           return answers;
         }) {
-    script_.documentIs(kavratest::kHistoryPath, kavratest::history({"one"}));
+    script_.documentIs(kavratest::kHistoryPath, kavratest::history(causes));
     time_.settle();
     pass();
   }
@@ -73,6 +74,38 @@ TEST_F(SlowAnswerTest, IsGivenUpASecondAfterItStoppedInsideAReply) {
 TEST_F(SlowAnswerTest, IsGivenUpASecondAfterItStoppedBetweenTwoReplies) {
   sends(std::string_view("+PONG\r\n+OK\r\n").size());
   isGivenUpAfter(1.0, "an answer stopped in the middle for 1 s");
+}
+
+class LargeAnswerTest : public SlowAnswerTest {
+ protected:
+  LargeAnswerTest() : SlowAnswerTest(std::vector<std::string>(2000, std::string(1000, 'x'))) {}
+  // Octets of the answer come, and are taken.
+  void come(std::size_t octets) {
+    sends(octets);
+    for (int i = 0; i < 4; ++i) pass();
+  }
+};
+
+TEST_F(LargeAnswerTest, MayTakeAsLongAsItNeedsWhileItComesAtAFairPace) {
+  const std::size_t pieces = rest_.size() / 300000 + 1;
+  ASSERT_GT(pieces, 5U);
+  for (std::size_t piece = 0; piece < pieces; ++piece) {
+    come(300000);
+    time_.advance(0.9);
+  }
+  EXPECT_THAT(log_.lines(), IsEmpty());
+  EXPECT_TRUE(feed_->status().age);
+}
+
+TEST_F(LargeAnswerTest, IsGivenUpWhereItDrips) {
+  for (int second = 0; second < 3; ++second) {
+    come(50000);
+    time_.advance(0.9);
+    EXPECT_THAT(log_.lines(), IsEmpty());
+  }
+  come(50000);
+  time_.advance(0.9);
+  EXPECT_THAT(log_.lines(), ElementsAre(HasSubstr("no answer within 3 s")));
 }
 
 TEST_F(SlowAnswerTest, MustBeginWithinThreeSeconds) { isGivenUpAfter(3.0, "no answer within 3 s"); }
