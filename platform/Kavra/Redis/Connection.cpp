@@ -83,6 +83,7 @@ bool Connection::send() {
       failWith("cannot send", errno);
     }
     sent_ += static_cast<std::size_t>(sent);
+    octets_ += static_cast<std::size_t>(sent);
   }
   unsent_.clear();
   sent_ = 0;
@@ -95,6 +96,7 @@ bool Connection::receive() {
   if (size == 0) throw StoreException("the server closed the connection");
   if (size < 0 && isForNow(errno)) return false;
   if (size < 0) failWith("cannot receive", errno);
+  octets_ += static_cast<std::size_t>(size);
   reader_.feed({piece.data(), static_cast<std::size_t>(size)});
   return true;
 }

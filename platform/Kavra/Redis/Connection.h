@@ -38,6 +38,8 @@ class Connection {
   void commandsAre(const std::vector<Command>& commands);
   // Sends as much as the socket takes. True when something is left: call again once it is writable.
   bool send();
+  // Octets sent and received so far.
+  std::size_t octets() const noexcept { return octets_; }
   // Takes in what has come, a bounded piece of it; false when there was nothing. Replies that came
   // before the server closed the connection can be taken before this raises.
   bool receive();
@@ -52,6 +54,7 @@ class Connection {
   const FileDescriptor socket_;
   std::string unsent_;
   std::size_t sent_ = 0;  // octets of it that are sent already
+  std::size_t octets_ = 0;
   RespParser reader_{kMostReplyOctets};
 };
 

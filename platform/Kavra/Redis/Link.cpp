@@ -30,7 +30,7 @@ void Link::requestIs(const std::vector<Command>& commands, AnswerCall answered) 
   answered_ = std::move(answered);
   // While the connection is being made, the loop says when to begin.
   if (!connected_) return;
-  alarm_ = alarm(kPatience, kNoAnswer);
+  begin();
   if (!writable_) loseOnFailure([this] { send(); });
 }
 
@@ -40,7 +40,7 @@ void Link::handleWritable() {
     if (!connected_) {
       connection_->needConnected();
       connected_ = true;
-      alarm_ = alarm(kPatience, kNoAnswer);
+      begin();
     }
     send();
   });
@@ -52,6 +52,16 @@ void Link::send() {
   } else if (!writable_) {
     writable_ = loop_.writableIs(connection_->fd(), [this] { handleWritable(); });
   }
+  goOn();
+}
+
+void Link::begin() {
+  octetsAtBegin_ = connection_->octets();
+  alarm_ = alarm(kPatience, kNoAnswer);
+}
+
+void Link::goOn() {
+  if (answered_ && connection_->octets() - octetsAtBegin_ >= kFairOctets) begin();
 }
 
 void Link::handleReadable() {
@@ -67,6 +77,7 @@ void Link::handleReadable() {
 
 bool Link::receive() {
   if (!connection_->receive()) return false;
+  goOn();
   const bool complete = takeReplies();
   stall_ = stallAt_ == Stall::anywhere || connection_->isInsideReply()
                ? alarm(kStallPatience, "an answer stopped in the middle for 1 s")

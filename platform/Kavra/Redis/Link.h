@@ -34,9 +34,11 @@ class Link final : public Qel::PtrInterface {
   // Seconds in which a connection must stand, enough for one repetition of a packet that was lost
   // (RFC 6298: after 1 s); a new attempt is sooner there than a second repetition.
   static constexpr double kConnectPatience = 1.5;
-  // Seconds in which a request must be answered, and in which a reply that has begun must go on: a
-  // length that lies is found out sooner than silence.
+  // Seconds in which a request must be answered, or so many octets more of it or its answer be
+  // under way: the largest documents take their time, but nobody drips for ever. And those in which
+  // a reply that has begun must go on: a length that lies is found out sooner than silence.
   static constexpr double kPatience = 3.0;
+  static constexpr std::size_t kFairOctets = std::size_t{256} << 10;
   static constexpr double kStallPatience = 1.0;
 
   // Begins to connect. Raises StoreException when that fails at once, and RangeException when the
@@ -57,6 +59,10 @@ class Link final : public Qel::PtrInterface {
   // Takes the replies that have come; true when they answer the request.
   bool takeReplies();
   void send();
+  // The request has its whole time from now on.
+  void begin();
+  // Begins anew after a fair part of it.
+  void goOn();
   [[nodiscard]] Qel::Ptr<Qel::EventWatch> alarm(double seconds, const char* problem);
   // Runs a step; its failure is the loss of the link.
   void loseOnFailure(const std::function<void()>& step);
@@ -69,6 +75,7 @@ class Link final : public Qel::PtrInterface {
   bool connected_ = false;  // once, whatever became of it since
   AnswerCall answered_;     // null while no request is under way
   std::size_t expected_ = 0;
+  std::size_t octetsAtBegin_ = 0;  // those of the connection
   Replies replies_;
   // Before the connection goes, its watches go.
   Qel::Ptr<Qel::EventWatch> readable_;

@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "platform/Kavra/Documents.h"
 #include "platform/Kavra/Redis/FakeServer.h"
@@ -22,12 +23,12 @@ using testing::IsEmpty;
 // Follows a server that answers the login at first, whole or in part, in a time of the test's own.
 class SlowAnswerTest : public kavratest::FollowingTest {
  protected:
-  SlowAnswerTest()
+  explicit SlowAnswerTest(const std::vector<std::string>& causes = {"one"})
       : server_(loop_, [this](unsigned connection, std::string_view request) {
           if (connection == 0) rest_ += script_.answersTo(connection, request);
           return std::string();
         }) {
-    script_.documentIs(kavratest::kHistoryPath, kavratest::history({"one"}));
+    script_.documentIs(kavratest::kHistoryPath, kavratest::history(causes));
     time_.settle();
     pass();
   }
@@ -114,6 +115,38 @@ TEST_F(PatientLinkTest, IsLostThreeSecondsAfterTheRequest) {
   answers("+OK\r\n");
   time_.advance(3.1);
   EXPECT_EQ(lost_, "no answer within 3 s");
+}
+
+class LargeAnswerTest : public SlowAnswerTest {
+ protected:
+  LargeAnswerTest() : SlowAnswerTest(std::vector<std::string>(2000, std::string(1000, 'x'))) {}
+  // Octets of the answer come, and are taken.
+  void come(std::size_t octets) {
+    sends(octets);
+    for (int i = 0; i < 4; ++i) pass();
+  }
+};
+
+TEST_F(LargeAnswerTest, MayTakeAsLongAsItNeedsWhileItComesAtAFairPace) {
+  const std::size_t pieces = rest_.size() / 300000 + 1;
+  ASSERT_GT(pieces, 5U);
+  for (std::size_t piece = 0; piece < pieces; ++piece) {
+    come(300000);
+    time_.advance(0.9);
+  }
+  EXPECT_THAT(log_.lines(), IsEmpty());
+  EXPECT_TRUE(feed_->status().age);
+}
+
+TEST_F(LargeAnswerTest, IsGivenUpWhereItDrips) {
+  for (int second = 0; second < 3; ++second) {
+    come(50000);
+    time_.advance(0.9);
+    EXPECT_THAT(log_.lines(), IsEmpty());
+  }
+  come(50000);
+  time_.advance(0.9);
+  EXPECT_THAT(log_.lines(), ElementsAre(HasSubstr("no answer within 3 s")));
 }
 
 TEST_F(SlowAnswerTest, MustBeginWithinThreeSeconds) { isGivenUpAfter(3.0, "no answer within 3 s"); }
