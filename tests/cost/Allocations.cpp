@@ -1,0 +1,37 @@
+#include "cost/Allocations.h"
+
+#include <malloc.h>
+
+#include <cstdlib>
+#include <new>
+
+namespace cost {
+
+namespace {
+
+Allocations counted;
+
+std::size_t octetsOf(void* block) { return ::malloc_usable_size(block) + sizeof(std::size_t); }
+
+void release(void* block) noexcept {
+  if (block != nullptr) counted.octets -= octetsOf(block);
+  std::free(block);
+}
+
+}  // namespace
+
+Allocations allocations() noexcept { return counted; }
+
+}  // namespace cost
+
+void* operator new(std::size_t size) {
+  void* const block = std::malloc(size);
+  if (block == nullptr) throw std::bad_alloc();
+  ++cost::counted.made;
+  cost::counted.octets += cost::octetsOf(block);
+  return block;
+}
+
+void operator delete(void* block) noexcept { cost::release(block); }
+
+void operator delete(void* block, std::size_t /*size*/) noexcept { cost::release(block); }
