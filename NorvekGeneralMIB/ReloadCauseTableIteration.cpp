@@ -1,6 +1,5 @@
 #include "NorvekGeneralMIB/ReloadCauseTableIteration.h"
 
-#include <array>
 #include <cstddef>
 #include <memory>
 #include <utility>
@@ -62,33 +61,35 @@ void indexIs(netsnmp_variable_list& varbind, U32 value) {
   newIndexIs(varbind, value);
 }
 
-using IndexValues = std::array<U32, NorvekGeneralMIB::kIndexCount>;
-
-[[gnu::noinline, gnu::cold]] void traceIndexes(const IndexValues& values) {
-  for (std::size_t i = 0; i < values.size(); ++i) {
+[[gnu::noinline, gnu::cold]] void traceIndexes(const MiscSnmp::ReloadCauseKey& key) {
+  const U32 values[] = {key.unitIndex(), key.instanceIndex(), key.causeIndex()};
+  for (std::size_t i = 0; i < NorvekGeneralMIB::kIndexCount; ++i) {
     snmpTrace({2, __FILE__, __LINE__, "norvekReloadCauseTableIterationHelper"},
               "norvekReloadCauseTableIterationHelper - iterator has another value: ",
               NorvekGeneralMIB::kIndexes[i].component, "=", values[i]);
   }
 }
 
-netsnmp_variable_list* norvekReloadCauseTableIterationHelper(
+// Inlined, as it ends each step of a walk.
+[[gnu::always_inline]] inline netsnmp_variable_list* norvekReloadCauseTableIterationHelper(
     const RowIterator& row, netsnmp_variable_list* put_index_data) {
   if (!row) {
     snmpTrace(2, "norvekReloadCauseTableIterationHelper - iterator is at end");
     return nullptr;
   }
   const MiscSnmp::ReloadCauseKey& key = row.key();
-  const IndexValues values{key.unitIndex(), key.instanceIndex(), key.causeIndex()};
   if (NorvekGeneralMIB::isSnmpTraced(2)) [[unlikely]]
-    traceIndexes(IndexValues(values));
+    traceIndexes(key);
   netsnmp_variable_list* varbind = put_index_data;
-  for (const U32 value : values) {
+  const auto put = [&varbind](U32 value) {
     // Registration goes on without an index that could not be set up.
-    if (varbind == nullptr) break;
+    if (varbind == nullptr) return;
     indexIs(*varbind, value);
     varbind = varbind->next_variable;
-  }
+  };
+  put(key.unitIndex());
+  put(key.instanceIndex());
+  put(key.causeIndex());
   return put_index_data;
 }
 
