@@ -13,6 +13,14 @@ Allocations counted;
 
 std::size_t octetsOf(void* block) { return ::malloc_usable_size(block) + sizeof(std::size_t); }
 
+void* take(std::size_t size) noexcept {
+  void* const block = std::malloc(size);
+  if (block == nullptr) return nullptr;
+  ++counted.made;
+  counted.octets += octetsOf(block);
+  return block;
+}
+
 void release(void* block) noexcept {
   if (block != nullptr) counted.octets -= octetsOf(block);
   std::free(block);
@@ -25,11 +33,12 @@ Allocations allocations() noexcept { return counted; }
 }  // namespace cost
 
 void* operator new(std::size_t size) {
-  void* const block = std::malloc(size);
-  if (block == nullptr) throw std::bad_alloc();
-  ++cost::counted.made;
-  cost::counted.octets += cost::octetsOf(block);
-  return block;
+  if (void* const block = cost::take(size)) return block;
+  throw std::bad_alloc();
+}
+
+void* operator new(std::size_t size, const std::nothrow_t& /*tag*/) noexcept {
+  return cost::take(size);
 }
 
 void operator delete(void* block) noexcept { cost::release(block); }
