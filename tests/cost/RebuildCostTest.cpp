@@ -31,7 +31,7 @@ class RebuildCostTest : public support::LiveObjectsTest {
   }
 
   Qel::Ptr<MiscSnmp::Agent::ResetHistorySm> started(const char* cellType) const {
-    const auto machine = MiscSnmp::Agent::ResetHistorySm::ResetHistorySmIs(
+    auto machine = MiscSnmp::Agent::ResetHistorySm::ResetHistorySmIs(
         Qel::make<Redundancy::RedundancyStatus>("status"), model_, history_,
         Qel::make<Kavra::EntityManager>(Qel::make<support::DocumentFeed>()), cellType);
     machine->hasNotificationActiveIs(true);
