@@ -5,6 +5,7 @@
 #include "MiscSnmp/ReloadCauseKeyIf.h"
 #include "Qel/GenericIf.h"
 #include "Qel/TypeNode.h"
+#include "System/ResetCause.h"
 
 namespace MiscSnmp {
 
@@ -43,15 +44,19 @@ ReloadCauseEntry::ReloadCauseEntry(const ReloadCauseKey& key,
                                    const Qel::Ptr<System::ResetInstance const>& resetCause)
     : key_(key), resetCause_(resetCause) {}
 
-Qel::String ReloadCauseEntry::causeDesc() const { return cause().description(); }
-
-U32 ReloadCauseEntry::reloadTime() const { return wholeSeconds(cause().time()); }
-
-System::ResetCause ReloadCauseEntry::cause() const {
-  const Qel::Ptr<System::ResetInstance const> instance = resetCause_;
+template <class Read>
+auto ReloadCauseEntry::ofCause(const Read& read) const {
   // Managers count causes from 1, the queue from 0; cause index 0 wraps to a key that no queue has.
-  const auto element = instance->causeQ()[key_.causeIndex() - 1U];
-  return element ? element->value() : System::ResetCause();
+  const System::ResetCause* const cause = resetCause_->causeQ().value(key_.causeIndex() - 1U);
+  return cause != nullptr ? read(*cause) : read(System::ResetCause());
+}
+
+Qel::String ReloadCauseEntry::causeDesc() const {
+  return ofCause([](const System::ResetCause& cause) { return cause.description(); });
+}
+
+U32 ReloadCauseEntry::reloadTime() const {
+  return ofCause([](const System::ResetCause& cause) { return wholeSeconds(cause.time()); });
 }
 
 const Qel::TypeNode* ReloadCauseEntry::fwkType() const { return &registration->node(); }

@@ -6,7 +6,6 @@
 #include "Qel/RbTreeMap.h"
 #include "Qel/String.h"
 #include "Qel/Types.h"
-#include "System/ResetCause.h"
 #include "System/ResetInstance.h"
 
 namespace MiscSnmp {
@@ -40,8 +39,9 @@ class ReloadCauseEntry final : public Qel::PtrInterface, public Qel::RbTreeMapLi
   const Qel::TypeNode* fwkType() const override;
 
  private:
-  // The cause that this row shows, or one without text and at time 0.
-  System::ResetCause cause() const;
+  // What `read` takes from the cause that this row shows, or from one without text and at time 0.
+  template <class Read>
+  auto ofCause(const Read& read) const;
 
   const ReloadCauseKey key_;
   const Qel::Ptr<System::ResetInstance const> resetCause_;

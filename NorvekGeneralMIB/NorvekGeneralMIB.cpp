@@ -24,10 +24,12 @@
 namespace {
 
 using MiscSnmp::GeneralMib;
-using NorvekGeneralMIB::SnmpTrace;
+using NorvekGeneralMIB::snmpTrace;
 
 constexpr char kModule[] = "NorvekGeneralMIB";
 constexpr char kGeneralMibPath[] = "snmp/misc/generalMib";
+// The function that traces name whose parts write them.
+constexpr char kInitialize[] = "initialize_table_norvekReloadCauseTable";
 
 constexpr oid tableOid[] = {1, 3, 6, 1, 4, 1, 32473, 3, 24, 1, 1};
 constexpr unsigned columns[] = {NorvekGeneralMIB::kDescriptionColumn,
@@ -59,9 +61,9 @@ void traceOid(const Qel::String& context) {
   if (!NorvekGeneralMIB::snmpTraceHandle().isEnabled(1)) return;
   char text[200];
   snprint_objid(text, sizeof text, tableOid, OID_LENGTH(tableOid));
-  SnmpTrace(1, __FILE__, __LINE__, "initialize_table_norvekReloadCauseTable")
-      << "initialize_table_norvekReloadCauseTable initializing oid " << text << " in context "
-      << Quoted{context};
+  snmpTrace({1, __FILE__, __LINE__, kInitialize},
+            "initialize_table_norvekReloadCauseTable initializing oid ", text, " in context ",
+            Quoted{context});
 }
 
 // The model that the table serves; without it the agent is misconfigured, and ends.
@@ -95,9 +97,8 @@ netsnmp_table_registration_info* newTableInfo(const Qel::String& context,
   for (const NorvekGeneralMIB::IndexObject& index : NorvekGeneralMIB::kIndexes) {
     if (snmp_varlist_add_variable(&info->indexes, nullptr, 0, NorvekGeneralMIB::kIndexType, nullptr,
                                   0) == nullptr) {
-      SnmpTrace(0, __FILE__, __LINE__, "initialize_table_norvekReloadCauseTable")
-          << "Failed to set up " << index.object << " in netsnmp table_info in context "
-          << Quoted{context};
+      snmpTrace({0, __FILE__, __LINE__, kInitialize}, "Failed to set up ", index.object,
+                " in netsnmp table_info in context ", Quoted{context});
     }
   }
   info->min_column = NorvekGeneralMIB::kDescriptionColumn;
@@ -161,8 +162,8 @@ void initialize_table_norvekReloadCauseTable(Qel::String context) {
                                           OID_LENGTH(tableOid), HANDLER_CAN_RONLY);
   if (!context.empty()) {
     netsnmp_handler_registration_free(registration);
-    SnmpTrace(2) << "initialize_table_norvekReloadCauseTable in context " << Quoted{context}
-                 << " kavraPathWithContext not specified ";
+    snmpTrace(2, "initialize_table_norvekReloadCauseTable in context ", Quoted{context},
+              " kavraPathWithContext not specified ");
     return;
   }
   handlerRegistrationsByContext[context].push_back(registration);
@@ -178,11 +179,11 @@ void initialize_table_norvekReloadCauseTable(Qel::String context) {
   const int injected = netsnmp_inject_handler(registration, netsnmp_get_serialize_handler());
   // The parentheses are part of the message that a failure leaves in an agent's log.
   QEL_ASSERT(injected == (0));
-  SnmpTrace(8) << "Initialized table norvekReloadCauseTable in context " << Quoted{context};
+  snmpTrace(8, "Initialized table norvekReloadCauseTable in context ", Quoted{context});
 }
 
 void unregister_NorvekGeneralMIB(Qel::String context) {
-  SnmpTrace(2) << "Unregistering NorvekGeneralMIB in context " << Quoted{context};
+  snmpTrace(2, "Unregistering NorvekGeneralMIB in context ", Quoted{context});
   for (auto* registration : recordsOf(handlerRegistrationsByContext, context)) {
     netsnmp_unregister_handler(registration);
   }

@@ -2,31 +2,37 @@
 
 #include <array>
 #include <cstddef>
+#include <utility>
 
 #include "MiscSnmp/GeneralMib.h"
-#include "MiscSnmp/ReloadCauseKey.h"
 #include "NorvekGeneralMIB/NetSnmp.h"
-#include "Qel/Types.h"
 
 // What norvekReloadCauseTable is, shared by its registration, its iteration and its handler.
 namespace NorvekGeneralMIB {
 
 // The place of a walk in the table: loop contexts and data contexts are objects of this type.
-using RowIterator = MiscSnmp::GeneralMib::ReloadCauseTable::IteratorConst;
+//
+// Aligned so as to be larger than the smallest size of the allocator: for each request net-snmp
+// frees more of that size than the allocator keeps at hand, which makes the next ones dear.
+using RowPlace = MiscSnmp::GeneralMib::ReloadCauseTable::IteratorConst;
+class alignas(16) RowIterator final : public RowPlace {
+ public:
+  explicit RowIterator(RowPlace&& place) : RowPlace(std::move(place)) {}
+};
+static_assert(sizeof(RowIterator) > 24);
 
 struct IndexObject {
   const char* object;     // its name in the MIB
   const char* component;  // its name in traces of a walk
-  U32 (MiscSnmp::ReloadCauseKey::*value)() const noexcept;
 };
 
 inline constexpr std::size_t kIndexCount = 3;
 
 // In the order of the fields of the key, which is that of the sub-identifiers of an instance.
 inline constexpr std::array<IndexObject, kIndexCount> kIndexes{{
-    {"norvekReloadUnitIndex", "unitIndex", &MiscSnmp::ReloadCauseKey::unitIndex},
-    {"norvekReloadIndex", "reloadIndex", &MiscSnmp::ReloadCauseKey::instanceIndex},
-    {"norvekReloadCauseIndex", "causeIndex", &MiscSnmp::ReloadCauseKey::causeIndex},
+    {"norvekReloadUnitIndex", "unitIndex"},
+    {"norvekReloadIndex", "reloadIndex"},
+    {"norvekReloadCauseIndex", "causeIndex"},
 }};
 
 inline constexpr u_char kIndexType = ASN_UNSIGNED;

@@ -13,14 +13,14 @@ namespace {
 
 using MiscSnmp::ReloadCauseEntry;
 using NorvekGeneralMIB::RowIterator;
-using NorvekGeneralMIB::SnmpTrace;
+using NorvekGeneralMIB::snmpTrace;
 using NorvekGeneralMIB::withoutThrowing;
 
 // The requests that are still to be answered, in the order of the PDU; the others are traced.
 netsnmp_request_info* unprocessed(netsnmp_request_info* request) {
   for (; request != nullptr && request->processed != 0; request = request->next) {
-    SnmpTrace(2) << "norvekReloadCauseTable_handler: request " << static_cast<const void*>(request)
-                 << " already processed";
+    snmpTrace(2, "norvekReloadCauseTable_handler: request ", static_cast<const void*>(request),
+              " already processed");
   }
   return request;
 }
@@ -36,12 +36,12 @@ void octetsAre(netsnmp_variable_list* varbind, const u_char* octets, int length)
 
 // Each writes one column of the row into the varbind; the result is an SNMP error status.
 int answerDescription(const ReloadCauseEntry& row, netsnmp_variable_list* varbind) {
-  SnmpTrace(2) << "norvekReloadCauseTable_handler: request GET for column "
-               << "norvekReloadCauseDescription, key " << row.key();
+  snmpTrace(2, "norvekReloadCauseTable_handler: request GET for column ",
+            "norvekReloadCauseDescription, key ", row.key());
   u_char buffer[1024];
   const int length = Snmp::StringToAsnOctetStringF()(row.causeDesc(), buffer, sizeof buffer);
   if (length < 0) {
-    SnmpTrace(2) << "handle_norvekReloadCauseTable - StringToAsnOctetString failed for: causeDesc";
+    snmpTrace(2, "handle_norvekReloadCauseTable - StringToAsnOctetString failed for: causeDesc");
     return SNMP_ERR_GENERR;
   }
   octetsAre(varbind, buffer, length);
@@ -49,18 +49,17 @@ int answerDescription(const ReloadCauseEntry& row, netsnmp_variable_list* varbin
 }
 
 int answerTime(const ReloadCauseEntry& row, netsnmp_variable_list* varbind) {
-  SnmpTrace(2) << "norvekReloadCauseTable_handler: request GET for column norvekReloadTime, key "
-               << row.key();
+  snmpTrace(2, "norvekReloadCauseTable_handler: request GET for column norvekReloadTime, key ",
+            row.key());
   u_char buffer[11];
   const int length = Snmp::SecondsToAsnDateAndTimeF()(row.reloadTime(), buffer, sizeof buffer);
   if (length < 0) {
-    SnmpTrace(2) << "handle_norvekReloadCauseTable - SecondsToAsnDateAndTime failed for: "
-                 << "reloadTime";
+    snmpTrace(2, "handle_norvekReloadCauseTable - SecondsToAsnDateAndTime failed for: reloadTime");
     return SNMP_ERR_GENERR;
   }
   if (length != 8 && length != 11) {
-    SnmpTrace(2) << "handle_norvekReloadCauseTable - entity /<sysname>/snmp/misc/generalMib length "
-                 << "out of range: reloadTime (" << length << ")";
+    snmpTrace(2, "handle_norvekReloadCauseTable - entity /<sysname>/snmp/misc/generalMib length ",
+              "out of range: reloadTime (", length, ")");
     return SNMP_ERR_GENERR;
   }
   octetsAre(varbind, buffer, length);
@@ -85,13 +84,13 @@ int get(netsnmp_request_info* requests) {
        request = unprocessed(request->next)) {
     const auto* row = static_cast<RowIterator*>(netsnmp_extract_iterator_context(request));
     if (row == nullptr || !*row) {
-      SnmpTrace(2) << "norvekReloadCauseTable_handler: null data context in request";
+      snmpTrace(2, "norvekReloadCauseTable_handler: null data context in request");
       return SNMP_ERR_NOERROR;
     }
     const unsigned column = columnOf(request);
     const std::optional<int> status = answer(column, **row, request->requestvb);
     if (!status) {
-      SnmpTrace(0) << "norvekReloadCauseTable invalid column " << column;
+      snmpTrace(0, "norvekReloadCauseTable invalid column ", column);
       netsnmp_request_set_error(request, SNMP_NOSUCHOBJECT);
       return SNMP_ERR_NOERROR;
     }
@@ -106,7 +105,7 @@ int get(netsnmp_request_info* requests) {
 
 int refuse(netsnmp_request_info* requests) {
   if (auto* request = unprocessed(requests)) {
-    SnmpTrace(0) << "norvekReloadCauseTable invalid column " << columnOf(request);
+    snmpTrace(0, "norvekReloadCauseTable invalid column ", columnOf(request));
     netsnmp_request_set_error(request, SNMP_ERR_NOTWRITABLE);
   }
   return SNMP_ERR_NOERROR;
@@ -121,8 +120,8 @@ int norvekReloadCauseTable_handler(netsnmp_mib_handler* /*handler*/,
   return withoutThrowing(
       __func__,
       [=] {
-        SnmpTrace(2) << "norvekReloadCauseTable_handler";
-        SnmpTrace(2) << "norvekReloadCauseTable_handler: request mode " << reqinfo->mode;
+        snmpTrace(2, "norvekReloadCauseTable_handler");
+        snmpTrace(2, "norvekReloadCauseTable_handler: request mode ", reqinfo->mode);
         return reqinfo->mode == MODE_GET ? get(requests) : refuse(requests);
       },
       [=] {

@@ -4,6 +4,7 @@ namespace NorvekGeneralMIB {
 
 const Qel::TraceHandle& snmpTraceHandle() {
   static const Qel::TraceHandle handle("Snmp");
+  presentSnmpTraceHandle = &handle;
   return handle;
 }
 

@@ -1,5 +1,5 @@
-// The ordered map of counted rows beside std::map of shared pointers: look-up, insertion, walk.
-// Read the ratios within one run, never the times.
+// The ordered map of counted rows beside std::map of shared pointers: look-up, insertion with the
+// end of all, removal one by one, walk. Read the ratios within one run, never the times.
 #include "Qel/RbTreeMap.h"
 
 #include <benchmark/benchmark.h>
@@ -46,6 +46,24 @@ void Insert(benchmark::State& state) {
   state.SetItemsProcessed(state.iterations() * state.range(0));
 }
 
+void remove(QelMap& map, U32 key) { map.rowDel(key); }
+
+void remove(StdMap& map, U32 key) { map.erase(key); }
+
+template <class Map>
+void Delete(benchmark::State& state) {
+  const auto count = static_cast<U32>(state.range(0));
+  for (auto _ : state) {
+    state.PauseTiming();
+    Map map;
+    fill(map, count);
+    state.ResumeTiming();
+    for (U32 i = 0; i < count; ++i) remove(map, scatter(i));
+    benchmark::DoNotOptimize(map);
+  }
+  state.SetItemsProcessed(state.iterations() * state.range(0));
+}
+
 template <class Map>
 void Find(benchmark::State& state) {
   const auto count = static_cast<U32>(state.range(0));
@@ -80,6 +98,8 @@ void WalkStd(benchmark::State& state) {
 
 BENCHMARK_TEMPLATE(Insert, QelMap)->Arg(100)->Arg(10000);
 BENCHMARK_TEMPLATE(Insert, StdMap)->Arg(100)->Arg(10000);
+BENCHMARK_TEMPLATE(Delete, QelMap)->Arg(100)->Arg(10000);
+BENCHMARK_TEMPLATE(Delete, StdMap)->Arg(100)->Arg(10000);
 BENCHMARK_TEMPLATE(Find, QelMap)->Arg(100)->Arg(10000);
 BENCHMARK_TEMPLATE(Find, StdMap)->Arg(100)->Arg(10000);
 BENCHMARK(WalkQel)->Arg(10000);

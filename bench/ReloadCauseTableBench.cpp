@@ -87,8 +87,8 @@ void ReadDescription(benchmark::State& state, double place) {
 
 }  // namespace
 
-BENCHMARK_CAPTURE(ReachLastRow, Hinted, true)->Arg(10)->Arg(1000);
-BENCHMARK_CAPTURE(ReachLastRow, FromFirst, false)->Arg(10)->Arg(1000);
-BENCHMARK_CAPTURE(ReadDescription, First, 0.0)->Arg(1000);
-BENCHMARK_CAPTURE(ReadDescription, Middle, 0.5)->Arg(1000);
-BENCHMARK_CAPTURE(ReadDescription, Last, 1.0)->Arg(1000);
+BENCHMARK_CAPTURE(ReachLastRow, Hinted, true)->Arg(10)->Arg(1000)->Arg(65536);
+BENCHMARK_CAPTURE(ReachLastRow, FromFirst, false)->Arg(10)->Arg(1000)->Arg(65536);
+BENCHMARK_CAPTURE(ReadDescription, First, 0.0)->Arg(1000)->Arg(65536);
+BENCHMARK_CAPTURE(ReadDescription, Middle, 0.5)->Arg(1000)->Arg(65536);
+BENCHMARK_CAPTURE(ReadDescription, Last, 1.0)->Arg(1000)->Arg(65536);

@@ -8,8 +8,6 @@ namespace Qel {
 
 namespace {
 
-int expectedRangeExceptions = 0;
-
 TraceHandle& traceHandle() {
   static TraceHandle handle("Qel");
   return handle;
@@ -33,7 +31,7 @@ UnhashableException::~UnhashableException() = default;
 OperationNotSupportedException::~OperationNotSupportedException() = default;
 
 void throwRangeException(const String& text) {
-  if (expectedRangeExceptions == 0) report("RangeException", text);
+  if (!RangeExceptionExpectation::isAnyAlive()) report("RangeException", text);
   throw RangeException(text);
 }
 
@@ -58,8 +56,6 @@ void throwOperationNotSupportedException(const String& text) {
   throw OperationNotSupportedException(text);
 }
 
-RangeExceptionExpectation::RangeExceptionExpectation() noexcept { ++expectedRangeExceptions; }
-
-RangeExceptionExpectation::~RangeExceptionExpectation() { --expectedRangeExceptions; }
+int RangeExceptionExpectation::living_ = 0;
 
 }  // namespace Qel

@@ -68,10 +68,15 @@ class OperationNotSupportedException : public Exception {
 // While one lives, a range error is an expected answer rather than a fault, and is not reported.
 class RangeExceptionExpectation {
  public:
-  RangeExceptionExpectation() noexcept;
+  RangeExceptionExpectation() noexcept { ++living_; }
   RangeExceptionExpectation(const RangeExceptionExpectation&) = delete;
   RangeExceptionExpectation& operator=(const RangeExceptionExpectation&) = delete;
-  ~RangeExceptionExpectation();
+  ~RangeExceptionExpectation() { --living_; }
+
+  static bool isAnyAlive() noexcept { return living_ > 0; }
+
+ private:
+  static int living_;
 };
 
 }  // namespace Qel

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <boost/intrusive/list.hpp>
+#include <boost/intrusive/set.hpp>
 #include <cstddef>
 #include <cstdint>
 #include <iterator>
@@ -16,8 +16,9 @@ namespace Qel {
 // the queue may stand on an element that leaves it.
 template <class Key, class Value>
 class LinkQueueElement : public PtrInterface,
-                         public boost::intrusive::list_base_hook<
-                             boost::intrusive::link_mode<boost::intrusive::safe_link>> {
+                         public boost::intrusive::set_base_hook<
+                             boost::intrusive::link_mode<boost::intrusive::safe_link>,
+                             boost::intrusive::optimize_size<true>> {
  public:
   LinkQueueElement(const Key& key, Value value) : key_(key), value_(std::move(value)) {}
 
@@ -32,12 +33,20 @@ class LinkQueueElement : public PtrInterface,
 // Queue of values under ascending keys: the first value pushed on an empty queue has key 0, each
 // later one the key of the last element plus 1.
 //
+// The links are those of a balanced tree, in which keys that only ever grow are appended: an
+// element is found, and the place behind a key, in O(log n), wherever elements have left; the steps
+// of a walk and what happens at either end take constant time on average.
+//
 // Every change counts up version(). An iterator holds a counted element; when the queue has changed
 // since it found it, it continues with the first element whose key is greater than that of the last
 // one. The queue must outlive its iterators.
 template <class Element, class Key, class Value>
 class LinkQueue {
-  using List = boost::intrusive::list<Element>;
+  struct KeyOf {
+    using type = Key;
+    const Key& operator()(const Element& element) const noexcept { return element.key(); }
+  };
+  using Tree = boost::intrusive::set<Element, boost::intrusive::key_of_value<KeyOf>>;
 
  public:
   class IteratorConst {
@@ -75,70 +84,65 @@ class LinkQueue {
   LinkQueue& operator=(const LinkQueue&) = delete;
   ~LinkQueue() { clear(); }
 
-  std::size_t members() const noexcept { return list_.size(); }
-  bool empty() const noexcept { return list_.empty(); }
+  std::size_t members() const noexcept { return elements_.size(); }
+  bool empty() const noexcept { return elements_.empty(); }
   std::uint64_t version() const noexcept { return version_; }
 
   // The element at the head or tail, or null.
-  Ptr<Element const> first() const {
-    return Ptr<Element const>(empty() ? nullptr : &list_.front());
+  Ptr<Element const> first() const { return elementAt(elements_.begin()); }
+  Ptr<Element const> last() const {
+    return empty() ? nullptr : elementAt(std::prev(elements_.end()));
   }
-  Ptr<Element const> last() const { return Ptr<Element const>(empty() ? nullptr : &list_.back()); }
   // The element behind one that is in this queue, or null.
   Ptr<Element const> successor(const Element& element) const {
-    const auto next = std::next(list_.iterator_to(element));
-    return Ptr<Element const>(next == list_.end() ? nullptr : &*next);
+    return elementAt(std::next(elements_.iterator_to(element)));
   }
-  // The element under `key`, or null: the first and the last are tried before the walk.
-  Ptr<Element const> operator[](const Key& key) const {
-    if (empty()) return nullptr;
-    if (list_.front().key() == key) return first();
-    if (list_.back().key() == key) return last();
-    for (const Element& element : list_) {
-      if (element.key() == key) return Ptr<Element const>(&element);
-    }
-    return nullptr;
+  // The element under `key`, or null.
+  Ptr<Element const> operator[](const Key& key) const { return elementAt(elements_.find(key)); }
+  // The value under `key`, or null; there until the element leaves.
+  const Value* value(const Key& key) const {
+    const auto found = elements_.find(key);
+    return found == elements_.end() ? nullptr : &found->value();
   }
   IteratorConst iteratorConst() const { return IteratorConst(*this); }
 
   // Appends `value` and returns its key.
   Key push(Value value) {
-    const Key key = empty() ? Key{} : static_cast<Key>(list_.back().key() + 1);
-    QEL_ASSERT(empty() || key > list_.back().key());
+    const Key key = empty() ? Key{} : static_cast<Key>(lastKey() + 1);
+    QEL_ASSERT(empty() || key > lastKey());
     const Ptr<Element> element = make<Element>(key, std::move(value));
     element->referenceNew();  // the queue's own
-    list_.push_back(*element);
+    elements_.push_back(*element);
     ++version_;
     return key;
   }
   // Removes and returns the element under `key`, or null.
-  Ptr<Element> del(const Key& key) {
-    for (auto place = list_.begin(); place != list_.end(); ++place) {
-      if (place->key() == key) return take(place);
-    }
-    return nullptr;
-  }
+  Ptr<Element> del(const Key& key) { return take(elements_.find(key)); }
   // Removes and returns the element at the head, or null.
-  Ptr<Element> pop() { return empty() ? Ptr<Element>() : take(list_.begin()); }
+  Ptr<Element> pop() { return take(elements_.begin()); }
   void clear() {
-    while (!empty()) take(list_.begin());
+    if (empty()) return;
+    ++version_;
+    elements_.clear_and_dispose([](Element* element) { element->referenceDel(); });
   }
 
  private:
-  Ptr<Element const> firstAfter(const Key& key) const {
-    for (const Element& element : list_) {
-      if (key < element.key()) return Ptr<Element const>(&element);
-    }
-    return nullptr;
+  const Key& lastKey() const { return std::prev(elements_.end())->key(); }
+  Ptr<Element const> elementAt(typename Tree::const_iterator place) const {
+    return Ptr<Element const>(place == elements_.end() ? nullptr : &*place);
   }
-  Ptr<Element> take(typename List::iterator place) {
+  Ptr<Element const> firstAfter(const Key& key) const {
+    return elementAt(elements_.upper_bound(key));
+  }
+  Ptr<Element> take(typename Tree::iterator place) {
+    if (place == elements_.end()) return nullptr;
     Element& element = *place;
-    list_.erase(place);
+    elements_.erase(place);
     ++version_;
     return Ptr<Element>::adopt(&element);
   }
 
-  List list_;
+  Tree elements_;
   std::uint64_t version_ = 0;
 };
 

@@ -3,6 +3,7 @@
 #include <atomic>
 #include <cstddef>
 
+#include "Qel/Assert.h"
 #include "Qel/Types.h"
 
 namespace Qel {
@@ -34,8 +35,12 @@ class PtrInterface {
   PtrInterface(const PtrInterface&) = delete;
   PtrInterface& operator=(const PtrInterface&) = delete;
 
-  void referenceNew() const noexcept;
-  void referenceDel() const noexcept;
+  void referenceNew() const noexcept { add(word_, U32{1}); }
+  void referenceDel() const noexcept {
+    const U32 word = add(word_, ~U32{0});
+    if ((word & kCountMask) == 0 || (word & kWatchesReferences) != 0) [[unlikely]]
+      released(word);
+  }
   U32 references() const noexcept { return word_.load(std::memory_order_relaxed) & kCountMask; }
 
   bool hasNotificationActive() const noexcept { return flag(kNotificationActive); }
@@ -59,14 +64,19 @@ class PtrInterface {
   virtual OwnerInterface* qelOwner() const;
 
   // Objects alive in this process, those under construction included.
-  static std::size_t liveObjects() noexcept;
+  static std::size_t liveObjects() noexcept { return live_.load(std::memory_order_relaxed); }
 
   // Process-wide switch: true makes every count update atomic. Set before a second thread starts.
   static void threadSafePointersIs(bool threadSafe) noexcept;
 
  protected:
-  PtrInterface() noexcept;
-  virtual ~PtrInterface();
+  PtrInterface() noexcept { add(live_, std::size_t{1}); }
+  virtual ~PtrInterface() {
+    // One is left: the birth reference of an object that never was complete, or the one that guards
+    // the destruction. More would dangle from here on.
+    QEL_ASSERT(references() <= 1);
+    add(live_, ~std::size_t{0});
+  }
 
   void notificationActiveFlagIs(bool value) noexcept { flagIs(kNotificationActive, value); }
   void markedForDeletionFlagIs(bool value) noexcept { flagIs(kMarkedForDeletion, value); }
@@ -92,12 +102,39 @@ class PtrInterface {
   static constexpr U32 kCountMask = kUnderConstruction - 1;
 
   bool flag(U32 mask) const noexcept { return (word_.load(std::memory_order_relaxed) & mask) != 0; }
-  void flagIs(U32 mask, bool value) const noexcept;
-  U32 wordAdd(U32 delta) const noexcept;
+  void flagIs(U32 mask, bool value) const noexcept {
+    if (threadSafe_.load(std::memory_order_relaxed)) {
+      if (value) {
+        word_.fetch_or(mask, std::memory_order_relaxed);
+      } else {
+        word_.fetch_and(~mask, std::memory_order_relaxed);
+      }
+      return;
+    }
+    const U32 word = word_.load(std::memory_order_relaxed);
+    word_.store(value ? word | mask : word & ~mask, std::memory_order_relaxed);
+  }
+  // Returns the sum. As every change of a count, here for the compiler to see: it is most of what a
+  // walk does.
+  template <class Number>
+  static Number add(std::atomic<Number>& number, Number delta) noexcept {
+    if (threadSafe_.load(std::memory_order_relaxed)) {
+      return number.fetch_add(delta, std::memory_order_acq_rel) + delta;
+    }
+    const Number sum = number.load(std::memory_order_relaxed) + delta;
+    number.store(sum, std::memory_order_relaxed);
+    return sum;
+  }
+  // What a release leads to that leaves `word` without a reference, or watched.
+  void released(U32 word) const noexcept;
   // Called when somebody holds the reference that the object was born with.
   void constructionEnds() const noexcept {
     if (flag(kUnderConstruction)) flagIs(kUnderConstruction, false);
   }
+
+  // In the platform's library alone: one for the process and its plug-ins.
+  static std::atomic<bool> threadSafe_;
+  static std::atomic<std::size_t> live_;
 
   mutable std::atomic<U32> word_{kUnderConstruction | 1};
 };

@@ -4,7 +4,6 @@
 #include <chrono>
 #include <cstdint>
 #include <cstring>
-#include <limits>
 
 #include "Qel/Exception.h"
 #include "Qel/Format.h"
@@ -16,18 +15,7 @@ namespace {
 constexpr int kFailed = -1;
 constexpr std::int64_t kSecondsADay = 86400;
 
-// net-snmp keeps every number of a varbind in a long, Unsigned32 among them.
-static_assert(std::numeric_limits<long>::max() >= std::numeric_limits<U32>::max());
-
 using DateAndTime = std::array<unsigned char, 11>;
-
-int put(const void* octets, std::size_t count, unsigned char* buffer, std::size_t length) {
-  if (count > length || count > static_cast<std::size_t>(std::numeric_limits<int>::max())) {
-    return kFailed;
-  }
-  if (count > 0) std::memcpy(buffer, octets, count);
-  return static_cast<int>(count);
-}
 
 template <class T>
 unsigned char octet(T value) {
@@ -52,11 +40,6 @@ Date dateOf(std::int64_t daysSince1970) {
 
 }  // namespace
 
-int StringToAsnOctetStringF::operator()(const Qel::String& text, unsigned char* buffer,
-                                        std::size_t length) const {
-  return put(text.begin(), text.bytes(), buffer, length);
-}
-
 int SecondsToAsnDateAndTimeF::operator()(double seconds, unsigned char* buffer,
                                          std::size_t length) const {
   constexpr std::int64_t kMostYear = 65535;
@@ -79,22 +62,14 @@ int SecondsToAsnDateAndTimeF::operator()(double seconds, unsigned char* buffer,
                            '+',
                            0,
                            0};
-  return put(octets.data(), octets.size(), buffer, length);
+  return putOctets(octets.data(), octets.size(), buffer, length);
 }
 
-int U32ToAsnUnsignedF::operator()(U32 value, unsigned char* buffer, std::size_t length) const {
-  const unsigned long kept = value;
-  return put(&kept, sizeof kept, buffer, length);
-}
-
-U32 AsnUnsignedToU32(const void* value) {
+void throwNoU32(const void* value) {
   if (value == nullptr) Qel::throwRangeException("there is no number");
   long kept = 0;
   std::memcpy(&kept, value, sizeof kept);
-  if (kept < 0 || kept > static_cast<long>(std::numeric_limits<U32>::max())) {
-    Qel::throwRangeException(Qel::format("%d is not an unsigned 32-bit number", kept));
-  }
-  return static_cast<U32>(kept);
+  Qel::throwRangeException(Qel::format("%d is not an unsigned 32-bit number", kept));
 }
 
 }  // namespace Snmp

@@ -30,7 +30,7 @@ TEST(SnmpTraceTest, HasOneHandleOfItsFacility) {
 
 TEST(SnmpTraceTest, WritesOneRecordWithItsPlace) {
   const support::TraceRecorder trace{{"Snmp", 2}};
-  SnmpTrace(2) << "a " << 1 << " b";
+  snmpTrace(2, "a ", 1, " b");
   EXPECT_THAT(trace.lines(), ElementsAre("Snmp 2: a 1 b"));
   EXPECT_THAT(trace.records().front().file.stdString(), EndsWith("SnmpTraceTest.cpp"));
   EXPECT_EQ(trace.records().front().function, "TestBody");
@@ -39,10 +39,10 @@ TEST(SnmpTraceTest, WritesOneRecordWithItsPlace) {
 TEST(SnmpTraceTest, BuildsNoTextWhenTheLevelIsOff) {
   const support::TraceRecorder trace{{"Snmp", 1}};
   int count = 0;
-  SnmpTrace(2) << Written{count};
+  snmpTrace(2, Written{count});
   EXPECT_EQ(count, 0);
   EXPECT_THAT(trace.lines(), IsEmpty());
-  SnmpTrace(1) << Written{count};
+  snmpTrace(1, Written{count});
   EXPECT_EQ(count, 1);
 }
 

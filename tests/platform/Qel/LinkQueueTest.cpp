@@ -67,6 +67,8 @@ TEST_F(LinkQueueTest, FindsFirstLastAndThoseBetween) {
   EXPECT_EQ(queue_[2]->value(), "c");
   EXPECT_EQ(queue_[4], nullptr);
   EXPECT_EQ(queue_[4294967295U], nullptr);
+  EXPECT_EQ(*queue_.value(2), "c");
+  EXPECT_EQ(queue_.value(4), nullptr);
   EXPECT_EQ(queue_.first(), queue_[0]);
   EXPECT_EQ(queue_.last(), queue_[3]);
 }
@@ -156,7 +158,75 @@ class DigitElement : public Qel::LinkQueueElement<Digit, int> {
 TEST_F(LinkQueueTest, RunningOutOfKeysEndsTheProcess) {
   Qel::LinkQueue<DigitElement, Digit, int> queue;
   for (int i = 0; i < 256; ++i) EXPECT_EQ(queue.push(i), i);
-  EXPECT_DEATH(queue.push(256), "assertion failed: empty\\(\\) \\|\\| key > list_");
+  EXPECT_DEATH(queue.push(256), "assertion failed: empty\\(\\) \\|\\| key > lastKey\\(\\)");
+}
+
+// A key that counts how often it is compared.
+class CountedKey {
+ public:
+  CountedKey() = default;
+  explicit CountedKey(U32 value) : value_(value) {}
+  friend CountedKey operator+(CountedKey a, int b) {
+    return CountedKey(a.value_ + static_cast<U32>(b));
+  }
+  friend bool operator<(CountedKey a, CountedKey b) { return ++comparisons, a.value_ < b.value_; }
+  friend bool operator>(CountedKey a, CountedKey b) { return b < a; }
+  friend bool operator==(CountedKey a, CountedKey b) { return ++comparisons, a.value_ == b.value_; }
+
+  static inline int comparisons = 0;
+
+ private:
+  U32 value_ = 0;
+};
+
+class CountedElement : public Qel::LinkQueueElement<CountedKey, int> {
+ public:
+  using LinkQueueElement::LinkQueueElement;
+};
+
+class LargeLinkQueueTest : public support::LiveObjectsTest {
+ protected:
+  static constexpr U32 kMany = 65536;
+  static constexpr int kFewComparisons = 2 * 17 + 2;  // a balanced tree is twice as deep at most
+
+  LargeLinkQueueTest() {
+    for (U32 i = 0; i < kMany; ++i) queue_.push(0);
+  }
+  // The most that any of the calls compares keys.
+  template <class Call>
+  static int mostComparisons(U32 step, const Call& call) {
+    int most = 0;
+    for (U32 key = 0; key < kMany; key += step) {
+      CountedKey::comparisons = 0;
+      call(CountedKey(key));
+      most = std::max(most, CountedKey::comparisons);
+    }
+    return most;
+  }
+  int mostOfALook() const {
+    return mostComparisons(1, [this](CountedKey key) { queue_.value(key); });
+  }
+
+  Qel::LinkQueue<CountedElement, CountedKey, int> queue_;
+};
+
+TEST_F(LargeLinkQueueTest, FindsAnyElementInFewComparisons) {
+  EXPECT_LE(mostOfALook(), kFewComparisons);
+}
+
+TEST_F(LargeLinkQueueTest, TakesAnyElementOutInFewComparisonsAndFindsTheOthers) {
+  EXPECT_LE(mostComparisons(3, [this](CountedKey key) { queue_.del(key); }), kFewComparisons);
+  EXPECT_LE(mostOfALook(), kFewComparisons);
+}
+
+TEST_F(LargeLinkQueueTest, AnIteratorFindsItsPlaceAgainInFewComparisons) {
+  auto it = queue_.iteratorConst();
+  for (U32 i = 0; i < kMany / 2; ++i) ++it;
+  queue_.pop();
+  CountedKey::comparisons = 0;
+  ++it;
+  EXPECT_TRUE(it.key() == CountedKey(kMany / 2 + 1));
+  EXPECT_LE(CountedKey::comparisons, kFewComparisons + 1);
 }
 
 // The queue beside a std::deque of what it must hold, with iterators that stand while both change.
