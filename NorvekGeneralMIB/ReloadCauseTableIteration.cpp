@@ -41,24 +41,12 @@ std::unique_ptr<RowIterator> hintedRow(const GeneralMib::ReloadCauseTable& table
   return nullptr;
 }
 
-[[gnu::noinline]] void newIndexIs(netsnmp_variable_list& varbind, U32 value) {
+void indexIs(netsnmp_variable_list& varbind, U32 value) {
   // net-snmp reads the octets of a number as a long.
   alignas(long) u_char buffer[1024];
   const int length = Snmp::U32ToAsnUnsignedF()(value, buffer, sizeof buffer);
   snmp_set_var_typed_value(&varbind, NorvekGeneralMIB::kIndexType, buffer,
                            static_cast<std::size_t>(length));
-}
-
-// As snmp_set_var_typed_value, which does the same in ten times as many instructions where the
-// value stands in the varbind's own room, as it does from the second row on.
-void indexIs(netsnmp_variable_list& varbind, U32 value) {
-  if (varbind.val.string == varbind.buf) {
-    const int length = Snmp::U32ToAsnUnsignedF()(value, varbind.buf, sizeof varbind.buf);
-    varbind.type = NorvekGeneralMIB::kIndexType;
-    varbind.val_len = static_cast<std::size_t>(length);
-    return;
-  }
-  newIndexIs(varbind, value);
 }
 
 [[gnu::noinline, gnu::cold]] void traceIndexes(const MiscSnmp::ReloadCauseKey& key) {

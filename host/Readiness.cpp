@@ -27,7 +27,8 @@ std::string missingOf(const StateDatabase& database) {
   std::vector<std::string> missing;
   for (const auto& [url, credentialsFile, feed] : database.databases()) {
     const Kavra::Status status = feed->status();
-    if (!isMissing(status)) continue;
+    // One that is not there yet is not waited for, but missed all the same.
+    if (!status.followed || (status.complete && status.reachable)) continue;
     // What is wrong with a file names it.
     const std::string_view problem = status.problem.view();
     const bool isNamed = problem.starts_with(url);

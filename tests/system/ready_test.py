@@ -54,6 +54,11 @@ class Ready(support.SystemTest):
         support.waitFor(lambda: agent.isReady() or agent.hasEnded(), "the agent serves")
         self.assertIn(f"cell 1 serves {agent.address}\n", agent.said())
 
+    def testAFileThatIsNotThereIsMissedButNotWaitedFor(self):
+        agent = self.newAgent(db="file:" + os.path.join(self.directory, "mistyped.json"))
+        support.waitFor(lambda: agent.isReady() or agent.hasEnded(), "the agent serves")
+        self.assertIn("mistyped.json: is not there yet\n", agent.said())
+
     def testWhatAServerHoldsIsInTheTableFirst(self):
         own = self.newServer(1, OWN)
         own.process.send_signal(signal.SIGSTOP)

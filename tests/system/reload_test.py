@@ -62,15 +62,18 @@ class Reload(support.SystemTest):
         self.assertEqual(agent.stopped(), 0, agent.said())
 
     def testItDoesNotEndTheStart(self):
-        for _ in range(5):
+        early = 0
+        for _ in range(20):
             agent = support.Agent(self.directory)
             self.addCleanup(agent.close)
             # Before main() the kernel decides.
             support.waitFor(lambda: agent.hasEnded() or self.holdsBack(agent), "it is in main()")
-            self.assertEqual(agent.said(), "", "it does not serve yet")
+            early += agent.said() == ""
             agent.child.send_signal(signal.SIGHUP)
             support.waitFor(lambda: agent.isReady() or agent.hasEnded(), "the agent serves")
             self.assertTrue(agent.isReady(), agent.said())
+            agent.close()
+        self.assertGreater(early, 0, "some did not serve yet")
 
     @staticmethod
     def holdsBack(agent):

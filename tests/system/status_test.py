@@ -124,6 +124,7 @@ class Status(support.SystemTest):
         self.assertEqual(told["rows"]["0"], 2)
 
     def testAThousandRefusedDocumentsAreCountedAndSomeListed(self):
+        self.recordReset(1, CAUSES)
         self.newAgent()
         self.write("kavra.json", json.dumps({f"p{i}/" + "x" * 200: 7 for i in range(1000)}))
         self.waitUntil(False)
@@ -166,6 +167,7 @@ class Status(support.SystemTest):
         self.assertRegex(self.status()[2], r"^kavra: .*status.sock: .*: no agent has its status")
 
     def testALeftOverIsReplacedAndNeverLies(self):
+        self.recordReset(1, CAUSES)
         agent = self.newAgent()
         agent.stopped(signal.SIGKILL)
         status, out, problem = self.status()
@@ -175,6 +177,7 @@ class Status(support.SystemTest):
         self.assertEqual(self.told()[0], 0)
 
     def testAnotherAgentsSocketIsNotTaken(self):
+        self.recordReset(1, CAUSES)
         first = self.newAgent()
         second = support.Agent(self.directory, "--status-socket", self.socket)
         self.addCleanup(second.close)

@@ -110,7 +110,12 @@ Status Feed::status() const {
   status.reachable = problem_.empty();
   status.problem = problem_;
   status.complete = lastPublished_ || problem_.empty();
-  if (lastPublished_) status.age = age();
+  if (lastPublished_) {
+    status.age = age();
+  } else if (problem_.empty()) {
+    status.reachable = false;
+    status.problem = url_ + ": is not there yet";
+  }
   return status;
 }
 

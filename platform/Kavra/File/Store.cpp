@@ -120,7 +120,11 @@ Status Store::status() {
     const DatabaseFile file(path_);
     const auto content = file.readContent();
     status.reachable = true;
-    if (!content) return status;
+    if (!content) {
+      // Whoever writes makes it.
+      status.problem = file.url() + ": is not there yet";
+      return status;
+    }
     status.age = std::max(0.0, clock_->now() - content->modified);
     const DatabaseFile::Parsed parsed = file.parse(content->text);
     addQuarantined(status, parsed.documents, parsed.problems());

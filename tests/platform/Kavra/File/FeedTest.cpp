@@ -77,10 +77,13 @@ TEST_F(FeedTest, ServesWhatStandsInTheFile) {
 
 TEST_F(FeedTest, WaitsQuietlyForAFileThatIsAbsent) {
   open();
-  EXPECT_TRUE(feed_->status().isFresh());
+  EXPECT_FALSE(feed_->status().isFresh());
+  EXPECT_TRUE(feed_->status().complete);
+  EXPECT_EQ(feed_->status().problem, directory_.url() + ": is not there yet");
   EXPECT_EQ(feed_->status().age, std::nullopt);
   directory_.write(json(history({"one"})));
   EXPECT_TRUE(shows({{0, {"one"}}}));
+  EXPECT_TRUE(feed_->status().isFresh());
   EXPECT_THAT(log_.lines(), IsEmpty());
 }
 

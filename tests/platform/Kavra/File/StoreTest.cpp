@@ -175,6 +175,11 @@ TEST_F(StoreTest, TellsWhatIsQuarantinedAndHowOldItIs) {
               ElementsAre(Quarantine{"b", "/: member 'switchoverCapable' is missing"}));
 }
 
+TEST_F(StoreTest, TellsThatThereIsNoFileYet) {
+  EXPECT_TRUE(open()->status().reachable);
+  EXPECT_EQ(open()->status().problem, directory_.url() + ": is not there yet");
+}
+
 TEST_F(StoreTest, TellsWhatIsWrongWithTheFile) {
   directory_.write("nonsense");
   const Status status = open()->status();
