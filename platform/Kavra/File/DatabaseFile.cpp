@@ -94,11 +94,12 @@ std::optional<DatabaseFile::Content> DatabaseFile::readContent() const {
   }
 }
 
-DatabaseFile::Parsed DatabaseFile::parse(const std::string& text, std::size_t mostValues) const {
+DatabaseFile::Parsed DatabaseFile::parse(const std::string& text,
+                                         const Json::MostMembers& most) const {
   if (text.empty()) fail("is empty, not the JSON of a database");
   std::vector<Json::Member> members;
   try {
-    members = Json::readMembers(text, mostValues);
+    members = Json::readMembers(text, most);
   } catch (const Json::Exception& error) {
     fail(error.what());
   }

@@ -49,9 +49,8 @@ class DatabaseFile {
     std::map<Qel::String, Qel::String> problems() const;
     std::size_t values() const;
   };
-  // Raises for a text that is not such a JSON, or holds more than `mostValues` values.
-  Parsed parse(const std::string& text,
-               std::size_t mostValues = Qel::Limits::kMostFileValues) const;
+  // Raises for a text that is not such a JSON, or holds more than `most`.
+  Parsed parse(const std::string& text, const Json::MostMembers& most = {}) const;
   // Raises for more than a reader takes.
   void needSize(const Parsed& parsed) const;
 
