@@ -148,7 +148,9 @@ class Program {
     return command->add_flag(names)->description(description);
   }
   static CLI::Option* forceFlag(CLI::App* command) {
-    return flag(command, "--force", "also where a living publisher (kavra serve) owns the path");
+    return flag(command, "--force",
+                "also where a living publisher (kavra serve) owns the path, which "
+                "it can on a server only");
   }
 
   // The name of a file; an empty one is a slip, as of a shell variable that is not set.
@@ -223,11 +225,15 @@ class Program {
                      "{path: document, ...} as JSON; one that is not there yet "
                      "is waited for")
                   ->required());
-    CLI::Option* cell = option(serving, "--cell", "N",
-                               "own all of cell/N/: what FILE does not have is taken away there, "
-                               "and others are kept from editing it (default: own the paths that "
-                               "FILE has, or had meanwhile)");
-    CLI::Option* prefix = option(serving, "--prefix", "PATH", "own all below PATH in the same way");
+    CLI::Option* cell =
+        option(serving, "--cell", "N",
+               "own all of cell/N/: what FILE does not have is taken away there, "
+               "and on a server, where alone there are claims, others are kept from "
+               "editing it (default: own the paths that FILE has, or had "
+               "meanwhile)");
+    CLI::Option* prefix =
+        option(serving, "--prefix", "PATH",
+               "own all below PATH in the same way; a claim to it there is on a server only");
     prefix->excludes(cell);
     serving->callback(
         [=, this] { serve(url(), text(servedFile), ownedPrefix(cell, prefix), clock_, err_); });

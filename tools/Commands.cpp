@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <set>
+#include <string_view>
 #include <utility>
 
 #include "Kavra/CheckedDocument.h"
@@ -12,6 +13,7 @@
 #include "Kavra/Status.h"
 #include "Qel/Escape.h"
 #include "Qel/Failure.h"
+#include "Qel/Number.h"
 #include "Qel/String.h"
 #include "tools/Errors.h"
 #include "tools/HistoryEdit.h"
@@ -31,6 +33,17 @@ constexpr char kRedundancyType[] = "Redundancy::RedundancyStatus";
 
 std::string historyPath(U32 cell) { return fmt::format("cell/{}/sys/reset/history", cell); }
 std::string redundancyPath(U32 cell) { return fmt::format("cell/{}/redundancy/status", cell); }
+
+// What the path of a cell's document is for; null for any other path.
+const char* typeFor(const std::string& path) {
+  constexpr std::string_view kCells = "cell/";
+  if (!path.starts_with(kCells)) return nullptr;
+  const std::string_view rest = std::string_view(path).substr(kCells.size());
+  const auto cell = Qel::numberOf<U32>(rest.substr(0, rest.find('/')));
+  if (!cell) return nullptr;
+  if (path == historyPath(*cell)) return kHistoryType;
+  return path == redundancyPath(*cell) ? kRedundancyType : nullptr;
+}
 
 std::string nothingUnder(const std::string& path) { return "nothing is published under " + path; }
 
@@ -66,12 +79,36 @@ Document parsed(const std::string& json, const std::string& source) {
   }
 }
 
-void needGood(const std::string& path, const Document& present, const char* type) {
+// Whoever follows the path would refuse a document of another type. What fits none is for the store
+// to refuse.
+void needTypeForPath(const std::string& path, const Document& document) {
+  const char* type = typeFor(path);
+  if (type == nullptr) return;
+  const Kavra::CheckedDocument checked(Qel::String(path), document);
+  if (!checked.fits() || checked.type == type) return;
+  throw CommandError(fmt::format("{}: the path is for {}, the document is of type {}", path, type,
+                                 checked.type.view()));
+}
+
+std::string problemOf(const std::string& path, const Document& present, const char* type) {
+  // What the store gives in the place of what it cannot read.
+  const Document* unreadable = present.member("unreadable");
+  if (unreadable != nullptr && present.member("type") == nullptr) {
+    if (const auto* why = unreadable->as<Qel::String>()) {
+      return "what is published there cannot be read: " + why->stdString();
+    }
+  }
   const Kavra::CheckedDocument checked(Qel::String(path), present);
-  if (checked.fits() && checked.type == type) return;
-  const std::string why = checked.fits() ? "is of type " + checked.type.stdString()
-                                         : "does not fit: " + checked.misfit.stdString();
-  throw CommandError(fmt::format("{}: the published document {}", path, why));
+  if (!checked.fits()) return "the published document does not fit: " + checked.misfit.stdString();
+  if (checked.type == type) return {};
+  return "the published document is of type " + checked.type.stdString();
+}
+
+void needGood(const std::string& path, const Document& present, const char* type) {
+  const std::string problem = problemOf(path, present, type);
+  if (problem.empty()) return;
+  throw CommandError(
+      fmt::format("{}: {}; kavra del takes it away, kavra put replaces it", path, problem));
 }
 
 }  // namespace
@@ -124,6 +161,7 @@ void Commands::tellCreated() {
 
 void Commands::put(const std::string& path, const std::string& json, const std::string& source) {
   const Document document = parsed(json, source);
+  needTypeForPath(path, document);
   store_->documentIs(Qel::String(path), document);
   tellCreated();
 }

@@ -30,7 +30,8 @@ class Commands {
   void lsLong(const std::string& prefix, bool utc);
   // Prints the document at `path`.
   void get(const std::string& path);
-  // `source` is where the JSON comes from, for messages.
+  // `source` is where the JSON comes from, for messages. A history or redundancy status of a cell
+  // is of that type; at any other path every type is taken.
   void put(const std::string& path, const std::string& json, const std::string& source);
   void del(const std::string& path);
 

@@ -1,10 +1,12 @@
 #include "tools/Serve.h"
 
+#include <fmt/format.h>
 #include <unistd.h>
 
 #include <array>
 #include <filesystem>
 #include <fstream>
+#include <string_view>
 #include <system_error>
 
 #include "Kavra/Claim.h"
@@ -12,6 +14,7 @@
 #include "Qel/Escape.h"
 #include "Qel/PollEventLoop.h"
 #include "tools/EndOnSignal.h"
+#include "tools/Errors.h"
 
 namespace Tools {
 
@@ -30,10 +33,25 @@ std::string bootId() {
   return id;
 }
 
-Kavra::Claim claimOf(const std::string& file, const std::string& prefix) {
+// The file that a name leads to, there or not.
+std::string wholeName(const std::string& file) {
   std::error_code error;
-  const std::filesystem::path whole = std::filesystem::weakly_canonical(file, error);
-  Kavra::Claim claim{hostName(), bootId(), error ? file : whole.string(), {}};
+  const std::filesystem::path whole =
+      std::filesystem::weakly_canonical(std::filesystem::absolute(file, error), error);
+  return error ? file : whole.string();
+}
+
+// What a publisher writes there it would publish again.
+void needAnotherFile(const Kavra::StoreUrl& url, const std::string& file) {
+  constexpr std::string_view kScheme = "file:";
+  if (!url.text().starts_with(kScheme)) return;
+  if (wholeName(file) != wholeName(url.text().substr(kScheme.size()))) return;
+  throw CommandError(
+      fmt::format("{} is the database {} itself: serve another file", file, url.text()));
+}
+
+Kavra::Claim claimOf(const std::string& file, const std::string& prefix) {
+  Kavra::Claim claim{hostName(), bootId(), wholeName(file), {}};
   if (!prefix.empty()) claim.places.insert(prefix);
   return claim;
 }
@@ -42,6 +60,7 @@ Kavra::Claim claimOf(const std::string& file, const std::string& prefix) {
 
 void serve(const Kavra::StoreUrl& url, const std::string& file, const std::string& prefix,
            const Qel::Ptr<Qel::Clock const>& clock, std::ostream& err) {
+  needAnotherFile(url, file);
   url.tellIfNotEncrypted();
   Qel::PollEventLoop loop;
   const EndOnSignal endOnSignal(loop);

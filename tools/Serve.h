@@ -15,7 +15,7 @@ namespace Tools {
 // that is not there yet is waited for, with a line on `err`.
 //
 // Returns after SIGINT or SIGTERM; what was published stays. Raises StoreException when the file
-// cannot be followed.
+// cannot be followed, CommandError when it is the database itself.
 void serve(const Kavra::StoreUrl& url, const std::string& file, const std::string& prefix,
            const Qel::Ptr<Qel::Clock const>& clock, std::ostream& err);
 

@@ -5,10 +5,13 @@
 #include <filesystem>
 #include <functional>
 #include <string>
+#include <utility>
 #include <vector>
 
+#include "Kavra/Json/Text.h"
 #include "Kavra/Redis/Command.h"
 #include "Program.h"
+#include "Qel/Document.h"
 #include "platform/Kavra/DatabaseDirectory.h"
 #include "platform/Kavra/Redis/ServerProcess.h"
 
@@ -153,6 +156,44 @@ TEST(BothStoresTest, ReplaceAndTakeBackWhateverStandsInAFile) {
     });
     EXPECT_EQ(directory.read(), "{\n  " + other + "\n}\n");
   }
+}
+
+// On a database where a history and a status of cell 1 stand that cannot be read.
+void expectEditsToSayWhy(const std::string& url) {
+  const auto kavra = [&url](Words words) {
+    words.insert(words.begin(), {KAVRA_PROGRAM, "--db", url});
+    return toolstest::run(words);
+  };
+  const std::string history = "cell/1/sys/reset/history";
+  const std::string status = "cell/1/redundancy/status";
+  const std::pair<std::string, Words> edits[] = {
+      {history, {"add-cause", "--cell", "1", "--cause", "a"}},
+      {history, {"record-reset", "--cell", "1", "--cause", "a"}},
+      {status, {"set-redundancy", "--cell", "1", "--protocol", "1"}},
+  };
+  for (const auto& [path, words] : edits) {
+    const Outcome got = kavra({"get", path});
+    const Qel::Document document = Kavra::Json::read(got.out);
+    const Qel::Document* why = document.member("unreadable");
+    ASSERT_NE(why, nullptr) << got.out << got.err;
+    const Outcome outcome = kavra(words);
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_EQ(outcome.err, "kavra: " + path + ": what is published there cannot be read: " +
+                               why->as<Qel::String>()->stdString() +
+                               "; kavra del takes it away, kavra put replaces it\n");
+  }
+}
+
+TEST(BothStoresTest, SayWhyWhatCannotBeReadCannotBeEdited) {
+  const kavratest::DatabaseDirectory directory;
+  directory.write(R"({"cell/1/sys/reset/history": {"type": 1, "type": 2},
+                      "cell/1/redundancy/status": {"base64": "x"}})");
+  expectEditsToSayWhy(directory.url());
+  const kavratest::ServerProcess server;
+  const std::string keys = "kavra:e:cell/1/";
+  server.command({"SET", keys + "sys/reset/history", "x"});
+  server.command({"HSET", keys + "redundancy/status", "_v", "1", "protocol", "many"});
+  expectEditsToSayWhy(server.url());
 }
 
 TEST(BothStoresTest, TakeBackWhatStandsInAFileUnderNoPath) {

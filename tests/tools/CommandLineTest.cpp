@@ -136,6 +136,26 @@ TEST_F(CommandLineTest, RefusesDocumentsThatAreNoneOrDoNotFit) {
   EXPECT_EQ(refused({"put", "a", "/"}, ""), "/: Is a directory");
 }
 
+TEST_F(CommandLineTest, RefusesADocumentOfAnotherTypeThanThePathIsFor) {
+  const std::string status =
+      R"({"type": "Redundancy::RedundancyStatus", "protocol": 3, "switchoverCapable": true})";
+  const std::string history = R"({"type": "System::ResetCauseHistory", "rebootHistory": {}})";
+  done({"put", kHistoryPath}, history);
+  done({"put", kRedundancyPath}, status);
+  EXPECT_EQ(refused({"put", kHistoryPath}, status),
+            std::string(kHistoryPath) +
+                ": the path is for System::ResetCauseHistory, the document is of type "
+                "Redundancy::RedundancyStatus");
+  EXPECT_EQ(refused({"put", "--force", kRedundancyPath}, history),
+            std::string(kRedundancyPath) +
+                ": the path is for Redundancy::RedundancyStatus, the document is of type "
+                "System::ResetCauseHistory");
+  for (const char* path : {"cell/02/sys/reset/history", "cell/x/sys/reset/history", "cell/2",
+                           "cell/2/sys/reset/history/old", "peer/cell/2/sys/reset/history"}) {
+    done({"put", path}, status);
+  }
+}
+
 TEST_F(CommandLineTest, RefusesPathsThatAreNoneOrNotPublished) {
   EXPECT_THAT(refused({"get", "/a"}), StartsWith("'/a' is not a path"));
   EXPECT_THAT(refused({"put", "a//b"}, "{}"), StartsWith("'a//b' is not a path"));
@@ -295,11 +315,12 @@ TEST_F(CommandLineTest, DoesNotEditADocumentThatDoesNotFit) {
                    kRedundancyPath +
                    R"(": {"type": "System::ResetCauseHistory", "rebootHistory": {}}})");
   EXPECT_EQ(refused({"add-cause", "--cell", "2", "--cause", "a"}),
-            std::string(kHistoryPath) +
-                ": the published document does not fit: " + kavratest::kMisfitProblem);
+            std::string(kHistoryPath) + ": the published document does not fit: " +
+                kavratest::kMisfitProblem + "; kavra del takes it away, kavra put replaces it");
   EXPECT_EQ(refused({"set-redundancy", "--cell", "2", "--protocol", "1"}),
             std::string(kRedundancyPath) +
-                ": the published document is of type System::ResetCauseHistory");
+                ": the published document is of type System::ResetCauseHistory"
+                "; kavra del takes it away, kavra put replaces it");
 }
 
 TEST_F(CommandLineTest, TellsHowTheDatabaseStands) {

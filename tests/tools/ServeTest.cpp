@@ -113,6 +113,36 @@ TEST_F(ServeTest, NeedsAFileThatThereCanBe) {
   EXPECT_EQ(problemOfServing({"/"}), "kavra: file:/: is a directory\n");
 }
 
+TEST_F(ServeTest, NeedsAnotherFileThanTheDatabase) {
+  const std::string link = (source_.path() / "link").string();
+  std::filesystem::create_symlink(published_.file(), link);
+  const std::string same = (published_.path() / "." / "kavra.json").string();
+  for (const bool exists : {true, false}) {
+    published_.write("{}");
+    if (!exists) published_.remove();
+    for (const std::string& name : {published_.file(), same, link}) {
+      if (!exists && name == link) continue;
+      EXPECT_EQ(problemOfServing({name}), "kavra: " + name + " is the database " +
+                                              published_.url() + " itself: serve another file\n");
+    }
+  }
+}
+
+TEST_F(ServeTest, SaysThatClaimsExistOnServersOnly) {
+  const auto helpOf = [](const std::string& command) {
+    return toolstest::run({KAVRA_PROGRAM, command, "--help"}).out;
+  };
+  const auto count = [](const std::string& text, const std::string& what) {
+    int times = 0;
+    for (auto at = text.find(what); at != text.npos; at = text.find(what, at + 1)) ++times;
+    return times;
+  };
+  EXPECT_EQ(count(helpOf("serve"), "on a server"), 2);
+  for (const char* command : {"put", "del", "record-reset", "add-cause", "set-redundancy"}) {
+    EXPECT_EQ(count(helpOf(command), "on a server"), 1) << command;
+  }
+}
+
 TEST_F(ServeTest, NeedsAPlaceToOwn) {
   EXPECT_EQ(problemOfServing({"--cell", "x", source_.file()}),
             "kavra: --cell: 'x' is not a number from 0 to 4294967295\n");

@@ -94,11 +94,12 @@ std::optional<DatabaseFile::Content> DatabaseFile::readContent() const {
   }
 }
 
-DatabaseFile::Parsed DatabaseFile::parse(const std::string& text, std::size_t mostValues) const {
+DatabaseFile::Parsed DatabaseFile::parse(const std::string& text,
+                                         const Json::MostMembers& most) const {
   if (text.empty()) fail("is empty, not the JSON of a database");
   std::vector<Json::Member> members;
   try {
-    members = Json::readMembers(text, mostValues);
+    members = Json::readMembers(text, most);
   } catch (const Json::Exception& error) {
     fail(error.what());
   }
@@ -221,11 +222,11 @@ void DatabaseFile::shareLock(const FileDescriptor& lock) const {
   const bool isOurs = S_ISREG(facts.st_mode) && facts.st_nlink == 1 && facts.st_size == 0 &&
                       facts.st_uid == ::geteuid();
   if (!isOurs) return;
-  // In a folder with the sticky bit a file is replaced by its owner alone.
-  const mode_t writers = (folder.st_mode & S_ISVTX) != 0 ? 0 : folder.st_mode;
+  // In a folder with the sticky bit a file is replaced by its owner alone. Others never get a
+  // right, though they may write to the folder: whoever can open the lock can hold it for good.
+  const bool isForGroup = (folder.st_mode & S_ISVTX) == 0 && (folder.st_mode & S_IWGRP) != 0;
   mode_t mode = kOwnerMode;
-  if ((writers & S_IWGRP) != 0) mode |= S_IRGRP | S_IWGRP;
-  if ((writers & S_IWOTH) != 0) mode |= S_IROTH | S_IWOTH;
+  if (isForGroup) mode |= S_IRGRP | S_IWGRP;
   struct stat database {};
   const bool exists = ::stat(path_.c_str(), &database) == 0;
   const uid_t owner = facts.st_uid == 0 ? (exists ? database : folder).st_uid : facts.st_uid;

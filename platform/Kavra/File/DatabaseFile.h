@@ -49,9 +49,8 @@ class DatabaseFile {
     std::map<Qel::String, Qel::String> problems() const;
     std::size_t values() const;
   };
-  // Raises for a text that is not such a JSON, or holds more than `mostValues` values.
-  Parsed parse(const std::string& text,
-               std::size_t mostValues = Qel::Limits::kMostFileValues) const;
+  // Raises for a text that is not such a JSON, or holds more than `most`.
+  Parsed parse(const std::string& text, const Json::MostMembers& most = {}) const;
   // Raises for more than a reader takes.
   void needSize(const Parsed& parsed) const;
 
@@ -61,7 +60,8 @@ class DatabaseFile {
   // as they stood. The caller holds the lock.
   void write(const Documents& documents, const Unreadable& unreadable = {}) const;
   // Waits a little for another writer. The lock lasts as long as the result. Whoever may replace
-  // the file may hold it, whoever came first; others cannot even open the lock file.
+  // the file as its owner, as root or as one of the folder's group may hold it, whoever came first;
+  // others cannot even open the lock file.
   [[nodiscard]] FileDescriptor lock() const;
 
   // Raises StoreException for this file.
@@ -74,7 +74,7 @@ class DatabaseFile {
   void giveToFolder(const FileDescriptor& file) const;
   FileDescriptor openLock() const;
   // Gives the lock file, where it is the caller's to give, to the owner of the database and the
-  // group of the directory, with the rights of those who may put files there.
+  // group of the directory, and lets that group open it where it may put files there.
   void shareLock(const FileDescriptor& lock) const;
   void syncDirectory() const;
 

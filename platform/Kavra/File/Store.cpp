@@ -9,12 +9,15 @@
 
 #include "Kavra/File/DatabaseFile.h"
 #include "Kavra/FileDescriptor.h"
+#include "Kavra/Json/Members.h"
 
 namespace Kavra::File {
 
 namespace {
 
-constexpr std::size_t kAnyNumber = std::numeric_limits<std::size_t>::max();
+// What is too large for its readers must still be made smaller.
+constexpr Json::MostMembers kAnyNumber{std::numeric_limits<std::size_t>::max(),
+                                       std::numeric_limits<std::size_t>::max()};
 
 // Puts what `edited` holds of `paths` in the place of what `documents` holds of them.
 void merge(Kavra::Store::Documents& documents, const std::vector<Qel::String>& paths,

@@ -11,7 +11,6 @@
 
 #include "Kavra/Json/Reader.h"
 #include "Kavra/Json/Text.h"
-#include "Qel/Limits.h"
 #include "Qel/Utf8.h"
 
 namespace Kavra::Json {
@@ -48,8 +47,7 @@ class CountedOctets {
 // member is then passed over.
 class MembersReader final : public nlohmann::json_sax<nlohmann::json> {
  public:
-  MembersReader(std::string_view text, std::size_t mostValues)
-      : text_(text), mostValues_(mostValues) {}
+  MembersReader(std::string_view text, const MostMembers& most) : text_(text), most_(most) {}
 
   std::vector<Member> read() {
     const CountedOctets begin(text_.data(), &position_);
@@ -110,8 +108,8 @@ class MembersReader final : public nlohmann::json_sax<nlohmann::json> {
     const Qel::String path(name);
     members_.push_back({path, {}, {}, {}, 0});
     if (!names_.insert(path).second) return failInMember("/: member stands twice");
-    if (names_.size() > Qel::Limits::kMostFileDocuments) {
-      return fail(fmt::format("more than {} documents", Qel::Limits::kMostFileDocuments));
+    if (names_.size() > most_.documents) {
+      return fail(fmt::format("more than {} documents", most_.documents));
     }
     reader_.emplace();
     begin_ = position_;
@@ -131,8 +129,8 @@ class MembersReader final : public nlohmann::json_sax<nlohmann::json> {
       member.values = reader_->values() + values;
       reader_.reset();
     }
-    if (values_ + member.values <= mostValues_) return true;
-    return failInMember(fmt::format("/: more than {} values in all documents", mostValues_));
+    if (values_ + member.values <= most_.values) return true;
+    return failInMember(fmt::format("/: more than {} values in all documents", most_.values));
   }
 
   // A value ends, and perhaps the member with it. `ahead`: how many octets behind it the parser has
@@ -173,7 +171,7 @@ class MembersReader final : public nlohmann::json_sax<nlohmann::json> {
   }
 
   const std::string_view text_;
-  const std::size_t mostValues_;
+  const MostMembers most_;
   std::size_t position_ = 0;
   std::size_t begin_ = 0;   // of the present member, behind its name
   std::size_t depth_ = 0;   // of the lists and maps around the present place
@@ -186,8 +184,8 @@ class MembersReader final : public nlohmann::json_sax<nlohmann::json> {
 
 }  // namespace
 
-std::vector<Member> readMembers(std::string_view text, std::size_t mostValues) {
-  return MembersReader(text, mostValues).read();
+std::vector<Member> readMembers(std::string_view text, const MostMembers& most) {
+  return MembersReader(text, most).read();
 }
 
 std::string writeMembers(const std::map<Qel::String, std::string>& texts) {

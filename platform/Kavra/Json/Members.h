@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "Qel/Document.h"
+#include "Qel/Limits.h"
 #include "Qel/String.h"
 
 namespace Kavra::Json {
@@ -20,11 +21,16 @@ struct Member {
   std::size_t values = 0;  // in it; of one that could not be kept, give or take one
 };
 
+// What a map of documents may hold; by itself as much as an embedded file.
+struct MostMembers {
+  std::size_t documents = Qel::Limits::kMostFileDocuments;
+  std::size_t values = Qel::Limits::kMostFileValues;  // in all of them
+};
+
 // Reads the text of a map of documents, and keeps of a member that is no document (see Text.h) or
 // is too large for one (see Qel/Limits.h) only why. Raises Exception for what is no JSON, no map,
-// or holds a name twice, more documents than an embedded file may or more than `mostValues` in
-// them: reading ends there.
-std::vector<Member> readMembers(std::string_view text, std::size_t mostValues);
+// or holds a name twice or more than `most`: reading ends there.
+std::vector<Member> readMembers(std::string_view text, const MostMembers& most);
 
 // The text of a map with these members, a line each, from their own texts. Raises Exception for a
 // name that is not UTF-8.

@@ -164,6 +164,24 @@ TEST_F(RightsTest, LetNoStrangerHoldTheLock) {
   EXPECT_TRUE(DatabaseFile(directory_.file()).readContent().has_value());
 }
 
+TEST_F(RightsTest, LetNoStrangerHoldTheLockWhereEverybodyMayMakeFiles) {
+  for (const mode_t others : {02U, 06U, 07U}) {
+    SCOPED_TRACE(others);
+    fileBelongsTo({0, 0, 0644});
+    folderBelongsTo({0, 0, 0750 | others});
+    // One that was left open to all is set right.
+    for (const mode_t left : {0600U, 0666U}) {
+      directory_.write(lock_, "");
+      Rights{0, 0, left}.giveTo(lock_);
+      EXPECT_EQ(problemOfLocking(), "nothing");
+      EXPECT_EQ(Rights::of(lock_), (Rights{0, 0, 0600}));
+    }
+  }
+  const AnotherUser stranger;
+  EXPECT_EQ(::open(lock_.c_str(), O_RDONLY | O_CLOEXEC), -1);
+  EXPECT_EQ(errno, EACCES);
+}
+
 TEST_F(RightsTest, OfWhatIsNoLockAreLeftAlone) {
   const std::string other = (directory_.path() / "other").string();
   directory_.write(other, "");

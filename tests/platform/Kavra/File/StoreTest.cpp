@@ -121,6 +121,21 @@ TEST_F(StoreTest, TakesNoMoreDocumentsThanItsReadersDo) {
   put("0", redundancy(1, true));
 }
 
+TEST_F(StoreTest, TakesBackWhatStandsInAFileOfTooManyDocuments) {
+  std::string text = R"({"0": 0)";
+  for (int i = 1; i < 4098; ++i) text += ",\"" + std::to_string(i) + "\":0";
+  directory_.write(text + "}");
+  EXPECT_FALSE(open()->documentDel("x"));
+  EXPECT_TRUE(open()->documentDel("17"));
+  EXPECT_THAT(problemOfPutting(redundancy(1, true)),
+              EndsWith("would hold more than 4096 documents"));
+  EXPECT_THAT(support::problemOf<StoreException>([&] { (void)open()->documents(""); }),
+              EndsWith(": more than 4096 documents"));
+  EXPECT_TRUE(open()->documentDel("0"));
+  EXPECT_THAT(open()->documents(""), SizeIs(4096));
+  put("1", redundancy(1, true));
+}
+
 TEST_F(StoreTest, DoesNotTouchTheFileWhenNothingChanges) {
   put("a", redundancy(1, true));
   const auto before = std::filesystem::last_write_time(directory_.file());
