@@ -5,9 +5,11 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cstddef>
+#include <cstdlib>
 #include <filesystem>
 #include <iterator>
 #include <limits>
+#include <string_view>
 
 #include "host/EngineId.h"
 #include "host/Errors.h"
@@ -64,8 +66,7 @@ void addEngine(CLI::App& app, Options& options) {
       ->option_text("HEX");
   addName(app, "--state-dir", options.stateDirectory, "DIR",
           "Where the starts of the SNMPv3 engine are counted [STATE_DIRECTORY of the environment, "
-          "or nowhere]")
-      ->envname("STATE_DIRECTORY");
+          "or nowhere]");
 }
 
 void describe(CLI::App& app, Options& options, std::vector<std::string>& traces) {
@@ -122,6 +123,13 @@ void parse(CLI::App& app, std::vector<std::string> arguments) {
   } catch (const CLI::ParseError& error) {
     throw UsageError(error.what());
   }
+}
+
+// The service manager separates several by colons.
+std::string firstStateDirectory() {
+  const char* directories = std::getenv("STATE_DIRECTORY");
+  const std::string_view all = directories != nullptr ? directories : "";
+  return std::string(all.substr(0, all.find(':')));
 }
 
 void checkContexts(const std::vector<std::string>& contexts) {
@@ -204,6 +212,7 @@ Options readOptions(const std::vector<std::string>& arguments) {
   checkPeer(options);
   checkListening(options);
   complete(options);
+  if (options.stateDirectory.empty()) options.stateDirectory = firstStateDirectory();
   return options;
 }
 

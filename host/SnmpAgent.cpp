@@ -82,6 +82,8 @@ SnmpAgent::Library::Library(const Options& options) {
 }
 
 SnmpAgent::Library::~Library() {
+  // It takes its log down first, and what it would debug afterwards would wait for a reader.
+  snmp_set_do_debugging(0);
   snmp_shutdown(kName);
   shutdown_master_agent();
   shutdown_agent();

@@ -158,6 +158,9 @@ TEST(Options, KeepStateWhereTheServiceManagerSays) {
   ::setenv("STATE_DIRECTORY", "/var/lib/agent", 1);
   EXPECT_EQ(readOptions({}).stateDirectory, "/var/lib/agent");
   EXPECT_EQ(readOptions({"--state-dir", "/elsewhere"}).stateDirectory, "/elsewhere");
+  ::setenv("STATE_DIRECTORY", "/var/lib/agent:/var/lib/other", 1);
+  EXPECT_EQ(readOptions({}).stateDirectory, "/var/lib/agent");
+  EXPECT_EQ(readOptions({"--state-dir", "/a:b"}).stateDirectory, "/a:b");
   ::unsetenv("STATE_DIRECTORY");
 }
 

@@ -83,6 +83,13 @@ class Stalled(support.SystemTest):
         agent = ReadAgent(self, self.end, self.reader, "--trace", "Snmp=8")
         self.assertGoesOn(agent)
 
+    def testSoDoesOneWhoseConfigurationDebugsNetSnmp(self):
+        access = self.write("access.conf", "rocommunity public 127.0.0.1\n[snmp]\ndoDebugging 1\n")
+        agent = ReadAgent(self, self.end, self.reader, "--config", access)
+        self.fill(agent)
+        agent.child.send_signal(signal.SIGTERM)
+        self.assertEqual(agent.child.wait(support.PATIENCE), 0)
+
     def testSoDoesOneThatMayNotOpenThePipeItself(self):
         if os.geteuid() != 0:
             self.skipTest("only root may become another user")
