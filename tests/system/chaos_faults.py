@@ -120,9 +120,10 @@ class Faults:
 
     def memoryLimit(self):
         redis = self.anyCell().redis
+        _, before = redis.command("CONFIG", "GET", "maxmemory")
         redis.command("CONFIG", "SET", "maxmemory", "1")
         self.goOn(self.dice.uniform(0, 2))
-        redis.command("CONFIG", "SET", "maxmemory", "64mb")
+        redis.command("CONFIG", "SET", "maxmemory", before)
 
     def userDeleted(self, user):
         redis = self.anyCell().redis

@@ -2,10 +2,12 @@
 """What the users of the shipped server configuration may do, and what nobody may."""
 
 import contextlib
+import json
 import os
 import re
 import socket
 import stat
+import subprocess
 import unittest
 
 import redis_pair
@@ -102,6 +104,24 @@ class Rights(support.SystemTest):
         told = self.redis.command("INFO", "commandstats").decode()
         found = re.search(f"cmdstat_{command}:calls=([0-9]+)", told)
         return int(found.group(1)) if found else 0
+
+    def testLeaveRoomToReplaceTheLargestDocuments(self):
+        """A history of 126,000 causes has nearly as many values as a document may, and with these
+        descriptions nearly as many octets."""
+        for letter in "ab":
+            causes = [{"description": letter * 51, "time": 1700000000.123456}] * 63000
+            document = json.dumps({"type": "System::ResetCauseHistory",
+                                   "rebootHistory": {"0": {"causeQ": causes},
+                                                     "1": {"causeQ": causes}}})
+            for cell in (1, 2):
+                path = f"cell/{cell}/sys/reset/history"
+                put = subprocess.run(
+                    [support.KAVRA, "--db", self.redis.url, "--db-auth",
+                     self.redis.auth("publisher"), "put", path],
+                    input=document, text=True, capture_output=True)
+                self.assertEqual((put.returncode, put.stderr), (0, ""))
+                self.assertEqual(self.redis.command("HGET", f"kavra:e:{path}", "0:62999:d"),
+                                 letter.encode() * 51)
 
     def testKeepNothingOverARestart(self):
         self.redis.kill()
