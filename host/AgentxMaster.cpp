@@ -51,10 +51,14 @@ AgentxMaster::~AgentxMaster() {
   present_ = nullptr;
 }
 
+std::string AgentxMaster::problem() const {
+  return isOpen_ ? std::string() : "no AgentX master answers at " + address_;
+}
+
 void AgentxMaster::tellIfSilent() const {
   if (isOpen_) return;
   logLine(fmt::format(
-              "no AgentX master answers at {}; it is asked again every {} s", address_,
+              "{}; it is asked again every {} s", problem(),
               netsnmp_ds_get_int(NETSNMP_DS_APPLICATION_ID, NETSNMP_DS_AGENT_AGENTX_PING_INTERVAL)),
           LOG_WARNING);
 }

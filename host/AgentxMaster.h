@@ -19,7 +19,9 @@ class AgentxMaster {
   AgentxMaster& operator=(const AgentxMaster&) = delete;
   ~AgentxMaster();
 
-  // Logs that there is no session yet, where there is none.
+  // "no AgentX master answers at ADDRESS", or nothing while there is a session.
+  std::string problem() const;
+  // Logs it, where there is one.
   void tellIfSilent() const;
 
  private:

@@ -23,7 +23,7 @@ bool isInTheTable(const StateDatabase& database) {
                       [](const auto& one) { return isMissing(one.feed->status()); });
 }
 
-std::string missingOf(const StateDatabase& database) {
+std::vector<std::string> missingOf(const StateDatabase& database) {
   std::vector<std::string> missing;
   for (const auto& [url, credentialsFile, feed] : database.databases()) {
     const Kavra::Status status = feed->status();
@@ -34,25 +34,25 @@ std::string missingOf(const StateDatabase& database) {
     const bool isNamed = problem.starts_with(url);
     missing.push_back(isNamed ? std::string(problem) : fmt::format("{}: {}", url, problem));
   }
-  return fmt::format("{}", fmt::join(missing, ", "));
+  return missing;
 }
 
 }  // namespace
 
-std::string waitForDatabases(const StateDatabase& database, NetSnmpEventLoop& loop,
-                             double patience) {
+std::vector<std::string> waitForDatabases(const StateDatabase& database, NetSnmpEventLoop& loop,
+                                          double patience) {
   bool over = false;
   const auto end = loop.timerIs(patience, [&over] { over = true; });
   loop.runUntil([&] { return over || isInTheTable(database); });
   return missingOf(database);
 }
 
-void tellReady(const Options& options, const std::string& missing) {
+void tellReady(const Options& options, const std::vector<std::string>& missing) {
   const std::string serves = options.agentxAddress
                                  ? fmt::format("the master at {}", *options.agentxAddress)
                                  : fmt::format("{}", fmt::join(options.listenAddresses, ", "));
   logLine(fmt::format("cell {} serves {}{}{}", options.cellId, serves,
-                      missing.empty() ? "" : "; missing: ", missing));
+                      missing.empty() ? "" : "; missing: ", fmt::join(missing, ", ")));
 }
 
 }  // namespace Host

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "host/NetSnmpEventLoop.h"
 #include "host/Options.h"
@@ -13,12 +14,12 @@ constexpr double kDatabasePatience = 5.0;
 
 // Runs the loop until the first snapshot of each database that matters is in the table, or was not
 // to be had within `patience` seconds, or the loop was stopped. Returns which databases are missing
-// and why, or an empty text.
-std::string waitForDatabases(const StateDatabase& database, NetSnmpEventLoop& loop,
-                             double patience);
+// and why.
+std::vector<std::string> waitForDatabases(const StateDatabase& database, NetSnmpEventLoop& loop,
+                                          double patience);
 
 // Says that the process serves, and what is `missing`: the one place where whoever started it is
 // told.
-void tellReady(const Options& options, const std::string& missing);
+void tellReady(const Options& options, const std::vector<std::string>& missing);
 
 }  // namespace Host

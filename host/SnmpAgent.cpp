@@ -65,6 +65,12 @@ void roleIs(const Options& options) {
   }
 }
 
+// Reads the configuration, which may be long and name hosts; a subagent asks its master as well.
+void readFiles() {
+  const EndingAtOnce ending;
+  init_snmp(kName);
+}
+
 }  // namespace
 
 SnmpAgent::Library::Library(const Options& options) {
@@ -95,7 +101,7 @@ SnmpAgent::SnmpAgent(const Options& options, const std::string& description) : l
   configuration_ = std::make_unique<SnmpConfiguration>(options.configurationFile);
   if (subagent) {
     master_ = std::make_unique<AgentxMaster>(*options.agentxAddress);
-    init_snmp(kName);
+    readFiles();
     configuration_->check();
     master_->tellIfSilent();
   } else {
@@ -119,7 +125,7 @@ void SnmpAgent::readConfigurationAgain() { configuration_->readAgain(); }
 
 void SnmpAgent::readConfiguration(const std::string& name) {
   const NetSnmpLog::Capture capture;
-  init_snmp(kName);
+  readFiles();
   configuration_->check();
   if (!capture.first().empty()) throw StartError(fmt::format("{}: {}", name, capture.first()));
 }

@@ -25,6 +25,9 @@ class SnmpAgent {
   // Whatever was registered with net-snmp, descriptors and timers included, has to be gone.
   ~SnmpAgent();
 
+  // Why no manager reaches it, or nothing: a subagent's master may be silent.
+  std::string problem() const { return master_ ? master_->problem() : std::string(); }
+
   // Takes requests at the addresses, from when all plug-ins are in place. Raises StartError naming
   // the address that cannot be had.
   void listenAt(const std::vector<std::string>& addresses);

@@ -97,9 +97,11 @@ Document rowsOf(const StateTree& tree) {
 
 }  // namespace
 
-std::string statusText(U32 cell, const StateDatabase& database, const StateTree& tree) {
+std::string statusText(U32 cell, const std::string& agentProblem, const StateDatabase& database,
+                       const StateTree& tree) {
   const auto databases = databasesOf(database);
-  const auto stale = stalenessOf(databases);
+  auto stale = stalenessOf(databases);
+  if (!agentProblem.empty()) stale.emplace_back(Qel::String(agentProblem));
   Document::Map status{{"cell", cell},
                        {"fresh", stale.empty()},
                        {"stale", stale},

@@ -15,11 +15,12 @@ constexpr std::size_t kMostStatusOctets = std::size_t{64} << 10;
 // What the process serves at the moment, as a line of JSON: {"cell", "fresh", "stale",
 // "redundancy", "peerMount", "rows", "databases"}.
 //
-// "fresh" is true when every database that matters is followed and holds what is served; "stale"
-// says what is not. "peerMount" is "none", "waiting" (nothing to mount yet), "mounted" or "idle"
-// (left over from hot standby). "rows" counts the rows of units 0, 1 and 2. Of refused and
-// withdrawn documents as many are listed as there is room for; "quarantinedCount" and
-// "withdrawnCount" count all.
-std::string statusText(U32 cell, const StateDatabase& database, const StateTree& tree);
+// "fresh" is true when every database that matters is followed and holds what is served, and there
+// is no `agentProblem`; "stale" says what is not. "peerMount" is "none", "waiting" (nothing to
+// mount yet), "mounted" or "idle" (left over from hot standby). "rows" counts the rows of units 0,
+// 1 and 2. Of refused and withdrawn documents as many are listed as there is room for;
+// "quarantinedCount" and "withdrawnCount" count all.
+std::string statusText(U32 cell, const std::string& agentProblem, const StateDatabase& database,
+                       const StateTree& tree);
 
 }  // namespace Host

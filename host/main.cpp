@@ -5,6 +5,8 @@
 #include <csignal>
 #include <cstdio>
 #include <exception>
+#include <string>
+#include <vector>
 
 #include "Cell/Cell.h"
 #include "Qel/ActivityManager.h"
@@ -49,13 +51,16 @@ void serve(const Host::Options& options, const Host::SignalEvents& reloadSignals
 
   Host::Reload reload(options, traces, database, agent, loop);
   const auto onReload = reloadSignals.watch(loop, [&reload] { reload.begin(); });
-  const auto door = Host::statusDoorOf(
-      options, loop, [&] { return Host::statusText(options.cellId, database, plugins.tree()); });
+  const auto door = Host::statusDoorOf(options, loop, [&] {
+    return Host::statusText(options.cellId, agent.problem(), database, plugins.tree());
+  });
 
   // What a file holds already is in the table before the first request is.
   Qel::activityManager()->run();
   agent.listenAt(options.listenAddresses);
-  const auto missing = Host::waitForDatabases(database, loop, Host::kDatabasePatience);
+  std::vector<std::string> missing =
+      Host::waitForDatabases(database, loop, Host::kDatabasePatience);
+  if (!agent.problem().empty()) missing.push_back(agent.problem());
   if (loop.isRunning()) Host::tellReady(options, missing);
   loop.run();
 }

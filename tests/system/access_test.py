@@ -109,8 +109,11 @@ class Access(support.SystemTest):
 
 def derivedEngine(cell):
     """The engine id that a cell's agent has on this machine."""
-    with open("/etc/machine-id") as file:
-        machine = file.read().strip().encode()
+    try:
+        with open("/etc/machine-id") as file:
+            machine = file.read().strip().encode()
+    except FileNotFoundError:
+        raise unittest.SkipTest("this machine has no id") from None
     message = f"norvek-snmpd engine of cell {cell}".encode()
     return bytes.fromhex("80007ed980") + hmac.digest(machine, message, "sha256")[:16]
 
@@ -176,7 +179,8 @@ class Engine(support.SystemTest):
         with open(os.path.join(self.state, "engine-boots-1"), "w") as file:
             file.write(f"{future}\n")
         for boots in (future + 1, future + 2):
-            agent = self.startEngine()
+            # Not every machine has an id that the engine's could be derived from.
+            agent = self.startEngine("--engine-id", "80007ed904" + b"device-17".hex())
             self.assertEqual(self.boots(agent), boots)
             self.assertEqual(agent.stopped(), 0)
             self.assertEqual(len(agent.said().splitlines()), 1, agent.said())

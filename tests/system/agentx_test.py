@@ -5,6 +5,7 @@ import contextlib
 import shutil
 import signal
 import socket
+import subprocess
 import time
 import unittest
 
@@ -105,9 +106,9 @@ class SilentMaster(support.SystemTest):
         listener.settimeout(support.PATIENCE)
         return listener
 
-    def startSubagent(self, address):
+    def startSubagent(self, address, *options):
         agent = support.Process(self.directory, support.AGENT, "--agentx", address, "--config",
-                                self.configuration)
+                                self.configuration, *options)
         self.addCleanup(agent.close)
         return agent
 
@@ -158,6 +159,17 @@ class SilentMaster(support.SystemTest):
             start = time.monotonic()
             self.assertEqual(agent.stopped(signal.SIGTERM), 0, agent.said())
             self.assertLess(time.monotonic() - start, 5)
+
+    def testItIsMissed(self):
+        agent = self.startSubagent("unix:" + self.path("nobody"), "--status-socket",
+                                   self.path("status"))
+        support.waitFor(lambda: " serves " in agent.said() or agent.hasEnded(), "it runs")
+        self.assertIn(f"; missing: no AgentX master answers at unix:{self.path('nobody')}\n",
+                      agent.said())
+        result = subprocess.run([support.KAVRA, "status", "--agent", self.path("status")], text=True,
+                                capture_output=True, timeout=support.PATIENCE, check=False)
+        self.assertEqual(result.returncode, 1)
+        self.assertIn("no AgentX master answers", result.stdout)
 
     def testItIsAskedAgain(self):
         listener = self.listen(socket.AF_INET, ("127.0.0.1", 0))

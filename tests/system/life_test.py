@@ -32,6 +32,21 @@ class Life(support.SystemTest):
             # Before the process holds signals back, the kernel ends it.
             self.assertIn(status, (0, -signal.SIGTERM), agent.said())
 
+    def testASignalEndsItWhileItReadsALongConfiguration(self):
+        views = "".join(f"view v{n % 1000} included .1.3.6.1.{n}\n" for n in range(60000))
+        agent = support.Agent(self.directory, "--config",
+                              self.write("access.conf", "rocommunity public 127.0.0.1\n" + views))
+        self.addCleanup(agent.close)
+        support.waitFor(lambda: agent.hasEnded() or self.catches(agent, signal.SIGTERM),
+                        "it reads")
+        self.assertEqual(agent.stopped(), 0, agent.said())
+
+    @staticmethod
+    def catches(agent, number):
+        with open(f"/proc/{agent.child.pid}/status") as status:
+            caught = next(line for line in status if line.startswith("SigCgt:"))
+        return int(caught.split()[1], 16) & 1 << (number - 1)
+
     def testItEndsWhileManagersAsk(self):
         agent = self.start()
         walkers = [support.Process(self.directory, "snmpbulkwalk", "-v2c", "-c", "public", "-m", "",

@@ -120,8 +120,8 @@ class RandomPair(support.SystemTest):
         return f"{path} is unpublished"
 
     def otherType(self, cell):
-        self.kavra("put", historyPath(cell), text=json.dumps(
-            {"type": STATUS, "protocol": 3, "switchoverCapable": True}))
+        self.rewrite(historyPath(cell),
+                     {"type": STATUS, "protocol": 3, "switchoverCapable": True})
         self.publish(historyPath(cell), Document(STATUS, (3, True)))
         return f"another type in the place of the history of cell {cell}"
 

@@ -197,10 +197,12 @@ TEST_P(StoreTest, NamesTheKnownTypesToWhoeverPublishesAnother) {
 TEST_P(StoreTest, GivesTheLargestDocumentsThatItTakesToEveryReader) {
   const std::vector<std::string> causes(60000, "c");
   const Reloads reloads{{0, causes}, {1, causes}};
-  put(kHistoryPath, kavratest::historyOf(reloads));
-  put("other", kavratest::historyOf(reloads));
-  EXPECT_THAT(store_->documents(""), ElementsAre(Pair(kHistoryPath, kavratest::historyOf(reloads)),
-                                                 Pair("other", kavratest::historyOf(reloads))));
+  const Qel::Document document = kavratest::historyOf(reloads);
+  put(kHistoryPath, document);
+  put("other", document);
+  // Compared as a whole: to look for a difference takes longer than all else.
+  EXPECT_TRUE(
+      (store_->documents("") == Store::Documents{{kHistoryPath, document}, {"other", document}}));
   EXPECT_THAT(store_->status().problem, "");
   const auto manager = Qel::make<EntityManager>(database_->feed(loop_));
   const auto entity = manager->entityIs(kHistoryPath, kavratest::kHistoryType);
