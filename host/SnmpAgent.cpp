@@ -14,6 +14,7 @@
 #include "host/NetSnmp.h"
 #include "host/NetSnmpLog.h"
 #include "host/SnmpEngine.h"
+#include "host/TerminationSignals.h"
 
 namespace Host {
 namespace {
