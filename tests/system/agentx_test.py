@@ -169,7 +169,7 @@ class SilentMaster(support.SystemTest):
         result = subprocess.run([support.KAVRA, "status", "--agent", self.path("status")], text=True,
                                 capture_output=True, timeout=support.PATIENCE, check=False)
         self.assertEqual(result.returncode, 1)
-        self.assertIn("no AgentX master answers", result.stdout)
+        self.assertIn("no AgentX master answers", result.stderr)
 
     def testItIsAskedAgain(self):
         listener = self.listen(socket.AF_INET, ("127.0.0.1", 0))
