@@ -45,9 +45,6 @@ void writeRows(Qel::Ptr<GeneralMib> model, std::initializer_list<U32> units,
   }
 }
 
-// Keys ascend, and all that becomes of those behind the first one is a line of trace each.
-bool laterReloadsAreTraced() { return _defaultTraceHandle().isEnabled(8); }
-
 }  // namespace
 
 void ResetHistorySm::deleteAllCellResetHistory() {
@@ -104,7 +101,6 @@ void ResetHistorySm::handleCurCellResetHistoryUpdate() {
   if (!history) return;
   for (auto reload = history->rebootHistory().iteratorConst(); reload; ++reload) {
     handleCurCellResetHistoryUpdate(reload.key());
-    if (!laterReloadsAreTraced()) break;
   }
   // The walk meets no absent entry, yet the machine of entry 0 goes with it.
   if (!history->rebootHistory(kLatestReload)) curCellResetInstanceSmDel(kLatestReload);
@@ -130,7 +126,6 @@ void ResetHistorySm::handlePeerCellResetHistoryUpdate() {
   if (!history) return;
   for (auto reload = history->rebootHistory().iteratorConst(); reload; ++reload) {
     handlePeerCellResetHistoryUpdate(reload.key());
-    if (!laterReloadsAreTraced()) break;
   }
 }
 
