@@ -3,13 +3,13 @@
 #include <fmt/format.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/un.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
 #include <utility>
 
+#include "Kavra/SocketAddress.h"
 #include "Qel/Failure.h"
 #include "host/Errors.h"
 #include "host/Log.h"
@@ -38,40 +38,32 @@ Kavra::FileDescriptor newSocket() {
   return Kavra::FileDescriptor(::socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
 }
 
-sockaddr_un addressOf(const std::string& path) {
-  sockaddr_un address{};
-  address.sun_family = AF_UNIX;
-  if (path.size() >= sizeof address.sun_path) fail(path, "the path is too long for a socket");
-  path.copy(address.sun_path, path.size());
-  return address;
-}
-
-int bindTo(const Kavra::FileDescriptor& socket, const sockaddr_un& address) {
-  return ::bind(socket.fd(), reinterpret_cast<const sockaddr*>(&address), sizeof address);
+int bindTo(const Kavra::FileDescriptor& socket, const Kavra::SocketAddress& address) {
+  return ::bind(socket.fd(), address.address(), address.size);
 }
 
 // Takes away the socket of a process that has ended; anything else stands in the way.
-void removeLeftOver(const std::string& path, const sockaddr_un& address) {
+void removeLeftOver(const std::string& path, const Kavra::SocketAddress& address) {
   struct stat facts = {};
   if (::lstat(path.c_str(), &facts) != 0) return;
   if (!S_ISSOCK(facts.st_mode)) fail(path, "something else stands there");
   const auto probe = newSocket();
-  const auto* generic = reinterpret_cast<const sockaddr*>(&address);
-  if (::connect(probe.fd(), generic, sizeof address) == 0 || errno != ECONNREFUSED) {
+  if (::connect(probe.fd(), address.address(), address.size) == 0 || errno != ECONNREFUSED) {
     fail(path, "another process listens there");
   }
   ::unlink(path.c_str());
 }
 
 Kavra::FileDescriptor listenAt(const std::string& path) {
-  const sockaddr_un address = addressOf(path);
+  const auto address = Kavra::unixAddressOf(path);
+  if (!address) fail(path, "not the path of a socket: empty, or too long");
   auto socket = newSocket();
   // Nobody else from the first moment on, whatever the umask is; the group when all is in place.
   if (!socket || ::fchmod(socket.fd(), S_IRUSR | S_IWUSR) != 0) fail(path, std::strerror(errno));
-  if (bindTo(socket, address) != 0) {
+  if (bindTo(socket, *address) != 0) {
     if (errno != EADDRINUSE) fail(path, std::strerror(errno));
-    removeLeftOver(path, address);
-    if (bindTo(socket, address) != 0) fail(path, std::strerror(errno));
+    removeLeftOver(path, *address);
+    if (bindTo(socket, *address) != 0) fail(path, std::strerror(errno));
   }
   if (::listen(socket.fd(), kBacklog) != 0 || ::chmod(path.c_str(), kMode) != 0) {
     fail(path, std::strerror(errno));

@@ -4,7 +4,6 @@
 #include <netdb.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
-#include <sys/un.h>
 
 #include <algorithm>
 #include <cstring>
@@ -88,10 +87,9 @@ Address Address::ofPath(const std::string& path) {
   Address address;
   address.text_ = "redis+unix:" + path;
   address.path_ = path;
-  const bool terminated = path.find('\0') != std::string::npos;
-  if (path.empty() || terminated || path.size() >= sizeof(sockaddr_un::sun_path)) {
+  if (!unixAddressOf(path)) {
     throw StoreException("'" + address.text_ + "': the path of a Unix socket has 1 to " +
-                         std::to_string(sizeof(sockaddr_un::sun_path) - 1) + " octets");
+                         std::to_string(kMostSocketPathOctets) + " octets");
   }
   return address;
 }
@@ -113,7 +111,7 @@ bool Address::isLocal() const {
 }
 
 std::vector<SocketAddress> Address::resolve() const {
-  if (!path_.empty()) return {unixAddress()};
+  if (!path_.empty()) return {unixAddressOf(path_).value()};
   return resolve(0);
 }
 
@@ -136,16 +134,6 @@ std::vector<SocketAddress> Address::resolve(int flags) const {
 void Address::failUnanswered() const {
   throw StoreException(
       fmt::format("no address for '{}' within {:.0f} s", host_, AddressLookup::kPatience));
-}
-
-SocketAddress Address::unixAddress() const {
-  sockaddr_un path = {};
-  path.sun_family = AF_UNIX;
-  std::memcpy(path.sun_path, path_.data(), path_.size());
-  SocketAddress address;
-  std::memcpy(&address.storage, &path, sizeof(path));
-  address.size = sizeof(path);
-  return address;
 }
 
 }  // namespace Kavra::Redis

@@ -36,7 +36,6 @@ class Address {
 
  private:
   Address() = default;
-  SocketAddress unixAddress() const;
   // Asks getaddrinfo(3), with its flags.
   std::vector<SocketAddress> resolve(int flags) const;
 
