@@ -3,7 +3,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <string_view>
 #include <vector>
 
 #include "Kavra/Status.h"
@@ -29,10 +28,7 @@ std::vector<std::string> missingOf(const StateDatabase& database) {
     const Kavra::Status status = feed->status();
     // One that is not there yet is not waited for, but missed all the same.
     if (!status.followed || (status.complete && status.reachable)) continue;
-    // What is wrong with a file names it.
-    const std::string_view problem = status.problem.view();
-    const bool isNamed = problem.starts_with(url);
-    missing.push_back(isNamed ? std::string(problem) : fmt::format("{}: {}", url, problem));
+    missing.push_back(Kavra::problemOf(status, url));
   }
   return missing;
 }

@@ -34,7 +34,7 @@ std::vector<Database> databasesOf(const StateDatabase& database) {
 std::string staleness(const Database& database) {
   const auto& [url, status] = database;
   if (!status.followed || status.isFresh()) return {};
-  if (!status.problem.empty()) return fmt::format("{}: {}", url, status.problem.view());
+  if (!status.problem.empty()) return Kavra::problemOf(status, url);
   if (!status.reachable) return fmt::format("{}: not reached", url);
   if (!status.complete) return fmt::format("{}: not read yet", url);
   if (!status.quarantined.empty()) {

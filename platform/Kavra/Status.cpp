@@ -1,5 +1,7 @@
 #include "Kavra/Status.h"
 
+#include <fmt/format.h>
+
 #include <cmath>
 #include <utility>
 
@@ -30,6 +32,11 @@ Document::Map documentOf(const Status& status, const Qel::String& url) {
           {"lastId", textOrNull(status.lastId)},
           {"age", secondsOrNull(status.age)},
           {"quarantined", std::move(quarantined)}};
+}
+
+std::string problemOf(const Status& status, std::string_view url) {
+  const std::string_view problem = status.problem.view();
+  return problem.starts_with(url) ? std::string(problem) : fmt::format("{}: {}", url, problem);
 }
 
 }  // namespace Kavra

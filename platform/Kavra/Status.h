@@ -2,6 +2,8 @@
 
 #include <optional>
 #include <set>
+#include <string>
+#include <string_view>
 #include <vector>
 
 #include "Qel/Document.h"
@@ -47,5 +49,8 @@ struct Status {
 // The status of the database at `url` as a document: {"url", "reachable", "problem", "epoch",
 // "lastId", "age", "quarantined"}, null where there is nothing to tell.
 Qel::Document::Map documentOf(const Status& status, const Qel::String& url);
+
+// The problem of the database at `url`, which it names once; what is wrong with a file names it.
+std::string problemOf(const Status& status, std::string_view url);
 
 }  // namespace Kavra
