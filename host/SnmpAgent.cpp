@@ -114,7 +114,7 @@ SnmpAgent::~SnmpAgent() = default;
 
 void SnmpAgent::startMaster(const Options& options) {
   const SnmpEngine engine(options);
-  readConfiguration(options.configurationFile.value_or("built-in configuration"));
+  configuration_->read(readFiles);
   // The addresses come later, one by one.
   netsnmp_ds_set_string(NETSNMP_DS_APPLICATION_ID, NETSNMP_DS_AGENT_PORTS, "none");
   if (init_master_agent() != 0) throw StartError("net-snmp's agent did not start");
@@ -123,13 +123,6 @@ void SnmpAgent::startMaster(const Options& options) {
 }
 
 void SnmpAgent::readConfigurationAgain() { configuration_->readAgain(); }
-
-void SnmpAgent::readConfiguration(const std::string& name) {
-  const NetSnmpLog::Capture capture;
-  readFiles();
-  configuration_->check();
-  if (!capture.first().empty()) throw StartError(fmt::format("{}: {}", name, capture.first()));
-}
 
 void SnmpAgent::listenAt(const std::vector<std::string>& addresses) {
   for (const std::string& address : addresses) {

@@ -46,7 +46,6 @@ class SnmpAgent {
   };
 
   void startMaster(const Options& options);
-  void readConfiguration(const std::string& name);
 
   const Library library_;
   std::unique_ptr<SystemGroup> systemGroup_;

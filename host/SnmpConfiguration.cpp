@@ -83,12 +83,12 @@ SnmpConfiguration::~SnmpConfiguration() { present_ = nullptr; }
 int SnmpConfiguration::readNow(int /*major*/, int minor, void* /*serverArgument*/,
                                void* /*unused*/) {
   if (present_ != nullptr) {
-    present_->read(minor == SNMP_CALLBACK_PRE_READ_CONFIG ? NORMAL_CONFIG : PREMIB_CONFIG);
+    present_->readPass(minor == SNMP_CALLBACK_PRE_READ_CONFIG ? NORMAL_CONFIG : PREMIB_CONFIG);
   }
   return SNMPERR_SUCCESS;
 }
 
-void SnmpConfiguration::read(int when) {
+void SnmpConfiguration::readPass(int when) {
   if (file_) {
     readFile(when);
   } else if (when == NORMAL_CONFIG && !isSubagent()) {
@@ -115,18 +115,25 @@ void SnmpConfiguration::note(const std::string& error) {
   if (firstError_.empty()) firstError_ = error;
 }
 
-void SnmpConfiguration::readAgain() {
+void SnmpConfiguration::read(const std::function<void()>& passes) {
   firstError_.clear();
-  const NoAddresses noAddresses;
   const NetSnmpLog::Capture capture;
-  forgetUsers();
-  free_config();
-  // What comes after the reading at a start would count the engine's boots from 1 again: the engine
-  // stays as it is.
-  snmp_call_callbacks(SNMP_CALLBACK_LIBRARY, SNMP_CALLBACK_PRE_READ_CONFIG, nullptr);
+  passes();
   check();
-  if (!capture.first().empty()) note(fmt::format("{}: {}", file_.value_or(""), capture.first()));
-  check();
+  if (capture.first().empty()) return;
+  throw StartError(
+      fmt::format("{}: {}", file_.value_or("built-in configuration"), capture.first()));
+}
+
+void SnmpConfiguration::readAgain() {
+  const NoAddresses noAddresses;
+  read([] {
+    forgetUsers();
+    free_config();
+    // What comes after the reading at a start would count the engine's boots from 1 again: the
+    // engine stays as it is.
+    snmp_call_callbacks(SNMP_CALLBACK_LIBRARY, SNMP_CALLBACK_PRE_READ_CONFIG, nullptr);
+  });
 }
 
 void SnmpConfiguration::check() const {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <optional>
 #include <string>
 
@@ -24,14 +25,17 @@ class SnmpConfiguration {
   // or this agent does not obey, or when it lets nobody in.
   void check() const;
 
+  // Runs `passes`, in which net-snmp calls back for the lines, and raises what check() raises; what
+  // net-snmp had to say of them, too.
+  void read(const std::function<void()>& passes);
   // The same with the file as it is now, in the place of all that was read before. What is read
-  // before anything else, such as engineID, stays as it was. Raises what check() raises.
+  // before anything else, such as engineID, stays as it was. Raises what read() raises.
   void readAgain();
 
  private:
   static int readNow(int major, int minor, void* serverArgument, void* unused);
 
-  void read(int when);
+  void readPass(int when);
   void readFile(int when);
   void note(const std::string& error);
 
