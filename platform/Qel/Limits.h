@@ -15,6 +15,9 @@ inline constexpr std::size_t kMostTextOctets = 65536;
 inline constexpr std::size_t kMostCauses = 65536;  // of one reload
 inline constexpr std::size_t kMostReloads = 1024;
 
+// The place of a document.
+inline constexpr std::size_t kMostPathOctets = 1024;
+
 // One document: each list, map, text, number, bool and null in it is a value, itself included; its
 // octets are those of its texts and of the names of its members.
 inline constexpr std::size_t kMostDocumentValues = 380000;
