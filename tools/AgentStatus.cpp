@@ -3,7 +3,6 @@
 #include <fmt/format.h>
 #include <sys/socket.h>
 #include <sys/time.h>
-#include <sys/un.h>
 
 #include <cerrno>
 #include <cstddef>
@@ -16,6 +15,7 @@
 #include "Kavra/FileContent.h"
 #include "Kavra/FileDescriptor.h"
 #include "Kavra/Json/Text.h"
+#include "Kavra/SocketAddress.h"
 #include "Qel/Document.h"
 #include "Qel/Escape.h"
 #include "Qel/String.h"
@@ -57,16 +57,15 @@ std::string onlySocket() {
 }
 
 Kavra::FileDescriptor connectTo(const std::string& path) {
-  sockaddr_un address{};
-  address.sun_family = AF_UNIX;
-  if (path.size() >= sizeof address.sun_path) throw CommandError(path + ": no path of a socket");
-  path.copy(address.sun_path, path.size());
+  const auto address = Kavra::unixAddressOf(path);
+  if (!address) throw CommandError(path + ": no path of a socket");
   Kavra::FileDescriptor socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
   for (const int direction : {SO_SNDTIMEO, SO_RCVTIMEO}) {
     ::setsockopt(socket.fd(), SOL_SOCKET, direction, &kPatience, sizeof kPatience);
   }
-  const auto* generic = reinterpret_cast<const sockaddr*>(&address);
-  if (!socket || ::connect(socket.fd(), generic, sizeof address) != 0) failWithErrno(path);
+  if (!socket || ::connect(socket.fd(), address->address(), address->size) != 0) {
+    failWithErrno(path);
+  }
   return socket;
 }
 
@@ -86,10 +85,8 @@ Document statusAt(const std::string& path) {
   const std::string text = answerAt(path);
   try {
     Document status = Kavra::Json::read(text);
-    const Document* fresh = status.member("fresh");
-    const Document* databases = status.member("databases");
-    if (fresh != nullptr && fresh->as<bool>() != nullptr && databases != nullptr &&
-        databases->as<Document::List>() != nullptr) {
+    if (status.memberAs<bool>("fresh") != nullptr &&
+        status.memberAs<Document::List>("databases") != nullptr) {
       return status;
     }
   } catch (const Kavra::Json::Exception&) {
@@ -98,19 +95,22 @@ Document statusAt(const std::string& path) {
   throw CommandError(path + ": what listens there tells no agent's status, or not all of it");
 }
 
-// The value of a member as a person reads it, "-" for none.
+// A value as a person reads it, "-" for none.
+std::string shown(const Document& value) {
+  if (value.isNull()) return "-";
+  if (const auto* flag = value.as<bool>()) return *flag ? "yes" : "no";
+  if (const auto* text = value.as<Qel::String>()) return Qel::printableLine(text->view());
+  return Kavra::Json::write(value, Form::line);
+}
+
 std::string shown(const Document& map, std::string_view name) {
   const Document* value = map.member(name);
-  if (value == nullptr || value->isNull()) return "-";
-  if (const auto* flag = value->as<bool>()) return *flag ? "yes" : "no";
-  if (const auto* text = value->as<Qel::String>()) return Qel::printableLine(text->view());
-  return Kavra::Json::write(*value, Form::line);
+  return value == nullptr ? "-" : shown(*value);
 }
 
 std::vector<std::string> textsOf(const Document& status, std::string_view name) {
   std::vector<std::string> texts;
-  const Document* list = status.member(name);
-  const auto* elements = list == nullptr ? nullptr : list->as<Document::List>();
+  const auto* elements = status.memberAs<Document::List>(name);
   if (elements == nullptr) return texts;
   for (const Document& element : *elements) {
     if (const auto* text = element.as<Qel::String>()) texts.push_back(text->stdString());
@@ -123,11 +123,10 @@ void row(std::ostream& out, std::string_view name, std::string_view value) {
 }
 
 void printRows(const Document& status, std::ostream& out) {
-  const Document* rows = status.member("rows");
-  const auto* units = rows == nullptr ? nullptr : rows->as<Document::Map>();
+  const auto* units = status.memberAs<Document::Map>("rows");
   if (units == nullptr) return;
   for (const auto& [unit, count] : *units) {
-    row(out, "rows of unit " + Qel::printableLine(unit.view()), shown(*rows, unit.view()));
+    row(out, "rows of unit " + Qel::printableLine(unit.view()), shown(count));
   }
 }
 
@@ -145,8 +144,7 @@ void printDatabase(const Document& database, std::ostream& out) {
                                      {"  withdrawn", "withdrawnCount"}}) {
     row(out, name, shown(database, member));
   }
-  const Document* quarantined = database.member("quarantined");
-  const auto* list = quarantined == nullptr ? nullptr : quarantined->as<Document::List>();
+  const auto* list = database.memberAs<Document::List>("quarantined");
   for (const Document& refused : list == nullptr ? Document::List{} : *list) {
     row(out, "  refused", shown(refused, "path") + ": " + shown(refused, "why"));
   }
@@ -165,7 +163,7 @@ void printTable(const Document& status, std::ostream& out) {
   }
   row(out, "peer's history", shown(status, "peerMount"));
   printRows(status, out);
-  for (const Document& database : *status.member("databases")->as<Document::List>()) {
+  for (const Document& database : *status.memberAs<Document::List>("databases")) {
     printDatabase(database, out);
   }
 }
@@ -179,7 +177,7 @@ void printAgentStatus(const std::string& path, bool asJson, std::ostream& out) {
   } else {
     printTable(status, out);
   }
-  if (*status.member("fresh")->as<bool>()) return;
+  if (*status.memberAs<bool>("fresh")) return;
   const auto reasons = textsOf(status, "stale");
   throw CommandError(fmt::format("not all is fresh: {}", fmt::join(reasons, "; ")));
 }

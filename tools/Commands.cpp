@@ -92,11 +92,9 @@ void needTypeForPath(const std::string& path, const Document& document) {
 
 std::string problemOf(const std::string& path, const Document& present, const char* type) {
   // What the store gives in the place of what it cannot read.
-  const Document* unreadable = present.member("unreadable");
+  const auto* unreadable = present.memberAs<Qel::String>("unreadable");
   if (unreadable != nullptr && present.member("type") == nullptr) {
-    if (const auto* why = unreadable->as<Qel::String>()) {
-      return "what is published there cannot be read: " + why->stdString();
-    }
+    return "what is published there cannot be read: " + unreadable->stdString();
   }
   const Kavra::CheckedDocument checked(Qel::String(path), present);
   if (!checked.fits()) return "the published document does not fit: " + checked.misfit.stdString();

@@ -45,6 +45,12 @@ class Document {
   }
   // The member of a map, or null when there is none or this is no map.
   const Document* member(std::string_view name) const noexcept;
+  // That member as a T, or null when it is absent or of another kind.
+  template <class T>
+  const T* memberAs(std::string_view name) const noexcept {
+    const Document* found = member(name);
+    return found == nullptr ? nullptr : found->as<T>();
+  }
   // What kind of value this is, for messages: "null", "a bool", "an integer", ...
   const char* kind() const noexcept;
 

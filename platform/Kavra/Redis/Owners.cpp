@@ -25,8 +25,7 @@ constexpr char kMarkMilliseconds[] = "5000";
 constexpr int kMostAttempts = 100;
 
 Qel::String textIn(const Document& mark, const char* name) {
-  const Document* member = mark.member(name);
-  const auto* text = member == nullptr ? nullptr : member->as<Qel::String>();
+  const auto* text = mark.memberAs<Qel::String>(name);
   return text == nullptr ? Qel::String() : *text;
 }
 
@@ -36,8 +35,7 @@ std::optional<Claim> claimIn(const Reply& mark) {
   try {
     const Document document = Json::read(mark.text);
     Claim claim{textIn(document, "host"), textIn(document, "boot"), textIn(document, "file"), {}};
-    const Document* places = document.member("owns");
-    const auto* list = places == nullptr ? nullptr : places->as<Document::List>();
+    const auto* list = document.memberAs<Document::List>("owns");
     if (list == nullptr) return {};
     for (const Document& place : *list) {
       if (const auto* text = place.as<Qel::String>()) claim.places.insert(*text);
@@ -46,6 +44,10 @@ std::optional<Claim> claimIn(const Reply& mark) {
   } catch (const Json::Exception&) {
     return {};
   }
+}
+
+[[noreturn]] void refuse(const Qel::String& place, const Claim& owner) {
+  throw OwnedException(fmt::format("{} belongs to {}", place.view(), owner.publisher().view()));
 }
 
 }  // namespace
@@ -92,8 +94,7 @@ void Owners::needUnowned(const std::vector<Qel::String>& paths) const {
   for (const Claim& claim : living_) {
     const auto path = std::find_if(paths.begin(), paths.end(),
                                    [&](const Qel::String& each) { return claim.covers(each); });
-    if (path == paths.end()) continue;
-    throw OwnedException(fmt::format("{} belongs to {}", path->view(), claim.publisher().view()));
+    if (path != paths.end()) refuse(*path, claim);
   }
 }
 
@@ -104,7 +105,7 @@ bool Owners::claimIs(const Claim& claim) const {
         std::find_if(claim.places.begin(), claim.places.end(), [&](const Qel::String& each) {
           return other.overlaps(Claim{{}, {}, {}, {each}});
         });
-    throw OwnedException(fmt::format("{} belongs to {}", place->view(), other.publisher().view()));
+    refuse(*place, other);
   }
   std::vector<Command> commands{{"SET", markKeyOf(claim), markOf(claim), "PX", kMarkMilliseconds}};
   if (!problem_.empty()) commands.push_back({"DEL", kOwnersKey});
