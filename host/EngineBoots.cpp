@@ -43,15 +43,11 @@ void remember(const std::string& file, U32 count) {
   {
     const Kavra::FileDescriptor made(
         ::open(fresh.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, 0644));
-    if (!made) fail();
-    errno = ENOSPC;  // of a write that is cut short
-    if (::write(made.fd(), text.data(), text.size()) != static_cast<ssize_t>(text.size())) fail();
-    if (::fsync(made.fd()) != 0) fail();
+    if (!made || !Kavra::store(made, text)) fail();
   }
   if (::rename(fresh.c_str(), file.c_str()) != 0) fail();
   const auto directory = std::filesystem::absolute(file).parent_path();
-  const Kavra::FileDescriptor opened(::open(directory.c_str(), O_RDONLY | O_CLOEXEC));
-  if (!opened || ::fsync(opened.fd()) != 0) fail();
+  if (!Kavra::storeFolder(directory)) fail();
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
 #include "Kavra/FileContent.h"
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -25,6 +26,20 @@ std::optional<std::string> readUpTo(const FileDescriptor& file, std::size_t most
     if (count < 0 && errno != EINTR) throw std::system_error(errno, std::generic_category());
     if (text.size() > most) return std::nullopt;
   }
+}
+
+bool store(const FileDescriptor& file, std::string_view text) noexcept {
+  while (!text.empty()) {
+    const ssize_t written = ::write(file.fd(), text.data(), text.size());
+    if (written < 0 && errno != EINTR) return false;
+    if (written > 0) text.remove_prefix(static_cast<std::size_t>(written));
+  }
+  return ::fsync(file.fd()) == 0;
+}
+
+bool storeFolder(const std::string& path) noexcept {
+  const FileDescriptor folder(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  return folder && ::fsync(folder.fd()) == 0;
 }
 
 }  // namespace Kavra

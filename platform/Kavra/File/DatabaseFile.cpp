@@ -11,7 +11,6 @@
 #include <cstdio>
 #include <filesystem>
 #include <new>
-#include <string_view>
 #include <system_error>
 #include <thread>
 #include <utility>
@@ -35,16 +34,6 @@ constexpr mode_t kOwnerMode = 0600;
 constexpr mode_t kAllModes = 07777;
 
 std::string errnoText(int error) { return std::generic_category().message(error); }
-
-// All of `text`, or false with errno.
-bool writeAll(int fd, std::string_view text) {
-  while (!text.empty()) {
-    const ssize_t written = ::write(fd, text.data(), text.size());
-    if (written < 0 && errno != EINTR) return false;
-    if (written > 0) text.remove_prefix(static_cast<std::size_t>(written));
-  }
-  return true;
-}
 
 double secondsOf(const struct stat& facts) {
   return static_cast<double>(facts.st_mtim.tv_sec) +
@@ -176,7 +165,7 @@ void DatabaseFile::writeNew(const std::string& newPath, const std::string& text)
   } else {
     giveToFolder(file);
   }
-  if (!writeAll(file.fd(), text) || ::fsync(file.fd()) != 0) failWithErrno("cannot be written");
+  if (!store(file, text)) failWithErrno("cannot be written");
 }
 
 void DatabaseFile::copyRights(const struct stat& before, const FileDescriptor& file) const {
@@ -196,10 +185,7 @@ void DatabaseFile::giveToFolder(const FileDescriptor& file) const {
 }
 
 void DatabaseFile::syncDirectory() const {
-  const FileDescriptor directory(::open(directory_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  if (!directory || ::fsync(directory.fd()) != 0) {
-    failWithErrno("was replaced, but not safely stored");
-  }
+  if (!storeFolder(directory_)) failWithErrno("was replaced, but not safely stored");
 }
 
 FileDescriptor DatabaseFile::openLock() const {
