@@ -1,16 +1,16 @@
 #include "host/StatusDoor.h"
 
 #include <gmock/gmock.h>
-#include <sys/resource.h>
 #include <sys/socket.h>
-#include <sys/un.h>
 
 #include <filesystem>
 
 #include "Kavra/FileContent.h"
+#include "Kavra/SocketAddress.h"
 #include "host/Errors.h"
 #include "host/StatusText.h"
 #include "support/ManualEventLoop.h"
+#include "support/NoMoreDescriptors.h"
 
 namespace Host {
 namespace {
@@ -25,10 +25,8 @@ class StatusDoorTest : public testing::Test {
   // Somebody who waits to be answered.
   Kavra::FileDescriptor newReader() const {
     Kavra::FileDescriptor reader(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    path_.copy(address.sun_path, sizeof address.sun_path);
-    EXPECT_EQ(::connect(reader.fd(), reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+    const auto address = Kavra::unixAddressOf(path_).value();
+    EXPECT_EQ(::connect(reader.fd(), address.address(), address.size), 0);
     return reader;
   }
   // The descriptor at which the door listens.
@@ -68,12 +66,10 @@ TEST_F(StatusDoorTest, CaresNotForAReaderThatLeft) {
 TEST_F(StatusDoorTest, PausesWhereThereIsNoDescriptorLeft) {
   const auto reader = newReader();
   const int fd = listening();
-  rlimit limit{};
-  ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &limit), 0);
-  const rlimit none{3, limit.rlim_max};
-  ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &none), 0);
-  EXPECT_EQ(loop_.readable(fd), 1U);
-  EXPECT_EQ(::setrlimit(RLIMIT_NOFILE, &limit), 0);
+  {
+    const support::NoMoreDescriptors none;
+    EXPECT_EQ(loop_.readable(fd), 1U);
+  }
   EXPECT_FALSE(loop_.isReadWatched(fd));
   EXPECT_EQ(loop_.timers(), 1U);
   loop_.advance(1.0);
@@ -84,12 +80,10 @@ TEST_F(StatusDoorTest, PausesWhereThereIsNoDescriptorLeft) {
 TEST_F(StatusDoorTest, ListensAgainWhenTheLoopHasRoom) {
   const auto reader = newReader();
   const int fd = listening();
-  rlimit limit{};
-  ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &limit), 0);
-  const rlimit none{3, limit.rlim_max};
-  ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &none), 0);
-  loop_.readable(fd);
-  EXPECT_EQ(::setrlimit(RLIMIT_NOFILE, &limit), 0);
+  {
+    const support::NoMoreDescriptors none;
+    loop_.readable(fd);
+  }
   loop_.mostDescriptorsIs(0);
   loop_.advance(1.5);
   EXPECT_FALSE(loop_.isReadWatched(fd));

@@ -2,7 +2,6 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -25,6 +24,7 @@
 #include "platform/Kavra/HastyEventLoop.h"
 #include "platform/Kavra/RunUntil.h"
 #include "support/LiveObjects.h"
+#include "support/NoMoreDescriptors.h"
 #include "support/TraceRecorder.h"
 
 namespace Kavra::File {
@@ -268,29 +268,12 @@ TEST_F(FeedTest, FollowsALinkThatIsPointedElsewhere) {
   EXPECT_THAT(log_.lines(), IsEmpty());
 }
 
-// Until it is let go the process may open nothing more.
-class NoMoreDescriptors {
- public:
-  NoMoreDescriptors() {
-    EXPECT_EQ(::getrlimit(RLIMIT_NOFILE, &before_), 0);
-    const FileDescriptor next(::dup(STDERR_FILENO));
-    const rlimit none = {static_cast<rlim_t>(next.fd()), before_.rlim_max};
-    EXPECT_EQ(::setrlimit(RLIMIT_NOFILE, &none), 0);
-  }
-  NoMoreDescriptors(const NoMoreDescriptors&) = delete;
-  NoMoreDescriptors& operator=(const NoMoreDescriptors&) = delete;
-  ~NoMoreDescriptors() { EXPECT_EQ(::setrlimit(RLIMIT_NOFILE, &before_), 0); }
-
- private:
-  rlimit before_ = {};
-};
-
 TEST_F(FeedTest, TriesAgainUntilThereAreDescriptorsAndTellsTheBeginningAndTheEnd) {
   directory_.write(json(history({"one"})));
   open(loop_, files_.options());
   EXPECT_TRUE(shows({{0, {"one"}}}));
   {
-    const NoMoreDescriptors none;
+    const support::NoMoreDescriptors none;
     std::filesystem::last_write_time(directory_.file(),
                                      std::filesystem::file_time_type::clock::now());
     EXPECT_TRUE(traced(1));

@@ -2,7 +2,6 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/resource.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -23,6 +22,7 @@
 #include "platform/Kavra/DatabaseDirectory.h"
 #include "platform/Kavra/Redis/NameService.h"
 #include "platform/Kavra/Redis/ServerProcess.h"
+#include "support/NoMoreDescriptors.h"
 #include "support/OpenDescriptors.h"
 
 namespace Kavra::Redis {
@@ -158,17 +158,13 @@ TEST(ClientTest, NamesTheServerWhereNoDescriptorIsLeft) {
   // A sanitizer that meets a type for the first time needs descriptors to look at it.
   EXPECT_THROW(Client({Address::ofPath("/nowhere"), {}}), StoreException);
   EXPECT_NE(Qel::failureOf([] { throw std::system_error(std::error_code()); }), std::nullopt);
-  rlimit limit = {};
-  ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &limit), 0);
-  const rlimit none = {0, limit.rlim_max};
-  ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &none), 0);
   std::string problem;
   try {
+    const support::NoMoreDescriptors none;
     const Client client({Address::ofPath("/nowhere"), {}});
   } catch (const StoreException& error) {
     problem = error.what();
   }
-  ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &limit), 0);
   EXPECT_THAT(problem, StartsWith("redis+unix:/nowhere: "));
   EXPECT_THAT(problem, HasSubstr("Too many open files"));
 }
