@@ -19,13 +19,6 @@ namespace {
 constexpr Json::MostMembers kAnyNumber{std::numeric_limits<std::size_t>::max(),
                                        std::numeric_limits<std::size_t>::max()};
 
-// Puts what `edited` holds of `paths` in the place of what `documents` holds of them.
-void merge(Kavra::Store::Documents& documents, const std::vector<Qel::String>& paths,
-           Kavra::Store::Documents edited) {
-  for (const Qel::String& path : paths) documents.erase(path);
-  documents.merge(edited);
-}
-
 // What the file holds, for somebody who is to change it.
 struct Held {
   explicit Held(const DatabaseFile& file) : content(file.readContent()) {
@@ -35,6 +28,18 @@ struct Held {
   std::optional<DatabaseFile::Content> content;
   DatabaseFile::Parsed parsed;  // refers to the content
 };
+
+// Takes the documents of the paths out, and tells why others of them cannot be read.
+Kavra::Store::Documents take(DatabaseFile::Parsed& parsed, const std::vector<Qel::String>& paths,
+                             std::map<Qel::String, Qel::String>& problems) {
+  Kavra::Store::Documents taken;
+  for (const Qel::String& path : paths) {
+    taken.insert(parsed.documents.extract(path));
+    const auto member = parsed.unreadable.find(path);
+    if (member != parsed.unreadable.end()) problems.emplace(path, member->second.problem);
+  }
+  return taken;
+}
 
 }  // namespace
 
@@ -47,8 +52,8 @@ Kavra::Store::Documents Store::documents(const Qel::String& prefix) {
   const DatabaseFile file(path_);
   const auto content = file.readContent();
   if (!content) return {};
-  const DatabaseFile::Parsed parsed = file.parse(content->text);
-  Documents documents = withUnreadable(parsed.documents, parsed.problems());
+  DatabaseFile::Parsed parsed = file.parse(content->text);
+  Documents documents = withUnreadable(std::move(parsed.documents), parsed.problems());
   std::erase_if(documents, [&prefix](const auto& entry) {
     return !entry.first.view().starts_with(prefix.view());
   });
@@ -73,26 +78,26 @@ void Store::transact(const std::vector<Qel::String>& paths, const Edit& edit) {
   const DatabaseFile file(path_);
   const FileDescriptor lock = file.lock();
   Held held(file);
-  const Documents before = withUnreadable(held.parsed.documents, held.parsed.problems());
-  Documents edited;
-  for (const Qel::String& path : paths) {
-    if (const auto found = before.find(path); found != before.end()) edited.insert(*found);
-  }
-  edit(edited);
+  auto& [documents, unreadable] = held.parsed;
+  Problems problems;
+  Documents taken = take(held.parsed, paths, problems);
+  const Documents before = withUnreadable(std::move(taken), problems);
   Documents after = before;
-  merge(after, paths, std::move(edited));
+  edit(after);
   created_ = false;
   if (after == before) return;
-  // What could not be read stays as it stood, unless it was edited.
-  auto& unreadable = held.parsed.unreadable;
-  std::erase_if(unreadable, [&](const auto& member) {
-    const auto found = after.find(member.first);
-    return found == after.end() || found->second != before.at(member.first);
-  });
-  for (const auto& [path, member] : unreadable) after.erase(path);
-  held.parsed.documents = std::move(after);
+  for (const auto& [path, problem] : problems) {
+    const auto found = after.find(path);
+    if (found != after.end() && found->second == before.at(path)) {
+      // What could not be read stays as it stood, unless it was edited.
+      after.erase(found);
+    } else {
+      unreadable.erase(path);
+    }
+  }
+  documents.merge(after);
   file.needSize(held.parsed);
-  file.write(held.parsed.documents, unreadable);
+  file.write(documents, unreadable);
   created_ = !held.content;
 }
 

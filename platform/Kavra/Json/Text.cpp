@@ -1,9 +1,12 @@
 #include "Kavra/Json/Text.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <nlohmann/json.hpp>
+#include <string>
+#include <string_view>
 #include <utility>
 
 #include "Kavra/Json/Base64.h"
@@ -33,24 +36,36 @@ class Writer {
     } else if (const auto* text = value.as<Qel::String>()) {
       writeText(*text);
     } else {
-      text_ += scalar(value).dump();
+      text_ += scalar(value);
     }
   }
 
  private:
-  static nlohmann::json scalar(const Qel::Document& value) {
-    if (const auto* boolean = value.as<bool>()) return *boolean;
-    if (const auto* integer = value.as<std::int64_t>()) return *integer;
-    if (const auto* natural = value.as<std::uint64_t>()) return *natural;
+  static std::string scalar(const Qel::Document& value) {
+    if (const auto* boolean = value.as<bool>()) return *boolean ? "true" : "false";
+    if (const auto* integer = value.as<std::int64_t>()) return std::to_string(*integer);
+    if (const auto* natural = value.as<std::uint64_t>()) return std::to_string(*natural);
     const auto* number = value.as<double>();
-    if (number == nullptr) return nullptr;
+    if (number == nullptr) return "null";
     if (!std::isfinite(*number)) throw Exception("a number is not finite");
-    return *number;
+    return nlohmann::json(*number).dump();
+  }
+
+  // Most texts stand as they are. The library escapes the others, but sets out anew for each.
+  void writeQuoted(std::string_view text) {
+    const bool isPlain = std::none_of(text.begin(), text.end(), [](char octet) {
+      return static_cast<unsigned char>(octet) < ' ' || octet == '"' || octet == '\\';
+    });
+    if (isPlain) {
+      text_.append(1, '"').append(text).append(1, '"');
+    } else {
+      text_ += nlohmann::json(text).dump();
+    }
   }
 
   void writeText(const Qel::String& text) {
     if (Qel::isUtf8(text.view())) {
-      text_ += nlohmann::json(text.view()).dump();
+      writeQuoted(text.view());
     } else {
       text_ += R"({"base64": ")" + toBase64(text.view()) + "\"}";
     }
@@ -64,7 +79,8 @@ class Writer {
       if (!Qel::isUtf8(name.view())) throw Exception("a member name is not UTF-8");
       newItem(separator);
       separator = ",";
-      text_ += nlohmann::json(name.view()).dump() + ": ";
+      writeQuoted(name.view());
+      text_ += ": ";
       write(value);
     }
     --depth_;

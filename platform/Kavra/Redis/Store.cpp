@@ -166,10 +166,12 @@ Kavra::Store::Listing Store::listing(const Qel::String& prefix) {
   Client client(server_);
   const Snapshot snapshot = readAll(client, prefix);
   Listing listing;
-  for (const auto& [path, document] : withUnreadable(snapshot.documents, snapshot.unreadable)) {
+  const auto list = [&](const Qel::String& path) {
     const auto value = snapshot.index.find(path);
     listing.emplace(path, value == snapshot.index.end() ? std::nullopt : timeIn(value->second));
-  }
+  };
+  for (const auto& [path, document] : snapshot.documents) list(path);
+  for (const auto& [path, why] : snapshot.unreadable) list(path);
   return listing;
 }
 
@@ -199,7 +201,7 @@ bool Store::hold(Client& client, const Publication& publication) {
   const bool older = !state.problem.empty() || (published_ && state.isBefore(*published_));
   const bool lost = older || !published_ || state.epoch != published_->epoch;
   const Documents wanted = canonical(publication.documents);
-  const Documents present = withUnreadable(snapshot.documents, snapshot.unreadable);
+  const Documents present = withUnreadable(std::move(snapshot.documents), snapshot.unreadable);
   Changes changes = changesOf(present, wanted, lost);
   for (const auto& [path, document] : wanted) {
     const bool isWhole = snapshot.index.contains(path) && !snapshot.unchecked.contains(path);
@@ -271,8 +273,8 @@ Kavra::Store::Documents Store::readWatched(Client& client, const std::vector<Qel
     client.fail("WATCH: " + outcome.elements.front().description());
   }
   outcome.elements.erase(outcome.elements.begin());
-  const Snapshot snapshot(request, outcome);
-  return withUnreadable(snapshot.documents, snapshot.unreadable);
+  Snapshot snapshot(request, outcome);
+  return withUnreadable(std::move(snapshot.documents), snapshot.unreadable);
 }
 
 Store::Changes Store::changesOf(const Documents& present, const Documents& wanted, bool lost) {

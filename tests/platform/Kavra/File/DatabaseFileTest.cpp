@@ -202,7 +202,7 @@ TEST_F(DatabaseFileTest, TakesNoMoreMemoryForMoreThatIsNotKept) {
   const std::size_t passedOver = allocatedFor(390000);
   EXPECT_EQ(allocatedFor(900000), passedOver);
   EXPECT_LT(passedOver, 2 * kept);
-  EXPECT_EQ(allocatedFor(2000000), allocatedFor(8000000));
+  EXPECT_EQ(allocatedFor(2000000), allocatedFor(4000000));
 }
 
 TEST_F(DatabaseFileTest, HoldsNoMoreThan4096Documents) {

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <cstddef>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -11,6 +12,7 @@
 #include "Kavra/File/DatabaseFile.h"
 #include "platform/Kavra/DatabaseDirectory.h"
 #include "platform/Kavra/Documents.h"
+#include "platform/Kavra/File/Allocations.h"
 #include "support/LiveObjects.h"
 #include "support/ManualClock.h"
 #include "support/ProblemOf.h"
@@ -87,6 +89,27 @@ TEST_F(StoreTest, LeavesWhatItCannotReadAsItStood) {
   });
   EXPECT_EQ(store->documents(""),
             (Kavra::Store::Documents{{"a", redundancy(1, true)}, {"c", redundancy(2, true)}}));
+}
+
+template <class Work>
+std::size_t allocatedBy(const Work& work) {
+  const std::size_t before = kavratest::allocatedOctets();
+  work();
+  return kavratest::allocatedOctets() - before;
+}
+
+TEST_F(StoreTest, CopiesNoDocumentThatItReadsOrLeavesAlone) {
+  constexpr std::size_t kValues = 20000;
+  std::string text = R"({"b": [0)";
+  for (std::size_t value = 1; value < kValues; ++value) text += ",0";
+  text += "]}";
+  directory_.write(text);
+  constexpr std::size_t kCopy = kValues * sizeof(Qel::Document);
+  const DatabaseFile file(directory_.file());
+  const std::size_t parsing = allocatedBy([&] { (void)file.parse(text); });
+  EXPECT_LT(allocatedBy([&] { (void)open()->documents(""); }), parsing + kCopy);
+  const std::size_t replacing = allocatedBy([&] { open()->documentIs("a", redundancy(1, true)); });
+  EXPECT_LT(allocatedBy([&] { put("a", redundancy(2, true)); }), replacing + kCopy);
 }
 
 TEST_F(StoreTest, TakesNoMoreThanItsReadersDo) {

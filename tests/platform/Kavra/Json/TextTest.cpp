@@ -50,6 +50,17 @@ TEST(TextTest, WritesOneLineThatReadsBackTheSame) {
   EXPECT_EQ(line(read(json)), json);
 }
 
+TEST(TextTest, EscapesControlCharactersQuotesAndBackslashesAlone) {
+  for (int octet = 0; octet < 0x80; ++octet) {
+    const std::string text = std::string("a") + static_cast<char>(octet) + "ä";
+    const Document document = Qel::String(text);
+    const bool isEscaped = octet < 0x20 || octet == '"' || octet == '\\';
+    EXPECT_EQ(line(document) != '"' + text + '"', isEscaped) << octet;
+    EXPECT_EQ(read(line(document)), document) << octet;
+  }
+  EXPECT_EQ(line(read(R"({"a\nb": 1})")), R"({"a\nb": 1})");
+}
+
 TEST(TextTest, WritesAnIndentedLineForEachMember) {
   EXPECT_EQ(write(read(R"({"a": [1, {"b": {}}], "c": []})"), Form::pretty),
             "{\n  \"a\": [\n    1,\n    {\n      \"b\": {}\n    }\n  ],\n  \"c\": []\n}");

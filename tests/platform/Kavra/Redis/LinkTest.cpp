@@ -236,7 +236,9 @@ TEST_F(LinkTest, GivesUpAServerThatFloodsIt) {
     return "$1000000000\r\n" + std::string(std::size_t{98} << 20, 'x');
   });
   hasty_.factorIs(0.5);
-  EXPECT_TRUE(until([this] { return fake_->connections() > 1; }));
+  // So much takes a busy machine a while.
+  EXPECT_TRUE(kavratest::runUntil(
+      loop_, [this] { return fake_->connections() > 1; }, 60.0));
   EXPECT_THAT(log_.lines().at(0), HasSubstr("a text is larger than 100663296 octets"));
 }
 
@@ -300,11 +302,11 @@ TEST_F(LinkTest, NeedsNoMoreMemoryNorDescriptorsAfterThousandsOfConnections) {
   script_.forget();
   const std::ptrdiff_t descriptors = support::openDescriptors();
   const std::size_t memory = mallinfo2().uordblks;
-  ASSERT_TRUE(reach(10200));
+  ASSERT_TRUE(reach(200 + MANY_CONNECTIONS));
   script_.forget();
   const std::size_t memoryAfter = mallinfo2().uordblks;
   RecordProperty("octets_at_first", std::to_string(memory));
-  RecordProperty("octets_after_10000_connections", std::to_string(memoryAfter));
+  RecordProperty("octets_after_many_connections", std::to_string(memoryAfter));
   EXPECT_LE(support::openDescriptors(), descriptors + 3);
   EXPECT_LE(memoryAfter, memory + 32768);
   EXPECT_EQ(shown(), published_);
