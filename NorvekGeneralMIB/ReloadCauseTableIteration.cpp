@@ -43,7 +43,13 @@ std::unique_ptr<RowIterator> hintedRow(Trace trace, const GeneralMib::ReloadCaus
   return nullptr;
 }
 
-void indexIs(netsnmp_variable_list& varbind, U32 value) {
+// Whether the varbind stands as net-snmp would leave it when it is given `value`.
+bool holds(const netsnmp_variable_list& varbind, U32 value) {
+  return varbind.type == NorvekGeneralMIB::kIndexType && varbind.val_len == sizeof(long) &&
+         varbind.val.string == varbind.buf && *varbind.val.integer == long{value};
+}
+
+[[gnu::noinline]] void indexIs(netsnmp_variable_list& varbind, U32 value) {
   // net-snmp reads the octets of a number as a long.
   alignas(long) u_char buffer[1024];
   const int length = Snmp::U32ToAsnUnsignedF()(value, buffer, sizeof buffer);
@@ -66,7 +72,9 @@ template <class Trace>
           NorvekGeneralMIB::kIndexes[position].component, "=", value);
     // Registration goes on without an index that could not be set up.
     if (varbind == nullptr) return;
-    indexIs(*varbind, value);
+    // Most hold it already: from the hint, or from the row before.
+    if (!holds(*varbind, value)) [[unlikely]]
+      indexIs(*varbind, value);
     varbind = varbind->next_variable;
   };
   put(0, key.unitIndex());
