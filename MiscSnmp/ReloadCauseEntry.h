@@ -1,11 +1,14 @@
 #pragma once
 
+#include <cstdint>
+
 #include "MiscSnmp/ReloadCauseKey.h"
 #include "Qel/Ptr.h"
 #include "Qel/PtrInterface.h"
 #include "Qel/RbTreeMap.h"
 #include "Qel/String.h"
 #include "Qel/Types.h"
+#include "System/ResetCause.h"
 #include "System/ResetInstance.h"
 
 namespace MiscSnmp {
@@ -31,17 +34,32 @@ class ReloadCauseEntry final : public Qel::PtrInterface, public Qel::RbTreeMapLi
   U32 causeIndex() const noexcept { return key_.causeIndex(); }
 
   // The description as the platform recorded it, any octets; empty when the cause is missing.
-  Qel::String causeDesc() const;
+  Qel::String causeDesc() const {
+    const System::ResetCause* const shown = cause();
+    return shown != nullptr ? shown->description() : Qel::String();
+  }
   // Seconds since 1970-01-01 UTC without their fraction, the low 32 bits of them. 0 where there is
   // no cause, and for a time that is no number of seconds in 64 bits (infinite, not a number).
-  U32 reloadTime() const;
+  U32 reloadTime() const {
+    const System::ResetCause* const shown = cause();
+    return shown != nullptr ? wholeSeconds(shown->time()) : 0;
+  }
 
   const Qel::TypeNode* fwkType() const override;
 
  private:
-  // What `read` takes from the cause that this row shows, or from one without text and at time 0.
-  template <class Read>
-  auto ofCause(const Read& read) const;
+  // The cause that this row shows, or null.
+  const System::ResetCause* cause() const {
+    // Managers count causes from 1, the queue from 0; cause index 0 wraps to a key that no queue
+    // has.
+    return resetCause_->causeQ().value(key_.causeIndex() - 1U);
+  }
+  static U32 wholeSeconds(double time) noexcept {
+    // C++ defines the conversion for what fits alone.
+    constexpr double kEnd = 9223372036854775808.0;  // 2^63
+    if (!(time >= -kEnd && time < kEnd)) return 0;
+    return static_cast<U32>(static_cast<std::int64_t>(time));
+  }
 
   const ReloadCauseKey key_;
   const Qel::Ptr<System::ResetInstance const> resetCause_;

@@ -1,10 +1,9 @@
 #pragma once
 
-#include <exception>
-
-#include "NorvekGeneralMIB/SnmpTrace.h"
-
 namespace NorvekGeneralMIB {
+
+// Traces the exception in hand as the error of `callback`. To be called in a handler of it.
+void traceEscaped(const char* callback) noexcept;
 
 // Runs what a callback of net-snmp does and returns its result. net-snmp is C: nothing may be
 // thrown through it, so what escapes is traced as an error and `fallback` decides the result.
@@ -13,15 +12,9 @@ template <class Call, class Fallback>
 [[gnu::always_inline]] inline auto withoutThrowing(const char* callback, const Call& call,
                                                    const Fallback& fallback) noexcept {
   try {
-    try {
-      return call();
-    } catch (const std::exception& error) {
-      snmpTrace(0, callback, " failed: ", error.what());
-    } catch (...) {
-      snmpTrace(0, callback, " failed: unknown exception");
-    }
+    return call();
   } catch (...) {
-    // Not even the trace could be written; the result still tells.
+    traceEscaped(callback);
   }
   return fallback();
 }

@@ -12,14 +12,17 @@ namespace NorvekGeneralMIB {
 
 // The place of a walk in the table: loop contexts and data contexts are objects of this type.
 //
-// Aligned so as to be larger than the smallest size of the allocator: for each request net-snmp
-// frees more of that size than the allocator keeps at hand, which makes the next ones dear.
+// Larger than it needs to be: of the smaller sizes net-snmp frees more for each request than the
+// allocator keeps at hand, which makes the next ones dear.
 using RowPlace = MiscSnmp::GeneralMib::ReloadCauseTable::IteratorConst;
-class alignas(16) RowIterator final : public RowPlace {
+class RowIterator final : public RowPlace {
  public:
   explicit RowIterator(RowPlace&& place) : RowPlace(std::move(place)) {}
+
+ private:
+  [[maybe_unused]] std::array<std::byte, 24> unused_;
 };
-static_assert(sizeof(RowIterator) > 24);
+static_assert(sizeof(RowIterator) > 40);
 
 struct IndexObject {
   const char* object;     // its name in the MIB

@@ -1,7 +1,6 @@
 #include "NorvekGeneralMIB/ReloadCauseTableHandler.h"
 
 #include <cstddef>
-#include <optional>
 
 #include "MiscSnmp/ReloadCauseEntry.h"
 #include "NorvekGeneralMIB/CallbackGuard.h"
@@ -12,15 +11,18 @@
 namespace {
 
 using MiscSnmp::ReloadCauseEntry;
+using NorvekGeneralMIB::kRoutine;
 using NorvekGeneralMIB::RowIterator;
 using NorvekGeneralMIB::snmpTrace;
 using NorvekGeneralMIB::withoutThrowing;
+using NorvekGeneralMIB::withRoutineTrace;
 
 // The requests that are still to be answered, in the order of the PDU; the others are traced.
-netsnmp_request_info* unprocessed(netsnmp_request_info* request) {
+template <class Trace>
+netsnmp_request_info* unprocessed(Trace trace, netsnmp_request_info* request) {
   for (; request != nullptr && request->processed != 0; request = request->next) {
-    snmpTrace(2, "norvekReloadCauseTable_handler: request ", static_cast<const void*>(request),
-              " already processed");
+    trace(kRoutine, "norvekReloadCauseTable_handler: request ", static_cast<const void*>(request),
+          " already processed");
   }
   return request;
 }
@@ -35,76 +37,82 @@ void octetsAre(netsnmp_variable_list* varbind, const u_char* octets, int length)
 }
 
 // Each writes one column of the row into the varbind; the result is an SNMP error status.
-int answerDescription(const ReloadCauseEntry& row, netsnmp_variable_list* varbind) {
-  snmpTrace(2, "norvekReloadCauseTable_handler: request GET for column ",
-            "norvekReloadCauseDescription, key ", row.key());
+template <class Trace>
+int answerDescription(Trace trace, const ReloadCauseEntry& row, netsnmp_variable_list* varbind) {
+  trace(kRoutine, "norvekReloadCauseTable_handler: request GET for column ",
+        "norvekReloadCauseDescription, key ", row.key());
   u_char buffer[1024];
   const int length = Snmp::StringToAsnOctetStringF()(row.causeDesc(), buffer, sizeof buffer);
   if (length < 0) {
-    snmpTrace(2, "handle_norvekReloadCauseTable - StringToAsnOctetString failed for: causeDesc");
+    trace(kRoutine, "handle_norvekReloadCauseTable - StringToAsnOctetString failed for: causeDesc");
     return SNMP_ERR_GENERR;
   }
   octetsAre(varbind, buffer, length);
   return SNMP_ERR_NOERROR;
 }
 
-int answerTime(const ReloadCauseEntry& row, netsnmp_variable_list* varbind) {
-  snmpTrace(2, "norvekReloadCauseTable_handler: request GET for column norvekReloadTime, key ",
-            row.key());
+template <class Trace>
+int answerTime(Trace trace, const ReloadCauseEntry& row, netsnmp_variable_list* varbind) {
+  trace(kRoutine, "norvekReloadCauseTable_handler: request GET for column norvekReloadTime, key ",
+        row.key());
   u_char buffer[11];
   const int length = Snmp::SecondsToAsnDateAndTimeF()(row.reloadTime(), buffer, sizeof buffer);
   if (length < 0) {
-    snmpTrace(2, "handle_norvekReloadCauseTable - SecondsToAsnDateAndTime failed for: reloadTime");
+    trace(kRoutine,
+          "handle_norvekReloadCauseTable - SecondsToAsnDateAndTime failed for: reloadTime");
     return SNMP_ERR_GENERR;
   }
   if (length != 8 && length != 11) {
-    snmpTrace(2, "handle_norvekReloadCauseTable - entity /<sysname>/snmp/misc/generalMib length ",
-              "out of range: reloadTime (", length, ")");
+    trace(kRoutine,
+          "handle_norvekReloadCauseTable - entity /<sysname>/snmp/misc/generalMib length ",
+          "out of range: reloadTime (", length, ")");
     return SNMP_ERR_GENERR;
   }
   octetsAre(varbind, buffer, length);
   return SNMP_ERR_NOERROR;
 }
 
-// The status of the answer, or nothing for a column that nobody can read.
-std::optional<int> answer(unsigned column, const ReloadCauseEntry& row,
-                          netsnmp_variable_list* varbind) {
+// The status of the answer, or the exception for a column that nobody can read.
+template <class Trace>
+int answer(Trace trace, unsigned column, const ReloadCauseEntry& row,
+           netsnmp_variable_list* varbind) {
   switch (column) {
     case NorvekGeneralMIB::kDescriptionColumn:
-      return answerDescription(row, varbind);
+      return answerDescription(trace, row, varbind);
     case NorvekGeneralMIB::kTimeColumn:
-      return answerTime(row, varbind);
+      return answerTime(trace, row, varbind);
     default:
-      return std::nullopt;
+      return SNMP_NOSUCHOBJECT;
   }
 }
 
-int get(netsnmp_request_info* requests) {
-  for (auto* request = unprocessed(requests); request != nullptr;
-       request = unprocessed(request->next)) {
+template <class Trace>
+int get(Trace trace, netsnmp_request_info* requests) {
+  for (auto* request = unprocessed(trace, requests); request != nullptr;
+       request = unprocessed(trace, request->next)) {
     const auto* row = static_cast<RowIterator*>(netsnmp_extract_iterator_context(request));
     if (row == nullptr || !*row) {
-      snmpTrace(2, "norvekReloadCauseTable_handler: null data context in request");
+      trace(kRoutine, "norvekReloadCauseTable_handler: null data context in request");
       return SNMP_ERR_NOERROR;
     }
     const unsigned column = columnOf(request);
-    const std::optional<int> status = answer(column, **row, request->requestvb);
-    if (!status) {
+    const int status = answer(trace, column, **row, request->requestvb);
+    if (status == SNMP_ERR_NOERROR) continue;
+    if (status == SNMP_NOSUCHOBJECT) {
       snmpTrace(0, "norvekReloadCauseTable invalid column ", column);
-      netsnmp_request_set_error(request, SNMP_NOSUCHOBJECT);
+      netsnmp_request_set_error(request, status);
       return SNMP_ERR_NOERROR;
     }
-    if (*status != SNMP_ERR_NOERROR) {
-      // On the head of the list, whichever request failed: the PDU fails as a whole.
-      netsnmp_request_set_error(requests, *status);
-      return *status;
-    }
+    // On the head of the list, whichever request failed: the PDU fails as a whole.
+    netsnmp_request_set_error(requests, status);
+    return status;
   }
   return SNMP_ERR_NOERROR;
 }
 
-int refuse(netsnmp_request_info* requests) {
-  if (auto* request = unprocessed(requests)) {
+template <class Trace>
+int refuse(Trace trace, netsnmp_request_info* requests) {
+  if (auto* request = unprocessed(trace, requests)) {
     snmpTrace(0, "norvekReloadCauseTable invalid column ", columnOf(request));
     netsnmp_request_set_error(request, SNMP_ERR_NOTWRITABLE);
   }
@@ -117,13 +125,13 @@ int norvekReloadCauseTable_handler(netsnmp_mib_handler* /*handler*/,
                                    netsnmp_handler_registration* /*reginfo*/,
                                    netsnmp_agent_request_info* reqinfo,
                                    netsnmp_request_info* requests) {
+  const auto handle = [](auto trace, int mode, netsnmp_request_info* list) {
+    trace(kRoutine, "norvekReloadCauseTable_handler");
+    trace(kRoutine, "norvekReloadCauseTable_handler: request mode ", mode);
+    return mode == MODE_GET ? get(trace, list) : refuse(trace, list);
+  };
   return withoutThrowing(
-      __func__,
-      [=] {
-        snmpTrace(2, "norvekReloadCauseTable_handler");
-        snmpTrace(2, "norvekReloadCauseTable_handler: request mode ", reqinfo->mode);
-        return reqinfo->mode == MODE_GET ? get(requests) : refuse(requests);
-      },
+      __func__, [=] { return withRoutineTrace(handle, reqinfo->mode, requests); },
       [=] {
         netsnmp_request_set_error(requests, SNMP_ERR_GENERR);
         return SNMP_ERR_GENERR;

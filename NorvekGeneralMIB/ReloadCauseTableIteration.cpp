@@ -17,22 +17,24 @@
 namespace {
 
 using MiscSnmp::GeneralMib;
+using NorvekGeneralMIB::kRoutine;
 using NorvekGeneralMIB::RowIterator;
 using NorvekGeneralMIB::snmpTrace;
 using NorvekGeneralMIB::withoutThrowing;
+using NorvekGeneralMIB::withRoutineTrace;
 
 RowIterator* iteratorIn(void* context) { return static_cast<RowIterator*>(context); }
 
 // An iterator on exactly the row that the hint names, or null.
-std::unique_ptr<RowIterator> hintedRow(const GeneralMib::ReloadCauseTable& table,
+template <class Trace>
+std::unique_ptr<RowIterator> hintedRow(Trace trace, const GeneralMib::ReloadCauseTable& table,
                                        const netsnmp_table_request_info* hint) {
-  const auto key = NorvekGeneralMIB::hintedKey(hint);
+  const auto key = NorvekGeneralMIB::hintedKey(trace, hint);
   if (!key) return nullptr;
   try {
-    auto found = table.startAt(*key);
-    if (found && found.key() == *key) return std::make_unique<RowIterator>(std::move(found));
-    snmpTrace(2, "norvekReloadCauseTable_get_first_data_point - key '", *key,
-              "' not found in table");
+    if (auto found = table.find(*key)) return std::make_unique<RowIterator>(std::move(found));
+    trace(kRoutine, "norvekReloadCauseTable_get_first_data_point - key '", *key,
+          "' not found in table");
   } catch (const Qel::RangeException& error) {
     snmpTrace(
         0, "Bad hint for norvekReloadCauseTable: MiscSnmp::ReloadCauseKey ctor threw exception: ",
@@ -41,7 +43,13 @@ std::unique_ptr<RowIterator> hintedRow(const GeneralMib::ReloadCauseTable& table
   return nullptr;
 }
 
-void indexIs(netsnmp_variable_list& varbind, U32 value) {
+// Whether the varbind stands as net-snmp would leave it when it is given `value`.
+bool holds(const netsnmp_variable_list& varbind, U32 value) {
+  return varbind.type == NorvekGeneralMIB::kIndexType && varbind.val_len == sizeof(long) &&
+         varbind.val.string == varbind.buf && *varbind.val.integer == long{value};
+}
+
+[[gnu::noinline]] void indexIs(netsnmp_variable_list& varbind, U32 value) {
   // net-snmp reads the octets of a number as a long.
   alignas(long) u_char buffer[1024];
   const int length = Snmp::U32ToAsnUnsignedF()(value, buffer, sizeof buffer);
@@ -49,73 +57,83 @@ void indexIs(netsnmp_variable_list& varbind, U32 value) {
                            static_cast<std::size_t>(length));
 }
 
-[[gnu::noinline, gnu::cold]] void traceIndexes(const MiscSnmp::ReloadCauseKey& key) {
-  const U32 values[] = {key.unitIndex(), key.instanceIndex(), key.causeIndex()};
-  for (std::size_t i = 0; i < NorvekGeneralMIB::kIndexCount; ++i) {
-    snmpTrace({2, __FILE__, __LINE__, "norvekReloadCauseTableIterationHelper"},
-              "norvekReloadCauseTableIterationHelper - iterator has another value: ",
-              NorvekGeneralMIB::kIndexes[i].component, "=", values[i]);
-  }
-}
-
 // Inlined, as it ends each step of a walk.
+template <class Trace>
 [[gnu::always_inline]] inline netsnmp_variable_list* norvekReloadCauseTableIterationHelper(
-    const RowIterator& row, netsnmp_variable_list* put_index_data) {
+    Trace trace, const RowIterator& row, netsnmp_variable_list* put_index_data) {
   if (!row) {
-    snmpTrace(2, "norvekReloadCauseTableIterationHelper - iterator is at end");
+    trace(kRoutine, "norvekReloadCauseTableIterationHelper - iterator is at end");
     return nullptr;
   }
   const MiscSnmp::ReloadCauseKey& key = row.key();
-  if (NorvekGeneralMIB::isSnmpTraced(2)) [[unlikely]]
-    traceIndexes(key);
   netsnmp_variable_list* varbind = put_index_data;
-  const auto put = [&varbind](U32 value) {
+  const auto put = [&](std::size_t position, U32 value) {
+    trace(kRoutine, "norvekReloadCauseTableIterationHelper - iterator has another value: ",
+          NorvekGeneralMIB::kIndexes[position].component, "=", value);
     // Registration goes on without an index that could not be set up.
     if (varbind == nullptr) return;
-    indexIs(*varbind, value);
+    // Most hold it already: from the hint, or from the row before.
+    if (!holds(*varbind, value)) [[unlikely]]
+      indexIs(*varbind, value);
     varbind = varbind->next_variable;
   };
-  put(key.unitIndex());
-  put(key.instanceIndex());
-  put(key.causeIndex());
+  put(0, key.unitIndex());
+  put(1, key.instanceIndex());
+  put(2, key.causeIndex());
   return put_index_data;
 }
 
-netsnmp_variable_list* firstDataPoint(void** loop_context, const netsnmp_table_request_info* hint,
+template <class Trace>
+netsnmp_variable_list* firstDataPoint(Trace trace, void** loop_context,
+                                      const netsnmp_table_request_info* hint,
                                       netsnmp_variable_list* put_index_data,
-                                      const netsnmp_iterator_info& iinfo) {
-  snmpTrace(
-      2, "norvekReloadCauseTable_get_first_data_point - *hint = ", static_cast<const void*>(hint),
-      ", number_indexes = ", hint != nullptr ? hint->number_indexes : 0);
-  const auto& table = static_cast<const GeneralMib*>(iinfo.myvoid)->reloadCauseTable();
-  auto place = hintedRow(table, hint);
+                                      const netsnmp_iterator_info* iinfo) {
+  trace(kRoutine,
+        "norvekReloadCauseTable_get_first_data_point - *hint = ", static_cast<const void*>(hint),
+        ", number_indexes = ", hint != nullptr ? hint->number_indexes : 0);
+  const auto& table = static_cast<const GeneralMib*>(iinfo->myvoid)->reloadCauseTable();
+  auto place = hintedRow(trace, table, hint);
   const bool hintMatched = place != nullptr;
   if (!hintMatched) place = std::make_unique<RowIterator>(table.iteratorConst());
-  snmpTrace(2, "norvekReloadCauseTable_get_first_data_point - allocated new loop context ",
-            static_cast<const void*>(place.get()), ", hintMatched=", hintMatched);
+  trace(kRoutine, "norvekReloadCauseTable_get_first_data_point - allocated new loop context ",
+        static_cast<const void*>(place.get()), ", hintMatched=", hintMatched);
   const RowIterator& row = *place;
   *loop_context = place.release();
-  return norvekReloadCauseTableIterationHelper(row, put_index_data);
+  return norvekReloadCauseTableIterationHelper(trace, row, put_index_data);
 }
 
-netsnmp_variable_list* nextDataPoint(void* loop_context, void* data_context,
+template <class Trace>
+netsnmp_variable_list* nextDataPoint(Trace trace, void* loop_context, void* data_context,
                                      netsnmp_variable_list* put_index_data) {
   RowIterator* const row = iteratorIn(loop_context);
   if (row == nullptr || !*row) {
-    snmpTrace(2, "norvekReloadCauseTable_get_next_data_point - at end of loop context ",
-              loop_context);
+    trace(kRoutine, "norvekReloadCauseTable_get_next_data_point - at end of loop context ",
+          loop_context);
     return nullptr;
   }
-  snmpTrace(2, "norvekReloadCauseTable_get_next_data_point - advancing loop context ", loop_context,
-            " ; data context ", data_context);
+  trace(kRoutine, "norvekReloadCauseTable_get_next_data_point - advancing loop context ",
+        loop_context, " ; data context ", data_context);
   row->advance();
   if (data_context != nullptr) *iteratorIn(data_context) = *row;
-  return norvekReloadCauseTableIterationHelper(*row, put_index_data);
+  return norvekReloadCauseTableIterationHelper(trace, *row, put_index_data);
+}
+
+template <class Trace>
+void* newDataContext(Trace trace, void* loop_context) {
+  auto context = std::make_unique<RowIterator>(*iteratorIn(loop_context));
+  trace(kRoutine, "norvekReloadCauseTable_make_data_context - allocated data context ",
+        static_cast<const void*>(context.get()), " for loop context ", loop_context);
+  return context.release();
+}
+
+[[gnu::noinline, gnu::cold]] void traceFreed(const char* callback, void* context) {
+  withoutThrowing(
+      callback, [=] { snmpTrace(kRoutine, callback, " ", context); }, [] {});
 }
 
 void freeContext(const char* callback, void* context) {
-  withoutThrowing(
-      callback, [=] { snmpTrace(2, callback, " ", context); }, [] {});
+  if (NorvekGeneralMIB::mayBeSnmpTraced(kRoutine)) [[unlikely]]
+    traceFreed(callback, context);
   // Whatever became of the trace, nobody else frees it.
   delete iteratorIn(context);
 }
@@ -128,29 +146,27 @@ netsnmp_variable_list* norvekReloadCauseTable_get_first_data_point(
   const auto* hint = static_cast<const netsnmp_table_request_info*>(*loop_context);
   // What stays here is handed to the free callback, which the hint must never be.
   *loop_context = nullptr;
+  const auto first = [](auto... arguments) { return firstDataPoint(arguments...); };
   return withoutThrowing(
-      __func__, [=] { return firstDataPoint(loop_context, hint, put_index_data, *iinfo); },
+      __func__, [=] { return withRoutineTrace(first, loop_context, hint, put_index_data, iinfo); },
       []() -> netsnmp_variable_list* { return nullptr; });
 }
 
 netsnmp_variable_list* norvekReloadCauseTable_get_next_data_point(
     void** loop_context, void** data_context, netsnmp_variable_list* put_index_data,
     netsnmp_iterator_info* /*iinfo*/) {
+  const auto next = [](auto... arguments) { return nextDataPoint(arguments...); };
   return withoutThrowing(
-      __func__, [=] { return nextDataPoint(*loop_context, *data_context, put_index_data); },
+      __func__,
+      [=] { return withRoutineTrace(next, *loop_context, *data_context, put_index_data); },
       []() -> netsnmp_variable_list* { return nullptr; });
 }
 
 void* norvekReloadCauseTable_make_data_context(void* loop_context,
                                                netsnmp_iterator_info* /*iinfo*/) {
+  const auto make = [](auto... arguments) { return newDataContext(arguments...); };
   return withoutThrowing(
-      __func__,
-      [=]() -> void* {
-        auto context = std::make_unique<RowIterator>(*iteratorIn(loop_context));
-        snmpTrace(2, "norvekReloadCauseTable_make_data_context - allocated data context ",
-                  static_cast<const void*>(context.get()), " for loop context ", loop_context);
-        return context.release();
-      },
+      __func__, [=] { return withRoutineTrace(make, loop_context); },
       []() -> void* { return nullptr; });
 }
 

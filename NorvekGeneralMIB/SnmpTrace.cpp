@@ -4,7 +4,7 @@ namespace NorvekGeneralMIB {
 
 const Qel::TraceHandle& snmpTraceHandle() {
   static const Qel::TraceHandle handle("Snmp");
-  presentSnmpTraceHandle = &handle;
+  snmpTraceLevel = &handle.level();
   return handle;
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <limits>
 #include <type_traits>
 
 #include "Qel/Trace.h"
@@ -9,13 +10,12 @@ namespace NorvekGeneralMIB {
 // The module's trace facility, "Snmp"; made on first use, taken down when the module is unloaded.
 const Qel::TraceHandle& snmpTraceHandle();
 
-// Null until it is made.
-inline constinit const Qel::TraceHandle* presentSnmpTraceHandle = nullptr;
+inline constexpr int kUnknownSnmpTraceLevel = std::numeric_limits<int>::max();
+// The level of that facility; until it is made, one that lets every trace ask for it.
+inline constinit const int* snmpTraceLevel = &kUnknownSnmpTraceLevel;
 
-inline bool isSnmpTraced(int level) {
-  const Qel::TraceHandle* const present = presentSnmpTraceHandle;
-  return (present != nullptr ? *present : snmpTraceHandle()).isEnabled(level);
-}
+// False for a level that is off; true for one that is on, and for any until the facility is made.
+inline bool mayBeSnmpTraced(int level) { return level <= *snmpTraceLevel; }
 
 // Level and place of a trace statement. A bare level takes the place that it stands in.
 struct SnmpTracePlace {
@@ -34,7 +34,9 @@ struct SnmpTracePlace {
 template <class... Parts>
 [[gnu::noinline, gnu::cold]] void writeSnmpTrace(int level, const char* file, int line,
                                                  const char* function, Parts... parts) {
-  Qel::TraceHelper trace(snmpTraceHandle(), level, file, line, function);
+  const Qel::TraceHandle& handle = snmpTraceHandle();
+  if (!handle.isEnabled(level)) return;
+  Qel::TraceHelper trace(handle, level, file, line, function);
   (trace << ... << parts);
 }
 
@@ -42,10 +44,39 @@ template <class... Parts>
 //   snmpTrace(2, "request mode ", mode);
 template <class... Parts>
 [[gnu::always_inline]] inline void snmpTrace(const SnmpTracePlace& place, const Parts&... parts) {
-  if (isSnmpTraced(place.level)) [[unlikely]] {
+  if (mayBeSnmpTraced(place.level)) [[unlikely]] {
     writeSnmpTrace<std::decay_t<const Parts>...>(place.level, place.file, place.line,
                                                  place.function, parts...);
   }
+}
+
+// The lines of routine flow, level 2, of a callback that is compiled twice: as if they were on, and
+// as if there were none.
+constexpr int kRoutine = 2;
+
+struct RoutineTrace {
+  template <class... Parts>
+  [[gnu::always_inline]] void operator()(SnmpTracePlace place, const Parts&... parts) const {
+    snmpTrace(place, parts...);
+  }
+};
+struct NoRoutineTrace {
+  template <class... Parts>
+  void operator()(const SnmpTracePlace& /*place*/, const Parts&... /*parts*/) const {}
+};
+
+template <class Call, class... Arguments>
+[[gnu::noinline, gnu::cold]] auto callWithRoutineTrace(Call call, Arguments... arguments) {
+  return call(RoutineTrace(), arguments...);
+}
+
+// Calls `call` with that trace, which is asked once whether it is on, and with the arguments:
+//   withRoutineTrace([](auto trace, int mode) { trace(kRoutine, "mode ", mode); }, reqinfo->mode);
+template <class Call, class... Arguments>
+[[gnu::always_inline]] inline auto withRoutineTrace(Call call, Arguments... arguments) {
+  if (mayBeSnmpTraced(kRoutine)) [[unlikely]]
+    return callWithRoutineTrace(call, arguments...);
+  return call(NoRoutineTrace(), arguments...);
 }
 
 }  // namespace NorvekGeneralMIB

@@ -9,6 +9,7 @@
 #include "Qel/Assert.h"
 #include "Qel/Ptr.h"
 #include "Qel/PtrInterface.h"
+#include "Qel/TreeFinger.h"
 
 namespace Qel {
 
@@ -98,11 +99,14 @@ class LinkQueue {
     return elementAt(std::next(elements_.iterator_to(element)));
   }
   // The element under `key`, or null.
-  Ptr<Element const> operator[](const Key& key) const { return elementAt(elements_.find(key)); }
-  // The value under `key`, or null; there until the element leaves.
+  Ptr<Element const> operator[](const Key& key) const {
+    return Ptr<Element const>(findInTree(elements_, key));
+  }
+  // The value under `key`, or null; there until the element leaves. Quick when values are asked for
+  // in their order.
   const Value* value(const Key& key) const {
-    const auto found = elements_.find(key);
-    return found == elements_.end() ? nullptr : &found->value();
+    const Element* const found = finger_.find(elements_, key);
+    return found != nullptr ? &found->value() : nullptr;
   }
   IteratorConst iteratorConst() const { return IteratorConst(*this); }
 
@@ -113,7 +117,7 @@ class LinkQueue {
     const Ptr<Element> element = make<Element>(key, std::move(value));
     element->referenceNew();  // the queue's own
     elements_.push_back(*element);
-    ++version_;
+    changed();
     return key;
   }
   // Removes and returns the element under `key`, or null.
@@ -122,7 +126,7 @@ class LinkQueue {
   Ptr<Element> pop() { return take(elements_.begin()); }
   void clear() {
     if (empty()) return;
-    ++version_;
+    changed();
     elements_.clear_and_dispose([](Element* element) { element->referenceDel(); });
   }
 
@@ -138,11 +142,17 @@ class LinkQueue {
     if (place == elements_.end()) return nullptr;
     Element& element = *place;
     elements_.erase(place);
-    ++version_;
+    changed();
     return Ptr<Element>::adopt(&element);
   }
 
+  void changed() {
+    ++version_;
+    finger_.forget();
+  }
+
   Tree elements_;
+  mutable TreeFinger<Tree> finger_;
   std::uint64_t version_ = 0;
 };
 

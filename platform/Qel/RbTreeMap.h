@@ -7,6 +7,7 @@
 
 #include "Qel/Assert.h"
 #include "Qel/Ptr.h"
+#include "Qel/TreeFinger.h"
 
 namespace Qel {
 
@@ -83,7 +84,7 @@ class RbTreeMap {
   std::uint64_t version() const noexcept { return version_; }
 
   // The row under `key`, or null.
-  Ptr<Value> operator[](const Key& key) const { return rowAt<Value>(tree_.find(key)); }
+  Ptr<Value> operator[](const Key& key) const { return rowOf<Value>(findInTree(tree_, key)); }
 
   Iterator iterator() { return Iterator(*this, rowAt<Value>(tree_.begin())); }
   IteratorConst iteratorConst() const {
@@ -93,6 +94,10 @@ class RbTreeMap {
   Iterator startAt(const Key& key) { return Iterator(*this, rowAt<Value>(tree_.lower_bound(key))); }
   IteratorConst startAt(const Key& key) const {
     return IteratorConst(*this, rowAt<Value const>(tree_.lower_bound(key)));
+  }
+  // At the row under `key`, else at the end. Quick when rows are asked for in their order.
+  IteratorConst find(const Key& key) const {
+    return IteratorConst(*this, rowOf<Value const>(finger_.find(tree_, key)));
   }
 
   // Stores `row`, which is in no other map, under its own key, in the place of a row that has the
@@ -106,13 +111,13 @@ class RbTreeMap {
       Node& replaced = *place;
       tree_.replace_node(place, node(*row));
       row->referenceNew();
-      ++version_;
+      changed();
       static_cast<Value&>(replaced).referenceDel();
       return;
     }
     tree_.insert_commit(node(*row), commitData);
     row->referenceNew();
-    ++version_;
+    changed();
   }
 
   // Removes and returns the row under `key`, or null.
@@ -130,7 +135,7 @@ class RbTreeMap {
     while (!tree_.empty()) {
       Tree leaving;
       leaving.swap(tree_);
-      ++version_;
+      changed();
       while (Node* node = leaving.unlink_leftmost_without_rebalance()) {
         static_cast<Value&>(*node).referenceDel();
       }
@@ -140,22 +145,31 @@ class RbTreeMap {
  private:
   static Node& node(Value& row) { return static_cast<Node&>(row); }
 
+  template <class Row>
+  static Ptr<Row> rowOf(const Node* node) {
+    // The tree links nodes of a const map as const; what it holds is shared, not owned.
+    return Ptr<Row>(static_cast<Value*>(const_cast<Node*>(node)));
+  }
   template <class Row, class Place>
   Ptr<Row> rowAt(Place place) const {
-    // The tree links nodes of a const map as const; what it holds is shared, not owned.
-    if (place == tree_.end()) return nullptr;
-    return Ptr<Row>(static_cast<Value*>(const_cast<Node*>(&*place)));
+    return rowOf<Row>(place == tree_.end() ? nullptr : &*place);
   }
 
   Ptr<Value> take(typename Tree::iterator place) {
     if (place == tree_.end()) return nullptr;
     Value& row = static_cast<Value&>(*place);
     tree_.erase(place);
-    ++version_;
+    changed();
     return Ptr<Value>::adopt(&row);  // the map's own reference
   }
 
+  void changed() {
+    ++version_;
+    finger_.forget();
+  }
+
   Tree tree_;
+  mutable TreeFinger<Tree> finger_;
   std::uint64_t version_ = 0;
 };
 

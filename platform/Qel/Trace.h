@@ -39,6 +39,8 @@ class TraceHandle {
 
   const String& facility() const noexcept { return facility_; }
   bool isEnabled(int level) const noexcept { return level <= level_; }
+  // The highest level that is on, now and later, for who asks often; lives as long as the handle.
+  const int& level() const noexcept { return level_; }
 
  private:
   friend void traceLevelIs(const String& facility, int level);

@@ -13,44 +13,39 @@ namespace Snmp {
 namespace {
 
 constexpr int kFailed = -1;
-constexpr std::int64_t kSecondsADay = 86400;
+constexpr std::uint64_t kSecondsADay = 86400;
+// The first second of the year 65536, which two octets do not hold.
+constexpr double kEnd = 2005949145600.0;
 
 using DateAndTime = std::array<unsigned char, 11>;
 
-template <class T>
-unsigned char octet(T value) {
-  return static_cast<unsigned char>(value);
-}
+constexpr unsigned char octet(unsigned value) { return static_cast<unsigned char>(value); }
 
 struct Date {
-  std::int64_t year;
+  unsigned year;
   unsigned month;
   unsigned day;
 };
 
 // The Gregorian calendar repeats itself every 400 years, which takes dates that the library's
 // calendar does not reach into one that it does.
-Date dateOf(std::int64_t daysSince1970) {
-  constexpr std::int64_t kDaysACycle = 146097;
+Date dateOf(unsigned daysSince1970) {
+  constexpr unsigned kDaysACycle = 146097;
   const std::chrono::sys_days day{std::chrono::days{daysSince1970 % kDaysACycle}};
   const std::chrono::year_month_day date{day};
-  return {int{date.year()} + 400 * (daysSince1970 / kDaysACycle), unsigned{date.month()},
-          unsigned{date.day()}};
+  return {static_cast<unsigned>(int{date.year()}) + 400 * (daysSince1970 / kDaysACycle),
+          unsigned{date.month()}, unsigned{date.day()}};
 }
 
 }  // namespace
 
 int SecondsToAsnDateAndTimeF::operator()(double seconds, unsigned char* buffer,
                                          std::size_t length) const {
-  constexpr std::int64_t kMostYear = 65535;
-  // Far beyond that year, and small enough for exact integers.
-  constexpr double kEnd = 1.0e13;
   if (!(seconds >= 0.0 && seconds < kEnd)) return kFailed;
   const auto whole = static_cast<std::int64_t>(seconds);
-  const auto deciseconds = static_cast<int>((seconds - static_cast<double>(whole)) * 10.0);
-  const Date date = dateOf(whole / kSecondsADay);
-  if (date.year > kMostYear) return kFailed;
-  const std::int64_t ofDay = whole % kSecondsADay;
+  const auto deciseconds = static_cast<unsigned>((seconds - static_cast<double>(whole)) * 10.0);
+  const Date date = dateOf(static_cast<unsigned>(static_cast<std::uint64_t>(whole) / kSecondsADay));
+  const auto ofDay = static_cast<unsigned>(static_cast<std::uint64_t>(whole) % kSecondsADay);
   const DateAndTime octets{octet(date.year >> 8),
                            octet(date.year & 0xff),
                            octet(date.month),

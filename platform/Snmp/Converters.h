@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstring>
 #include <limits>
@@ -20,7 +21,7 @@ static_assert(std::numeric_limits<long>::max() >= std::numeric_limits<U32>::max(
 inline int putOctets(const void* octets, std::size_t count, unsigned char* buffer,
                      std::size_t length) {
   if (count > length || count > std::size_t{std::numeric_limits<int>::max()}) return -1;
-  if (count > 0) std::memcpy(buffer, octets, count);
+  std::copy_n(static_cast<const unsigned char*>(octets), count, buffer);
   return static_cast<int>(count);
 }
 

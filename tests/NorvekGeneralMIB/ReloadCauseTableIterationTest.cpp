@@ -1,6 +1,7 @@
 #include "NorvekGeneralMIB/ReloadCauseTableIteration.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <memory>
 #include <new>
 #include <random>
@@ -163,6 +164,24 @@ TEST_F(IterationTest, FillsTheIndexesThatCouldBeSetUp) {
   EXPECT_EQ(*at(indexes, 0).val.integer, 1);
   EXPECT_EQ(*at(indexes, 1).val.integer, 2);
   EXPECT_EQ(at(indexes, 1).next_variable, nullptr);
+}
+
+TEST_F(IterationTest, WritesAnIndexWhateverStoodInItsVarbind) {
+  rowIs({0, 2, 3});
+  netsnmp_variable_list& unit = at(indexes, 0);
+  unit.val_len = 0;  // type and octets are right
+  netsnmp_variable_list& reload = at(indexes, 1);
+  *reload.val.integer = 2;
+  reload.type = ASN_INTEGER;
+  netsnmp_variable_list& cause = at(indexes, 2);
+  cause.val.integer = static_cast<long*>(std::calloc(1, sizeof(long)));
+  *cause.val.integer = 3;
+  ASSERT_TRUE(first());
+  EXPECT_EQ(key(), ReloadCauseKey(0, 2, 3));
+  for (int i = 0; i < 3; ++i) {
+    EXPECT_EQ(at(indexes, i).val_len, sizeof(long));
+    EXPECT_EQ(at(indexes, i).val.string, at(indexes, i).buf);
+  }
 }
 
 TEST_F(IterationTest, AHintForAMissingRowStartsAtTheFirstRowNotAtTheNextOne) {

@@ -46,5 +46,29 @@ TEST(SnmpTraceTest, BuildsNoTextWhenTheLevelIsOff) {
   EXPECT_EQ(count, 1);
 }
 
+TEST(SnmpTraceTest, AsksTheFacilityThatIsNotKnownYet) {
+  snmpTraceLevel = &kUnknownSnmpTraceLevel;
+  const support::TraceRecorder trace{{"Snmp", 1}};
+  int count = 0;
+  snmpTrace(2, Written{count});
+  EXPECT_EQ(count, 0);
+  EXPECT_THAT(trace.lines(), IsEmpty());
+  snmpTraceLevel = &snmpTraceHandle().level();
+}
+
+TEST(SnmpTraceTest, AsksOnceForTheRoutineLinesOfACallback) {
+  const auto call = [](auto trace, int number) {
+    trace(kRoutine, "number ", number);
+    return number + 1;
+  };
+  support::TraceRecorder trace{{"Snmp", 2}};
+  EXPECT_EQ(withRoutineTrace(call, 1), 2);
+  EXPECT_THAT(trace.lines(), ElementsAre("Snmp 2: number 1"));
+  trace.levelIs("Snmp", 1);
+  trace.clear();
+  EXPECT_EQ(withRoutineTrace(call, 1), 2);
+  EXPECT_THAT(trace.lines(), IsEmpty());
+}
+
 }  // namespace
 }  // namespace NorvekGeneralMIB

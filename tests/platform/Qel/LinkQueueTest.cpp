@@ -68,9 +68,12 @@ TEST_F(LinkQueueTest, FindsFirstLastAndThoseBetween) {
   EXPECT_EQ(queue_[4], nullptr);
   EXPECT_EQ(queue_[4294967295U], nullptr);
   EXPECT_EQ(*queue_.value(2), "c");
+  EXPECT_EQ(*queue_.value(3), "d");
   EXPECT_EQ(queue_.value(4), nullptr);
+  queue_.del(3);
+  EXPECT_EQ(queue_.value(3), nullptr);
   EXPECT_EQ(queue_.first(), queue_[0]);
-  EXPECT_EQ(queue_.last(), queue_[3]);
+  EXPECT_EQ(queue_.last(), queue_[2]);
 }
 
 TEST_F(LinkQueueTest, LeadsFromEachElementToItsSuccessor) {
@@ -188,6 +191,7 @@ class LargeLinkQueueTest : public support::LiveObjectsTest {
  protected:
   static constexpr U32 kMany = 65536;
   static constexpr int kFewComparisons = 2 * 17 + 2;  // a balanced tree is twice as deep at most
+  static constexpr int kFewOfALook = 2 * kFewComparisons;  // which asks for equality as well
 
   LargeLinkQueueTest() {
     for (U32 i = 0; i < kMany; ++i) queue_.push(0);
@@ -203,20 +207,28 @@ class LargeLinkQueueTest : public support::LiveObjectsTest {
     }
     return most;
   }
+  // Here and there, as a look for the next one is quicker.
   int mostOfALook() const {
-    return mostComparisons(1, [this](CountedKey key) { queue_.value(key); });
+    U32 looks = 0;
+    return mostComparisons(
+        1, [&](CountedKey /*key*/) { queue_.value(CountedKey(++looks * 40503U % kMany)); });
   }
 
   Qel::LinkQueue<CountedElement, CountedKey, int> queue_;
 };
 
 TEST_F(LargeLinkQueueTest, FindsAnyElementInFewComparisons) {
-  EXPECT_LE(mostOfALook(), kFewComparisons);
+  EXPECT_LE(mostOfALook(), kFewOfALook);
+}
+
+TEST_F(LargeLinkQueueTest, FindsTheNextElementAtOnce) {
+  queue_.value(CountedKey(0));
+  EXPECT_EQ(mostComparisons(1, [this](CountedKey key) { queue_.value(key); }), 2);
 }
 
 TEST_F(LargeLinkQueueTest, TakesAnyElementOutInFewComparisonsAndFindsTheOthers) {
   EXPECT_LE(mostComparisons(3, [this](CountedKey key) { queue_.del(key); }), kFewComparisons);
-  EXPECT_LE(mostOfALook(), kFewComparisons);
+  EXPECT_LE(mostOfALook(), kFewOfALook);
 }
 
 TEST_F(LargeLinkQueueTest, AnIteratorFindsItsPlaceAgainInFewComparisons) {
@@ -239,7 +251,7 @@ class LinkQueueAgainstStdDeque : public LinkQueueTest {
   };
 
   void step() {
-    switch (random_.below(12)) {
+    switch (random_.below(14)) {
       case 0:
       case 1:
       case 2:
@@ -254,6 +266,9 @@ class LinkQueueAgainstStdDeque : public LinkQueueTest {
       case 7:
         if (random_.below(100) == 0) clear();
         return;
+      case 8:
+      case 9:
+        return look();
       default:
         return advance();
     }
@@ -293,6 +308,15 @@ class LinkQueueAgainstStdDeque : public LinkQueueTest {
     queue_.clear();
     model_.clear();
   }
+  // At one that was looked at already, or the one behind it, or any.
+  void look() {
+    looked_ = random_.below(3) > 0 ? looked_ + random_.below(2) : someKey();
+    const std::string* const value = std::as_const(queue_).value(looked_);
+    const auto wanted = find(looked_);
+    ASSERT_EQ(value != nullptr, wanted != model_.end());
+    if (value == nullptr) return;
+    ASSERT_EQ(*value, wanted->second);
+  }
   void start() {
     Standing& standing = someStanding();
     standing = Standing(queue_);
@@ -327,6 +351,7 @@ class LinkQueueAgainstStdDeque : public LinkQueueTest {
   }
 
   std::deque<Entry> model_;
+  U32 looked_ = 0;
   Standing standing_[4] = {Standing(queue_), Standing(queue_), Standing(queue_), Standing(queue_)};
 };
 

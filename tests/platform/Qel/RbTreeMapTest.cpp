@@ -87,6 +87,31 @@ TEST_F(RbTreeMapTest, StartsAtTheRowOrTheNextGreaterOneOrTheEnd) {
   EXPECT_THAT(keysFrom(map_, {9, 9}), IsEmpty());
 }
 
+TEST_F(RbTreeMapTest, FindsExactlyTheRowOfAKey) {
+  added({1, 5});
+  added({2, 1});
+  added({2, 2});
+  EXPECT_EQ(std::as_const(map_).find({2, 1}).key(), Key(2, 1));
+  EXPECT_EQ(std::as_const(map_).find({2, 1}).key(), Key(2, 1)) << "the same again";
+  EXPECT_EQ(std::as_const(map_).find({2, 2}).key(), Key(2, 2)) << "the next one";
+  EXPECT_FALSE(std::as_const(map_).find({2, 3})) << "behind the last one";
+  EXPECT_FALSE(std::as_const(map_).find({1, 6}));
+  EXPECT_EQ(std::as_const(map_).find({1, 5}).key(), Key(1, 5));
+}
+
+TEST_F(RbTreeMapTest, FindsNoRowThatHasLeft) {
+  const Ptr<Row> first = added({1, 1});
+  const Ptr<Row> second = added({2, 2});
+  map_.find({1, 1});
+  map_.rowDel(Key(1, 1));
+  EXPECT_FALSE(map_.find({1, 1}));
+  map_.find({2, 2});
+  const Ptr<Row> other = added({2, 2});
+  EXPECT_EQ(map_.find({2, 2}).ptr(), other);
+  map_.clear();
+  EXPECT_FALSE(map_.find({2, 2}));
+}
+
 TEST_F(RbTreeMapTest, TheSameRowAgainChangesNothing) {
   const Ptr<Row> row = added({1, 1});
   const auto version = map_.version();
@@ -219,7 +244,7 @@ class RbTreeMapAgainstStdMap : public RbTreeMapTest {
   };
 
   void step() {
-    switch (random_.below(10)) {
+    switch (random_.below(12)) {
       case 0:
       case 1:
       case 2:
@@ -231,6 +256,9 @@ class RbTreeMapAgainstStdMap : public RbTreeMapTest {
         return removeAtIterator();
       case 6:
         return start();
+      case 7:
+      case 8:
+        return find();
       default:
         return advance();
     }
@@ -273,6 +301,15 @@ class RbTreeMapAgainstStdMap : public RbTreeMapTest {
     standing.key = keyAt(model_.lower_bound(key));
     expectAt(standing);
   }
+  // One that was asked for already, or the one behind it, or any.
+  void find() {
+    Key key = someKey();
+    if (random_.below(3) > 0) key = {found_.first, found_.second + random_.below(2)};
+    found_ = key;
+    const auto wanted = model_.find(key);
+    const RowMap::IteratorConst it = std::as_const(map_).find(key);
+    ASSERT_EQ(it.ptr(), wanted == model_.end() ? Ptr<Row>() : wanted->second);
+  }
   void advance() {
     Standing& standing = someStanding();
     standing.it.advance();
@@ -292,6 +329,7 @@ class RbTreeMapAgainstStdMap : public RbTreeMapTest {
   static constexpr unsigned kStanding = 8;
   std::map<Key, Ptr<Row>> model_;
   Standing standing_[kStanding];
+  Key found_;
 };
 
 TEST_F(RbTreeMapAgainstStdMap, HoldsTheSameUnderRandomOperationsAndStandingIterators) {

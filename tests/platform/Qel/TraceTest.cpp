@@ -55,6 +55,13 @@ TEST_F(TraceTest, BringsEveryLevelUpToTheOneThatIsOn) {
   EXPECT_THAT(recorder.lines(), IsEmpty());
 }
 
+TEST_F(TraceTest, ShowsTheHighestLevelThatIsOnNowAndLater) {
+  const int& level = handle_.level();
+  EXPECT_EQ(level, 0);
+  const support::TraceRecorder recorder{{"Test", 2}};
+  EXPECT_EQ(level, 2);
+}
+
 TEST_F(TraceTest, BuildsNoTextForALevelThatIsOff) {
   support::TraceRecorder recorder{{"Test", 1}};
   const Counted counted;
