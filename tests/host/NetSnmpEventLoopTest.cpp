@@ -5,6 +5,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <chrono>
 #include <limits>
@@ -70,6 +71,22 @@ class NetSnmpEventLoopTest : public testing::Test {
   NetSnmpEventLoop loop_;
   std::vector<std::string> log_;
 };
+
+TEST_F(NetSnmpEventLoopTest, EndsEachRoundWithWhatItWasGiven) {
+  NetSnmpEventLoop loop(logs("after the round"));
+  const auto first = loop.timerIs(0.001, logs("first"));
+  Ptr<EventWatch> second;
+  const auto next = loop.timerIs(0.001, [&] {
+    second = loop.timerIs(0.001, [&] {
+      log_.emplace_back("second");
+      loop.stop();
+    });
+  });
+  loop.runUntil([this] { return log_.size() > 100; });
+  // Each round that called something, and at most others that called nothing.
+  log_.erase(std::unique(log_.begin(), log_.end()), log_.end());
+  EXPECT_THAT(log_, ElementsAre("first", "after the round", "second", "after the round"));
+}
 
 TEST_F(NetSnmpEventLoopTest, CallsAsLongAsADescriptorCanBeRead) {
   const Pair pair;
