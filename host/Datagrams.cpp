@@ -33,13 +33,6 @@ std::optional<sockaddr_in> nameOf(int socket) {
   return name;
 }
 
-bool isUdp(const netsnmp_transport& transport) {
-  constexpr unsigned int kOther = NETSNMP_TRANSPORT_FLAG_STREAM | NETSNMP_TRANSPORT_FLAG_SHARED |
-                                  NETSNMP_TRANSPORT_FLAG_TUNNELED;
-  return transport.domain == netsnmpUDPDomain && (transport.flags & kOther) == 0 &&
-         transport.sock >= 0;
-}
-
 // The address that a datagram was sent to, and the interface it came in by.
 void noteTarget(msghdr& message, netsnmp_indexed_addr_pair& addresses) {
   for (cmsghdr* part = CMSG_FIRSTHDR(&message); part != nullptr;
@@ -75,7 +68,7 @@ ssize_t answer(int socket, const void* buffer, int size, netsnmp_indexed_addr_pa
 }  // namespace
 
 std::unique_ptr<Datagrams> Datagrams::of(netsnmp_transport& transport) {
-  if (!isUdp(transport) || isBoundToADevice(transport.sock)) return nullptr;
+  if (transport.domain != netsnmpUDPDomain || isBoundToADevice(transport.sock)) return nullptr;
   const auto name = nameOf(transport.sock);
   return name ? std::unique_ptr<Datagrams>(new Datagrams(transport, *name)) : nullptr;
 }
@@ -142,11 +135,9 @@ int Datagrams::send(netsnmp_transport* transport, const void* buffer, int size, 
   if (addresses != nullptr && *addresses != nullptr && length != nullptr &&
       *length == sizeof(netsnmp_indexed_addr_pair) && snmp_get_do_debugging() == 0) {
     auto& pair = *static_cast<netsnmp_indexed_addr_pair*>(*addresses);
-    if (pair.local_addr.sin.sin_addr.s_addr != INADDR_ANY) {
-      const ssize_t sent = answer(transport->sock, buffer, size, pair);
-      // What may not be sent from, as a broadcast address, net-snmp knows how to answer.
-      if (sent >= 0 || errno != EINVAL) return static_cast<int>(sent);
-    }
+    const ssize_t sent = answer(transport->sock, buffer, size, pair);
+    // From some addresses, as that of a broadcast, nothing can be sent: net-snmp knows what then.
+    if (sent >= 0 || errno != EINVAL) return static_cast<int>(sent);
   }
   return self.librarySend_(transport, buffer, size, addresses, length);
 }

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <fstream>
+#include <new>
 #include <string_view>
 
 namespace Host {
@@ -62,18 +63,36 @@ bool onlyAnswers(const std::string& file) {
 
 }  // namespace
 
-std::optional<bool> HostAccess::known(const Source& source) {
+std::optional<bool> HostAccess::known(const Source& source) noexcept {
   now_ = monotonic_();
-  if (!looked_ || now_ >= *looked_ + kLookInterval) look();
+  try {
+    if (!looked_ || now_ >= *looked_ + kLookInterval) {
+      look();
+      looked_ = now_;
+    }
+  } catch (const std::bad_alloc&) {
+    forgetAll();
+  }
   const auto found = answers_.find(source);
   if (found == answers_.end() || now_ >= found->second.until) return {};
   return found->second.isAllowed;
 }
 
-void HostAccess::learned(const Source& source, bool isAllowed) {
+void HostAccess::learned(const Source& source, bool isAllowed) noexcept {
   if (!mayKeep_) return;
   if (answers_.size() >= kMost) answers_.clear();
-  answers_.insert_or_assign(source, Answer{isAllowed, now_ + kAge});
+  try {
+    answers_.insert_or_assign(source, Answer{isAllowed, now_ + kAge});
+  } catch (const std::bad_alloc&) {
+    forgetAll();
+  }
+}
+
+void HostAccess::forgetAll() noexcept {
+  answers_.clear();
+  stamps_.clear();
+  looked_.reset();
+  mayKeep_ = false;
 }
 
 // The times are both: one tells of what was written, the other of rights and of a time set back.
@@ -91,12 +110,11 @@ HostAccess::Stamp HostAccess::stampOf(const std::string& file) {
 }
 
 void HostAccess::look() {
-  looked_ = now_;
   std::vector<Stamp> stamps;
   std::ranges::transform(files_, std::back_inserter(stamps), stampOf);
   if (stamps == stamps_) return;
+  forgetAll();
   stamps_ = std::move(stamps);
-  answers_.clear();
   mayKeep_ = std::ranges::all_of(files_, onlyAnswers);
 }
 

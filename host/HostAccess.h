@@ -40,10 +40,11 @@ class HostAccess {
   HostAccess(std::vector<std::string> files, std::function<double()> monotonic)
       : files_(std::move(files)), monotonic_(std::move(monotonic)) {}
 
-  // What the files say of the source; nothing when they have to be asked, and learned() told.
-  std::optional<bool> known(const Source& source);
+  // What the files say of the source; nothing when they have to be asked, and learned() told. C code
+  // calls both: what there is no memory to keep is asked for again.
+  std::optional<bool> known(const Source& source) noexcept;
   // The files were asked, after known().
-  void learned(const Source& source, bool isAllowed);
+  void learned(const Source& source, bool isAllowed) noexcept;
 
  private:
   // Of a file: the error that hides it, or where it is, its size, and when it changed.
@@ -55,6 +56,7 @@ class HostAccess {
 
   static Stamp stampOf(const std::string& file);
   void look();
+  void forgetAll() noexcept;
 
   const std::vector<std::string> files_;
   const std::function<double()> monotonic_;

@@ -62,7 +62,8 @@ void tellRefused(netsnmp_transport& transport, const void* data, int length) {
 
 // Whether a packet may be parsed, and the line for one that may not, as netsnmp_agent_check_packet,
 // which asks the host-access files each time. What it notes of those let in besides, nobody reads.
-int checkPacket(netsnmp_session* session, netsnmp_transport* transport, void* data, int length) {
+int checkPacket(netsnmp_session* session, netsnmp_transport* transport, void* data,
+                int length) noexcept {
   const auto source = sourceOf(*transport, data, length);
   if (!source) return netsnmp_agent_check_packet(session, transport, data, length);
   auto& access = *static_cast<HostAccess*>(session->myvoid);

@@ -45,8 +45,8 @@ struct Received {
   std::shared_ptr<netsnmp_indexed_addr_pair> addresses;
 };
 
-Received received(netsnmp_transport& transport) {
-  std::string buffer(SNMP_MAX_RCV_MSG_SIZE, '\0');
+Received received(netsnmp_transport& transport, std::size_t room = SNMP_MAX_RCV_MSG_SIZE) {
+  std::string buffer(room, '\0');
   void* addresses = nullptr;
   int size = 0;
   errno = 0;
@@ -186,6 +186,35 @@ TEST_F(DatagramsTest, SaysWhyAnAnswerCannotBeSent) {
   asked("who?");
   EXPECT_EQ(answered(*transport_, received(*transport_), std::string(70'000, 'x')), -1);
   EXPECT_EQ(errno, EMSGSIZE);
+}
+
+TEST_F(DatagramsTest, CutsWhatIsLongerThanTheRoomForIt) {
+  listenAt("127.0.0.1:0");
+  asked("longer");
+  EXPECT_EQ(received(*transport_, 4).octets, "long");
+}
+
+TEST_F(DatagramsTest, LeavesReceivingToNetSnmpWhileThatTellsWhatItDoes) {
+  listenAt("127.0.0.1:0");
+  for (const char* text : {"one", "two", "three", "four"}) asked(text);
+  debug_register_tokens("nothing at all");
+  snmp_set_do_debugging(1);
+  EXPECT_EQ(received(*transport_).octets, "one");
+  EXPECT_EQ(datagrams_->waiting(), 0U);
+  snmp_set_do_debugging(0);
+  EXPECT_EQ(received(*transport_).octets, "two");
+  EXPECT_EQ(datagrams_->waiting(), 2U);
+  snmp_set_do_debugging(1);
+  EXPECT_EQ(received(*transport_).octets, "three") << "what waits comes first";
+  snmp_set_do_debugging(0);
+}
+
+TEST_F(DatagramsTest, LeavesASocketThatIsBoundToADeviceAsItIs) {
+  const Transport bound = transportAt("127.0.0.1:0");
+  if (::setsockopt(bound->sock, SOL_SOCKET, SO_BINDTODEVICE, "lo", 3) != 0) {
+    GTEST_SKIP() << "needs the right to bind a socket to a device";
+  }
+  EXPECT_THAT(Datagrams::of(*bound), IsNull());
 }
 
 TEST_F(DatagramsTest, LeavesOtherTransportsAsTheyAre) {

@@ -133,7 +133,8 @@ TEST_F(HostAccessTest, KeepsAnswersOfRulesThatOnlyAnswer) {
        {"", "# snmpd: ALL: spawn /bin/false\n", "\n \t\n", "snmpd: 192.0.2.0/255.255.255.0\n",
         "ALL: LOCAL @group .example.com EXCEPT /etc/others\n", "snmpd: [2001:db8::]/32 [::1]\n",
         "snmpd: [2001:db8::1] : allow\n", "ALL: ALL :deny \n", "snmpd: 192.0.2.1 \\\n 192.0.2.2\n",
-        "# goes on \\\n snmpd: ALL: spawn /bin/false\n", "without a colon\n", "no end: of line"}) {
+        "# goes on \\\n snmpd: ALL: spawn /bin/false\n", "without a colon\n", "no end: of line",
+        "snmpd: ALL: al\\\nlow\n"}) {
     EXPECT_TRUE(keepsUnder(rules)) << rules;
   }
 }
@@ -143,7 +144,8 @@ TEST_F(HostAccessTest, KeepsNothingWhileARuleDoesMoreThanAnswer) {
        {"snmpd: ALL: spawn /bin/echo %a\n", "snmpd: ALL: twist /bin/echo no\n",
         "snmpd: 192.0.2.1: severity local0.info : allow\n", "snmpd: ALL: aclexec /bin/test %a\n",
         "# a comment\n\nother: ALL\nsnmpd: [2001:db8::1] 192.0.2.1 : banners /etc : deny\n",
-        "snmpd: 192.0.2.1 \\\n : spawn /bin/false\n", "snmpd: ALL: spawn /bin/false"}) {
+        "snmpd: 192.0.2.1 \\\n : spawn /bin/false\n", "snmpd: ALL: spawn /bin/false",
+        "snmpd: ALL: spawn /bin/false\\\n"}) {
     EXPECT_FALSE(keepsUnder(rules)) << rules;
     EXPECT_TRUE(keepsUnder("snmpd: ALL\n")) << "after " << rules;
   }
@@ -157,6 +159,14 @@ TEST_F(HostAccessTest, KeepsNothingWhereItCannotTellWhatTheRulesDo) {
   now_ += HostAccess::kLookInterval;
   allows(v4(1), true);
   EXPECT_THAT(access_.known(v4(1)), Eq(std::nullopt));
+}
+
+TEST_F(HostAccessTest, KeepsNothingWhileAFileCannotBeReached) {
+  EXPECT_TRUE(allows(v4(1), true));
+  std::filesystem::create_symlink("hosts.deny", path("hosts.deny"));
+  now_ += HostAccess::kLookInterval;
+  for (int packet = 0; packet < 3; ++packet) EXPECT_FALSE(allows(v4(1), false));
+  EXPECT_EQ(asked_, 4);
 }
 
 TEST_F(HostAccessTest, ForgetsEverybodyRatherThanKeepMoreSourcesThanItMay) {
