@@ -191,7 +191,9 @@ TEST_F(DatagramsTest, SaysWhyAnAnswerCannotBeSent) {
 TEST_F(DatagramsTest, CutsWhatIsLongerThanTheRoomForIt) {
   listenAt("127.0.0.1:0");
   asked("longer");
-  EXPECT_EQ(received(*transport_, 4).octets, "long");
+  const Received cut = received(*transport_, 4);
+  EXPECT_EQ(cut.octets, "long");
+  EXPECT_EQ(cut.length, 4);
 }
 
 TEST_F(DatagramsTest, LeavesReceivingToNetSnmpWhileThatTellsWhatItDoes) {
