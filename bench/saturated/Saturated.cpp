@@ -45,7 +45,7 @@ struct Settings {
   std::string stock = "/usr/sbin/snmpd";
   int rounds = 9;
   double seconds = 1;
-  int window = 32;
+  int window = 64;
   int agentCore = 0;
   int clientCore = 1;
 };
