@@ -40,8 +40,8 @@ class HostAccess {
   HostAccess(std::vector<std::string> files, std::function<double()> monotonic)
       : files_(std::move(files)), monotonic_(std::move(monotonic)) {}
 
-  // What the files say of the source; nothing when they have to be asked, and learned() told. C code
-  // calls both: what there is no memory to keep is asked for again.
+  // What the files say of the source; nothing when they have to be asked, and learned() told. C
+  // code calls both: what there is no memory to keep is asked for again.
   std::optional<bool> known(const Source& source) noexcept;
   // The files were asked, after known().
   void learned(const Source& source, bool isAllowed) noexcept;
