@@ -9,5 +9,6 @@
 #include <net-snmp/agent/net-snmp-agent-includes.h>
 #include <net-snmp/agent/agent_callbacks.h>
 #include <net-snmp/library/fd_event_manager.h>
+#include <net-snmp/library/large_fd_set.h>
 #include <net-snmp/library/lcd_time.h>
 // clang-format on

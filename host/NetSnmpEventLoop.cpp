@@ -110,7 +110,8 @@ timeval delayOf(double seconds) {
 
 }  // namespace
 
-NetSnmpEventLoop::NetSnmpEventLoop() {
+NetSnmpEventLoop::NetSnmpEventLoop(std::function<void()> afterRound)
+    : afterRound_(std::move(afterRound)) {
   netsnmp_ds_set_boolean(NETSNMP_DS_LIBRARY_ID, NETSNMP_DS_LIB_ALARM_DONT_USE_SIG, 1);
 }
 
@@ -135,6 +136,7 @@ void NetSnmpEventLoop::runUntil(const std::function<bool()>& done) {
     if (agent_check_and_process(1) < 0 && errno != EINTR) {
       throw std::system_error(errno, std::generic_category(), "cannot wait for events");
     }
+    afterRound_();
   }
 }
 

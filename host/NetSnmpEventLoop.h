@@ -17,8 +17,9 @@ namespace Host {
 // Qel/Failure.h), and is a bug that ends the process otherwise.
 class NetSnmpEventLoop final : public Qel::EventLoop {
  public:
-  // Keeps net-snmp from running timers out of a signal handler.
-  NetSnmpEventLoop();
+  // Keeps net-snmp from running timers out of a signal handler. Each round ends with `afterRound`,
+  // which is where to do what no descriptor and no timer will tell of; it must not raise.
+  explicit NetSnmpEventLoop(std::function<void()> afterRound = [] {});
   NetSnmpEventLoop(const NetSnmpEventLoop&) = delete;
   NetSnmpEventLoop& operator=(const NetSnmpEventLoop&) = delete;
 
@@ -37,6 +38,7 @@ class NetSnmpEventLoop final : public Qel::EventLoop {
   bool isRunning() const noexcept { return running_; }
 
  private:
+  const std::function<void()> afterRound_;
   bool running_ = true;
 };
 

@@ -2,12 +2,8 @@
 
 #include <fmt/format.h>
 
-#include <algorithm>
-#include <cerrno>
+#include <chrono>
 #include <cstdlib>
-#include <cstring>
-#include <iterator>
-#include <string_view>
 #include <utility>
 
 #include "host/Errors.h"
@@ -20,17 +16,6 @@ namespace Host {
 namespace {
 
 constexpr auto kName = "norvek-snmpd";
-
-// Why net-snmp could not listen at an address, which it does not say: `error` is what errno held
-// then. Only a socket sets these; the look-up of a name, which may be no name, leaves others
-// behind.
-std::string reasonOf(std::string_view address, int error) {
-  constexpr int kSocketErrors[] = {EACCES, EPERM,  EADDRINUSE, EADDRNOTAVAIL, EAFNOSUPPORT,
-                                   EMFILE, ENFILE, ENOBUFS,    ENOMEM};
-  const bool isPath = address.starts_with("unix") || address.starts_with('/');
-  const bool isOfASocket = std::ranges::find(kSocketErrors, error) != std::end(kSocketErrors);
-  return error != 0 && (isPath || isOfASocket) ? std::strerror(error) : "not an address";
-}
 
 // MIB files are for those who print names; the agent answers in numbers.
 void loadNoMibs() {
@@ -55,6 +40,10 @@ void keepNoState() {
 void leaveOutModules() {
   static bool leftOut = false;  // the list is net-snmp's and outlives its shutdown
   if (!std::exchange(leftOut, true)) add_to_init_list(std::string("-smux,iquery").data());
+}
+
+double monotonicSeconds() {
+  return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
 }
 
 void roleIs(const Options& options) {
@@ -96,7 +85,8 @@ SnmpAgent::Library::~Library() {
   shutdown_agent();
 }
 
-SnmpAgent::SnmpAgent(const Options& options, const std::string& description) : library_(options) {
+SnmpAgent::SnmpAgent(const Options& options, const std::string& description)
+    : hostAccess_({"/etc/hosts.allow", "/etc/hosts.deny"}, monotonicSeconds), library_(options) {
   const bool subagent = options.agentxAddress.has_value();
   if (!subagent) systemGroup_ = std::make_unique<SystemGroup>(description);
   configuration_ = std::make_unique<SnmpConfiguration>(options.configurationFile);
@@ -126,12 +116,12 @@ void SnmpAgent::readConfigurationAgain() { configuration_->readAgain(); }
 
 void SnmpAgent::listenAt(const std::vector<std::string>& addresses) {
   for (const std::string& address : addresses) {
-    const NetSnmpLog::Capture capture;
-    errno = 0;
-    if (netsnmp_agent_listen_on(address.c_str()) < 0) {
-      throw StartError(fmt::format("cannot listen on {}: {}", address, reasonOf(address, errno)));
-    }
+    listeners_.push_back(std::make_unique<Listener>(address, hostAccess_));
   }
+}
+
+void SnmpAgent::serveWaiting() {
+  for (const auto& listener : listeners_) listener->serveWaiting();
 }
 
 }  // namespace Host

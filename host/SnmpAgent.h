@@ -5,6 +5,8 @@
 #include <vector>
 
 #include "host/AgentxMaster.h"
+#include "host/HostAccess.h"
+#include "host/Listener.h"
 #include "host/Options.h"
 #include "host/SnmpConfiguration.h"
 #include "host/SystemGroup.h"
@@ -31,6 +33,9 @@ class SnmpAgent {
   // Takes requests at the addresses, from when all plug-ins are in place. Raises StartError naming
   // the address that cannot be had.
   void listenAt(const std::vector<std::string>& addresses);
+  // Answers what its listeners have received already. Nothing else would: each round of the event
+  // loop ends with it.
+  void serveWaiting();
 
   // Reads the configuration file again, and lets in whom it names; the system group's texts are its
   // as well. Raises StartError where the file does not hold: by then the old access is gone. A
@@ -47,10 +52,12 @@ class SnmpAgent {
 
   void startMaster(const Options& options);
 
+  HostAccess hostAccess_;
   const Library library_;
   std::unique_ptr<SystemGroup> systemGroup_;
   std::unique_ptr<SnmpConfiguration> configuration_;
   std::unique_ptr<AgentxMaster> master_;  // of a subagent
+  std::vector<std::unique_ptr<Listener>> listeners_;
 };
 
 }  // namespace Host

@@ -41,7 +41,7 @@ void serve(const Host::Options& options, const Host::SignalEvents& reloadSignals
 
   Host::SnmpAgent agent(options,
                         fmt::format("norvek-snmpd, cell {}, {}", options.cellId, options.cellType));
-  Host::NetSnmpEventLoop loop;
+  Host::NetSnmpEventLoop loop([&agent] { agent.serveWaiting(); });
   const Host::LogPump logPump(Host::processLog(), loop);
   const auto onSignal = signals.watch(loop, [&loop] { loop.stop(); });
   const Host::ActivityPump pump(loop);

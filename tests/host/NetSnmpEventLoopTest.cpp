@@ -71,6 +71,16 @@ class NetSnmpEventLoopTest : public testing::Test {
   std::vector<std::string> log_;
 };
 
+TEST_F(NetSnmpEventLoopTest, EndsEachRoundWithWhatItWasGivenTheLastOneToo) {
+  NetSnmpEventLoop loop(logs("after the round"));
+  const auto last = loop.timerIs(0.001, [&] {
+    log_ = {"last call"};
+    loop.stop();
+  });
+  loop.run();
+  EXPECT_THAT(log_, ElementsAre("last call", "after the round"));
+}
+
 TEST_F(NetSnmpEventLoopTest, CallsAsLongAsADescriptorCanBeRead) {
   const Pair pair;
   pair.sent();

@@ -65,24 +65,29 @@ def elements(octets):
 class Client:
     """Asks one agent, one question at a time."""
 
-    def __init__(self, port, patience):
-        self.socket = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
+    def __init__(self, port, patience, host="127.0.0.1", family=socket.AF_INET,
+                 kind=socket.SOCK_DGRAM):
+        self.socket = socket.socket(family, kind)
         self.socket.settimeout(patience)
-        self.socket.connect(("127.0.0.1", port))
+        self.socket.connect((host, port))
         self.number = 0
 
     def bulk(self, name, repetitions):
         """One GETBULK: [(object identifier, octets)] of what has octets below the name. The agent
         answers it in one piece, between two events. Raises OSError when there is no answer."""
-        self.number += 1
-        binding = tagged(SEQUENCE, tagged(SEQUENCE, identifier(name) + tagged(NULL, b"")))
-        pdu = tagged(PDU_GETBULK, integer(self.number) + integer(0) + integer(repetitions) + binding)
-        self.socket.send(tagged(SEQUENCE, integer(1) + tagged(OCTETS, b"public") + pdu))
+        self.ask(name, repetitions)
         while True:
             number, bindings = self.answer(self.socket.recv(65536))
             if number == self.number:
                 return [(found, value) for found, tag, value in bindings
                         if tag == OCTETS and found.startswith(name + ".")]
+
+    def ask(self, name, repetitions):
+        """Sends such a GETBULK, and waits for nothing."""
+        self.number += 1
+        binding = tagged(SEQUENCE, tagged(SEQUENCE, identifier(name) + tagged(NULL, b"")))
+        pdu = tagged(PDU_GETBULK, integer(self.number) + integer(0) + integer(repetitions) + binding)
+        self.socket.send(tagged(SEQUENCE, integer(1) + tagged(OCTETS, b"public") + pdu))
 
     @staticmethod
     def answer(octets):
