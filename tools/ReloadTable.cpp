@@ -73,7 +73,6 @@ class Walk {
   }
 
   void take(Column& column, const SnmpBinding& binding) {
-    if (!column.isOpen) return;  // what comes behind the end of a column
     if (binding.kind == Kind::endOfView || !isBelow(binding.name, column.base)) {
       column.isOpen = false;
       return;

@@ -56,7 +56,7 @@ std::size_t endOfLine(std::string_view text, std::size_t most) {
     const bool isBehindAWord = at > 0 && text[at - 1] != ' ';
     if (character == " " && isBehindAWord) blank = at;
     columns += columnsOf(character);
-    if (columns > most && character != " ") return blank > 0 ? blank : at;
+    if (columns > most) return blank > 0 ? blank : at;
     at += character.size();
   }
   return text.size();

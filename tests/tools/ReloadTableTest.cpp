@@ -179,14 +179,22 @@ TEST_F(ReloadTableTest, EndsWithAnErrorWhereObjectsAreNoInstances) {
 
 TEST_F(ReloadTableTest, GivesUpAnAgentThatNeverEnds) {
   U32 number = 0;
-  const std::string text(1024, 'x');
+  std::string text(1024, 'x');
   agent_.answersWith([&] {
-    ++number;
-    return std::vector<SnmpBinding>{{instance(4, {number, 0, 1}), Kind::octets, text},
-                                    {instance(5, {number, 0, 1}), Kind::octets, text}};
+    std::vector<SnmpBinding> answer;
+    for (int i = 0; i < 1024; ++i) {
+      ++number;
+      answer.push_back({instance(4, {number, 0, 1}), Kind::octets, text});
+      answer.push_back({instance(5, {number, 0, 1}), Kind::octets, text});
+    }
+    return answer;
   });
   EXPECT_EQ(problem(), "the agent serves more than any such table holds");
-  EXPECT_EQ(number, 32769U) << "64 MiB";
+  EXPECT_EQ(number, 33U * 1024) << "64 MiB";
+  number = 0;
+  text.clear();
+  EXPECT_EQ(problem(), "the agent serves more than any such table holds");
+  EXPECT_EQ(number, 193U * 1024) << "as many rows as three units may have";
 }
 
 TEST_F(ReloadTableTest, TakesTheUnitThatAnswersForTheOneWithItsRows) {

@@ -106,6 +106,7 @@ TEST(ReportTest, TellsHowLongAgoInWordsThatFit) {
                                                    {700 * 86400.0, "      700 d ago  a"},
                                                    {731 * 86400.0, "    2 years ago  a"},
                                                    {999.5 * 31556952, "  999 years ago  a"},
+                                                   {1000.5 * 31556952, "       long ago  a"},
                                                    {9.0e15, "       long ago  a"}}) {
     EXPECT_THAT(shown(reportOf(cause("a", kNow - age))), HasSubstr("\n" + words + "\n"));
   }

@@ -22,6 +22,7 @@ TEST(TextLayoutTest, CountsTheColumnsThatATerminalTakes) {
   EXPECT_EQ(widthOf("电源"), 4U) << "wide characters take two";
   EXPECT_EQ(widthOf("e\xcc\x81"), 1U) << "an accent that combines takes none";
   EXPECT_EQ(widthOf("😀"), 2U);
+  EXPECT_EQ(widthOf("\xef\xbf\xbe"), 1U) << "what is no character is shown as something";
 }
 
 TEST(TextLayoutTest, BreaksLinesAtBlanks) {
@@ -35,6 +36,7 @@ TEST(TextLayoutTest, KeepsNoBlanksWhereALineBreaks) {
   EXPECT_THAT(wrapped("one    two", 5), ElementsAre("one", "two"));
   EXPECT_THAT(wrapped("one  two   ", 20), ElementsAre("one  two"));
   EXPECT_THAT(wrapped("  one two", 6), ElementsAre("  one", "two"));
+  EXPECT_THAT(wrapped("  abcdef", 4), ElementsAre("  ab", "cdef"));
   EXPECT_THAT(wrapped("    ", 2), ElementsAre(""));
   EXPECT_THAT(wrapped("", 2), ElementsAre(""));
 }
