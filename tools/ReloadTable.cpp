@@ -143,6 +143,7 @@ std::vector<ReportedCell> cellsOf(const ReloadRows& rows) {
   const auto isOwn = [&](const auto& unit) { return unit.second == own; };
   const auto owners = std::ranges::count_if(units, isOwn);
   std::vector<ReportedCell> cells;
+  cells.reserve(units.size() + 1);
   // Two with the same rows leave it open which of them answers.
   for (const auto& unit : units) {
     cells.push_back({unit.first, owners == 1 && isOwn(unit), reloadsOf(unit.second)});
@@ -161,9 +162,10 @@ std::optional<double> secondsOfDateAndTime(const std::string& octets) {
   if (!day.ok() || at(4) > 23 || at(5) > 59 || at(6) > 60 || at(7) > 9) return {};
   if (at(9) > 14 || at(10) > 59) return {};
   constexpr double kDay = 86400;
+  const int cycles = static_cast<int>(year / 400) - 2000 / 400;
   constexpr double kDaysOf400Years = 146097;
   const double days = static_cast<double>(std::chrono::sys_days(day).time_since_epoch().count()) +
-                      kDaysOf400Years * (static_cast<int>(year / 400) - 2000 / 400);
+                      kDaysOf400Years * cycles;
   const double offset = (octets[8] == '-' ? -1.0 : 1.0) * (at(9) * 3600 + at(10) * 60);
   const double seconds = days * kDay + at(4) * 3600 + at(5) * 60 + at(6) + at(7) / 10.0 - offset;
   return seconds == 0.0 ? std::nullopt : std::optional(seconds);
