@@ -34,6 +34,15 @@ install(FILES "${PROJECT_SOURCE_DIR}/README.md" "${PROJECT_SOURCE_DIR}/LICENSE"
         DESTINATION "${CMAKE_INSTALL_DOCDIR}")
 install(DIRECTORY "${PROJECT_SOURCE_DIR}/examples" DESTINATION "${CMAKE_INSTALL_DOCDIR}")
 
+foreach(section IN ITEMS 1 5 8)
+  file(GLOB pages CONFIGURE_DEPENDS "${PROJECT_SOURCE_DIR}/docs/man/*.${section}")
+  install(FILES ${pages} DESTINATION "${CMAKE_INSTALL_MANDIR}/man${section}")
+endforeach()
+# One file under the names of both programs, as bash looks for it.
+install(FILES "${PROJECT_SOURCE_DIR}/packaging/bash-completion/kavra"
+              "${PROJECT_SOURCE_DIR}/packaging/bash-completion/norvek-snmpd"
+        DESTINATION "${CMAKE_INSTALL_DATADIR}/bash-completion/completions")
+
 foreach(set IN ITEMS MiscSnmpPlatform MiscSnmpPlugin MiscSnmpTable)
   install(EXPORT ${set} NAMESPACE MiscSnmp:: DESTINATION "${MISCSNMP_CMAKE_DIR}")
 endforeach()

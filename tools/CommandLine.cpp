@@ -10,6 +10,7 @@
 #include <optional>
 #include <string>
 #include <system_error>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -28,7 +29,11 @@
 #include "tools/AgentStatus.h"
 #include "tools/Commands.h"
 #include "tools/Errors.h"
+#include "tools/Report.h"
+#include "tools/Screen.h"
 #include "tools/Serve.h"
+#include "tools/Show.h"
+#include "tools/SnmpAgent.h"
 #include "tools/Suggestion.h"
 #include "tools/Time.h"
 #include "tools/Watch.h"
@@ -101,7 +106,8 @@ std::string readFile(const std::string& name) {
 // are taken as they are: the parser has its own idea of texts like "[]", which a cause may well be.
 class Program {
  public:
-  Program(std::istream& in, std::ostream& out, std::ostream& err) : in_(in), out_(out), err_(err) {
+  Program(std::istream& in, std::ostream& out, std::ostream& err, const Screen& screen)
+      : in_(in), out_(out), err_(err), screen_(screen) {
     app_.require_subcommand(1);
     app_.set_version_flag("--version", "kavra " KAVRA_VERSION, "Print the version and stop");
     app_.fallthrough();
@@ -115,6 +121,7 @@ class Program {
     addServing();
     addCells();
     addStatus();
+    addShow();
   }
 
   CLI::App& app() { return app_; }
@@ -319,6 +326,76 @@ class Program {
     });
   }
 
+  void addShow() {
+    CLI::App* showing = command("show", "print why and when the supervisors reloaded, for people");
+    const CLI::Option* cell = option(
+        showing, "--cell", "N", "this supervisor alone; with --snmp, 0 is the one that answers");
+    CLI::Option* json = flag(showing, "--json", "as a JSON document");
+    flag(showing, "--utc", "times in UTC rather than in local time")->excludes(json);
+    option(showing, "--color", "WHEN",
+           "auto (default: on a terminal without NO_COLOR), always, never")
+        ->excludes(json);
+    CLI::Option* agent = named(option(
+        showing, "--snmp", "HOST",
+        "ask this agent rather than the database: [TRANSPORT:]HOST[:PORT], as snmpwalk takes it; "
+        "communities and passphrases, and what else is not given, come from snmp.conf"));
+    addSession(showing, agent);
+    showing->callback([=, this] {
+      const auto number = cell->count() > 0 ? std::optional(cellOf(cell)) : std::nullopt;
+      const auto style = json->count() > 0 ? std::nullopt : std::optional(styleOf(showing));
+      const bool isAsked = agent->count() > 0;
+      const Report report =
+          isAsked ? reportOf(sessionOf(showing), number) : commands().report(number);
+      show(report, style, *clock_, out_);
+    });
+  }
+
+  // The options of a session, as net-snmp's own commands have them, but those that are secrets.
+  static void addSession(CLI::App* showing, CLI::Option* agent) {
+    for (const auto& [name, type, help] :
+         {std::tuple("-v", "1|2c|3",
+                     "the version (default: snmp.conf's; 3 where a user is named, else 2c)"),
+          {"-u", "USER", "the user, for version 3"},
+          {"-l", "LEVEL", "noAuthNoPriv, authNoPriv or authPriv"},
+          {"-a", "PROTOCOL", "of authentication: SHA-256, ..."},
+          {"-x", "PROTOCOL", "of privacy: AES, ..."},
+          {"-n", "CONTEXT", "the context"},
+          {"-t", "SECONDS", "how long to wait before asking again"},
+          {"-r", "RETRIES", "how often to ask again"}}) {
+      named(option(showing, name, type, help))->needs(agent);
+    }
+    for (const std::string name : {"-c", "-A", "-X"}) {
+      const auto refuse = [name](const std::string&) -> std::string {
+        throw CommandError(name +
+                           ": a secret is not for the command line, where everybody sees it: see "
+                           "defCommunity, defAuthPassphrase and defPrivPassphrase in snmp.conf(5)");
+      };
+      option(showing, name.c_str(), "SECRET", "")->check(refuse)->group("");
+    }
+  }
+
+  static SnmpOptions sessionOf(const CLI::App* showing) {
+    const auto of = [&](const char* name) { return typed(showing->get_option(name)); };
+    return {text(showing->get_option("--snmp")),
+            of("-v"),
+            of("-u"),
+            of("-l"),
+            of("-a"),
+            of("-x"),
+            of("-n"),
+            of("-t"),
+            of("-r")};
+  }
+
+  ReportStyle styleOf(const CLI::App* showing) const {
+    const std::string when = typed(showing->get_option("--color")).value_or("auto");
+    if (when != "auto" && when != "always" && when != "never") {
+      throw CommandError("--color: " + Qel::quoted(when) + " is not auto, always or never");
+    }
+    const bool isColoured = when == "always" || (when == "auto" && screen_.takesColour);
+    return {screen_.columns, isColoured, showing->get_option("--utc")->count() > 0};
+  }
+
   static constexpr char kPathHelp[] = "names joined by '/', as kavra ls prints them";
   static constexpr char kPrefixHelp[] = "only paths that begin so (default: all)";
   static constexpr char kCauseHelp[] = "the description of a cause";
@@ -329,6 +406,7 @@ class Program {
   std::istream& in_;
   std::ostream& out_;
   std::ostream& err_;
+  const Screen screen_;
   const Qel::Ptr<Qel::Clock const> clock_ = Qel::activityManager()->clock();
   CLI::App app_{"The command line of the state database", "kavra"};
   CLI::Option* db_ = nullptr;
@@ -338,8 +416,8 @@ class Program {
 }  // namespace
 
 int runCommandLine(int argc, const char* const* argv, std::istream& in, std::ostream& out,
-                   std::ostream& err) {
-  Program program(in, out, err);
+                   std::ostream& err, const Screen& screen) {
+  Program program(in, out, err, screen);
   try {
     if (argc < 2) {
       out << program.app().help();

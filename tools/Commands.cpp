@@ -2,7 +2,9 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cstddef>
+#include <iterator>
 #include <set>
 #include <string_view>
 #include <utility>
@@ -31,15 +33,21 @@ using Qel::Document;
 constexpr char kHistoryType[] = "System::ResetCauseHistory";
 constexpr char kRedundancyType[] = "Redundancy::RedundancyStatus";
 
+constexpr char kCells[] = "cell/";
+
 std::string historyPath(U32 cell) { return fmt::format("cell/{}/sys/reset/history", cell); }
 std::string redundancyPath(U32 cell) { return fmt::format("cell/{}/redundancy/status", cell); }
 
+// The cell that a path is of.
+std::optional<U32> cellOf(std::string_view path) {
+  if (!path.starts_with(kCells)) return {};
+  path.remove_prefix(std::size(kCells) - 1);
+  return Qel::numberOf<U32>(path.substr(0, path.find('/')));
+}
+
 // What the path of a cell's document is for; null for any other path.
 const char* typeFor(const std::string& path) {
-  constexpr std::string_view kCells = "cell/";
-  if (!path.starts_with(kCells)) return nullptr;
-  const std::string_view rest = std::string_view(path).substr(kCells.size());
-  const auto cell = Qel::numberOf<U32>(rest.substr(0, rest.find('/')));
+  const auto cell = cellOf(path);
   if (!cell) return nullptr;
   if (path == historyPath(*cell)) return kHistoryType;
   return path == redundancyPath(*cell) ? kRedundancyType : nullptr;
@@ -215,6 +223,24 @@ void Commands::setRedundancy(U32 cell, const std::optional<U32>& protocol,
                                   {"protocol", std::move(newProtocol)},
                                   {"switchoverCapable", std::move(newCapable)}});
   });
+}
+
+Report Commands::report(const std::optional<U32>& cell) {
+  Report report{url_, {}, {}};
+  const std::string prefix = cell ? historyPath(*cell) : kCells;
+  for (const auto& [path, document] : store_->documents(Qel::String(prefix))) {
+    const auto number = cellOf(path.view());
+    if (!number || path.stdString() != historyPath(*number)) continue;
+    const std::string problem = problemOf(path.stdString(), document, kHistoryType);
+    if (problem.empty()) {
+      report.cells.push_back({*number, false, reloadsOf(document)});
+    } else {
+      report.problems.push_back(path.stdString() + ": " + problem);
+    }
+  }
+  if (cell && report.cells.empty() && report.problems.empty()) throwNotPublished(prefix);
+  std::ranges::sort(report.cells, {}, &ReportedCell::cell);
+  return report;
 }
 
 void Commands::status() {

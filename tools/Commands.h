@@ -11,6 +11,7 @@
 #include "Qel/Document.h"
 #include "Qel/Ptr.h"
 #include "Qel/Types.h"
+#include "tools/Report.h"
 
 namespace Tools {
 
@@ -42,6 +43,10 @@ class Commands {
   // What is not given stays as it is published, or else is 0 and false.
   void setRedundancy(U32 cell, const std::optional<U32>& protocol,
                      const std::optional<bool>& switchoverCapable);
+
+  // The reloads of every cell that has published a history, or of that cell. A history that cannot
+  // be read is among the report's problems.
+  Report report(const std::optional<U32>& cell);
 
   // Prints how the database stands; with how the peer's does, where there is one. Then raises
   // CommandError where one of them cannot be read.

@@ -31,6 +31,8 @@ CLEAN = {
     "NorvekGeneralMIB/Table.cpp": '#include "MiscSnmp/GeneralMib.h"\n#include "Snmp/Contexts.h"\n',
     "host/NetSnmp.h": "#pragma once\n#include <net-snmp/net-snmp-config.h>\n",
     "host/main.cpp": '#include "host/NetSnmp.h"\n#include "Kavra/StoreUrl.h"\n',
+    "tools/NetSnmp.h": "#pragma once\n#include <net-snmp/net-snmp-config.h>\n",
+    "tools/SnmpAgent.cpp": '#include "tools/NetSnmp.h"\n',
     "tools/kavra.cpp": '#include "Kavra/Json/Text.h"\n#include "Kavra/StoreUrl.h"\n',
     "tests/MiscSnmp/GeneralMibTest.cpp": '#include "MiscSnmp/GeneralMib.h"\n'
     '#include "support/Recorder.h"\n',
@@ -112,12 +114,12 @@ class Layers(unittest.TestCase):
     def testNetSnmpComesThroughTheWrapperAlone(self):
         text = "#include <net-snmp/net-snmp-includes.h>\n"
         for path in ("host/X.cpp", "NorvekGeneralMIB/X.cpp", "platform/Snmp/X.h", "tests/host/X.cpp",
-                     "MiscSnmp/X.cpp", "host/sub/NetSnmp.h"):
+                     "MiscSnmp/X.cpp", "tools/X.cpp", "host/sub/NetSnmp.h"):
             self.assertRefused(path, text)
 
     def testRoomsWithoutNetSnmpDoNotSeeItThroughOthers(self):
-        self.assertRefused("tools/X.cpp", '#include "Snmp/Contexts.h"\n',
-                           "platform/Snmp/NetSnmp.h:2")
+        self.assertRefused("MiscSnmpAgent/X.cpp", '#include "Snmp/Contexts.h"\n',
+                           "MiscSnmpAgent/X.cpp:1", "platform/Snmp/NetSnmp.h:2")
 
     def testStorageStaysInTheStateDatabase(self):
         for library in ("hiredis/hiredis.h", "nlohmann/json.hpp"):
