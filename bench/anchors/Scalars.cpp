@@ -6,7 +6,7 @@
 namespace Bench {
 namespace {
 
-constexpr oid kCount = 64;
+constexpr oid kCount = 100;
 
 int handleScalar(netsnmp_mib_handler* /*handler*/, netsnmp_handler_registration* registration,
                  netsnmp_agent_request_info* /*info*/, netsnmp_request_info* request) {
