@@ -18,7 +18,7 @@ using Clock = std::chrono::steady_clock;
 constexpr double kMicro = 1e6;
 constexpr U32 kFewestForBulk = 100;   // a table that a GETBULK of 50 does not run past
 constexpr U32 kFewestForMiss = 1000;  // where the steps of a walk outweigh the rest of a request
-constexpr int kWarmUp = 3;
+constexpr double kWarmUp = 0.25;      // of a block, before it, while the caches fill again
 
 double secondsSince(Clock::time_point begin) {
   return std::chrono::duration<double>(Clock::now() - begin).count();
@@ -118,7 +118,9 @@ void Measures::latency(Round& round, const Pace& pace, Question question, const 
       const auto next = [&] {
         return question == Question::get ? raced_[i].get(random_()) : raced_[i].getNext(random_());
       };
-      for (int warm = 0; warm < kWarmUp; ++warm) ask(question, next());
+      for (const auto begin = Clock::now(); secondsSince(begin) < kWarmUp * pace.blockSeconds;) {
+        ask(question, next());
+      }
       const double before = processorSeconds();
       for (const auto begin = Clock::now(); secondsSince(begin) < pace.blockSeconds;) {
         const Asked asked = next();
@@ -160,6 +162,8 @@ void Measures::walk(Round& round, const Pace& pace, Question question, const std
   std::vector<std::vector<double>> found(raced_.size());
   for (int block = 0; block < pace.blocks; ++block) {
     for (const std::size_t i : orderOf(raced_.size(), turn_++)) {
+      std::vector<double> warmUp;
+      goOn(walks[i], kWarmUp * pace.blockSeconds, question, repetitions, warmUp);
       goOn(walks[i], pace.blockSeconds, question, repetitions, found[i]);
     }
   }

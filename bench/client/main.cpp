@@ -24,7 +24,7 @@ struct Options {
   pid_t agent = 0;
   U32 rows = 0;
   int rounds = 1;
-  Bench::Pace pace{0.01, 6};
+  Bench::Pace pace{0.04, 3};
   bool awaits = false;
 };
 
