@@ -2,7 +2,6 @@
 
 #include <fmt/format.h>
 
-#include <algorithm>
 #include <cstddef>
 
 #include "Snmp/Converters.h"
@@ -48,8 +47,10 @@ void answer(netsnmp_request_info* request, const Row* row) {
 Key keyOf(const netsnmp_table_request_info& asked) {
   Key key{};
   const netsnmp_variable_list* index = asked.indexes;
-  for (unsigned i = 0; i < std::min<unsigned>(asked.number_indexes, 3) && index != nullptr; ++i) {
-    key[i] = static_cast<U32>(*index->val.integer);
+  unsigned left = asked.number_indexes;
+  for (U32& value : key) {
+    if (left-- == 0 || index == nullptr) break;
+    value = static_cast<U32>(*index->val.integer);
     index = index->next_variable;
   }
   return key;

@@ -7,6 +7,13 @@ namespace {
 
 using Rows = std::vector<Row>;
 
+// As the library compares arrays, but for its loop.
+bool isBefore(const Key& one, const Key& other) {
+  if (one[0] != other[0]) return one[0] < other[0];
+  if (one[1] != other[1]) return one[1] < other[1];
+  return one[2] < other[2];
+}
+
 // The row is the place of the walk and what is answered at once: neither is anybody's to free.
 netsnmp_variable_list* standAt(const Row* row, const Rows& rows, void** loop, void** data,
                                netsnmp_variable_list* indexes) {
@@ -30,7 +37,7 @@ netsnmp_variable_list* first(void** loop, void** data, netsnmp_variable_list* in
   const Key key = hint != nullptr ? keyOf(*hint) : Key{};
   const auto row =
       std::lower_bound(rows.begin(), rows.end(), key,
-                       [](const Row& one, const Key& other) { return one.key < other; });
+                       [](const Row& one, const Key& other) { return isBefore(one.key, other); });
   return standAt(rows.data() + (row - rows.begin()), rows, loop, data, indexes);
 }
 

@@ -172,6 +172,14 @@ void Measures::walk(Round& round, const Pace& pace, Question question, const std
   }
 }
 
+void Measures::walkThrough(const std::string& title, std::uint64_t values) {
+  const auto subject = std::find_if(all_.begin(), all_.end(),
+                                    [&](const Subject& one) { return one.title() == title; });
+  if (subject == all_.end()) throw std::invalid_argument("nothing is called " + title);
+  Walk walk(*subject);
+  while (values-- > 0) walk.found(manager_.ask(Question::getNext, walk.name).varbinds);
+}
+
 void Measures::miss(Round& round, const Pace& pace) {
   for (const Subject& subject : all_) {
     const std::string_view title = subject.title();

@@ -33,6 +33,8 @@ class Measures {
   // Raises std::runtime_error unless every table holds what the first one does, and no more.
   void check();
   Round round(const Pace& pace);
+  // Finds so many values of the subject of that title, one by one, from its first on and again.
+  void walkThrough(const std::string& title, std::uint64_t values);
 
  private:
   // Where a walk of a subject stands, and how many values it has found since it began.

@@ -3,11 +3,13 @@
 
 #include <CLI/CLI.hpp>
 #include <chrono>
+#include <cstdint>
 #include <exception>
 #include <iostream>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <stdexcept>
+#include <string>
 #include <system_error>
 
 #include "bench/client/Manager.h"
@@ -26,6 +28,8 @@ struct Options {
   int rounds = 1;
   Bench::Pace pace{0.04, 3};
   bool awaits = false;
+  std::string walked;
+  std::uint64_t values = 0;
 };
 
 std::optional<Options> readOptions(int argc, char** argv) {
@@ -40,6 +44,8 @@ std::optional<Options> readOptions(int argc, char** argv) {
   app.add_option("--blocks", options.pace.blocks, "such times in a round");
   app.add_flag("--await", options.awaits,
                "instead, wait for the first answer and tell CLOCK_MONOTONIC in nanoseconds");
+  app.add_option("--walk", options.walked, "instead, walk through one table");
+  app.add_option("--values", options.values, "as many values of it");
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
@@ -80,13 +86,24 @@ void measure(const Options& options) {
   std::cout << rounds << std::endl;
 }
 
+void walk(const Options& options) {
+  Bench::Manager manager(options.port);
+  Bench::Measures(manager, ::getpid(), options.rows).walkThrough(options.walked, options.values);
+  std::cout << options.values << std::endl;
+}
+
+void run(const Options& options) {
+  if (options.awaits) return awaitFirstAnswer(options);
+  options.walked.empty() ? measure(options) : walk(options);
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
   try {
     const auto options = readOptions(argc, argv);
     if (!options) return 0;
-    options->awaits ? awaitFirstAnswer(*options) : measure(*options);
+    run(*options);
     return 0;
   } catch (const std::exception& error) {
     std::cerr << "bench_client: " << error.what() << '\n';

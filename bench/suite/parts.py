@@ -27,7 +27,7 @@ class Effort:
     seconds: float  # in which an idle agent is watched
 
 
-WHOLE = Effort(starts=4, rounds=3, blocks=3, firstAnswers=7, repetitions=6, publications=300,
+WHOLE = Effort(starts=4, rounds=3, blocks=3, firstAnswers=7, repetitions=6, publications=500,
                seconds=18)
 QUICK = Effort(starts=1, rounds=2, blocks=1, firstAnswers=1, repetitions=1, publications=10,
                seconds=2)
@@ -99,23 +99,39 @@ def benchmarks(effort):
     return found
 
 
+# The functions of ours that net-snmp calls, of each table.
+CALLBACKS = {"ours": ("norvekReloadCauseTable_*",),
+             "sorted": ("Bench::(anonymous namespace)::first*", "Bench::(anonymous namespace)::next*",
+                        "Bench::(anonymous namespace)::handleRows*")}
+COUNTED_ROWS = 100
+FEW, MANY = 200, 600  # values: the table once, and three times
+
+
+def collected(subject, values):
+    """The instructions in the callbacks of an agent that answers for so many values."""
+    with agents.store("file", COUNTED_ROWS) as options, \
+            tempfile.TemporaryDirectory() as directory:
+        under = ["valgrind", "--tool=callgrind", f"--log-file={directory}/log",
+                 f"--callgrind-out-file={directory}/profile",
+                 *(f"--toggle-collect={name}" for name in CALLBACKS[subject])]
+        with agents.Agent(options, COUNTED_ROWS, (agents.TABLE, agents.ANCHORS), under) as agent:
+            agent.awaited()
+            agent.ask(agents.CORE, "--walk", subject, "--values", str(values))
+        with open(f"{directory}/log", encoding="utf-8") as log:
+            return int(re.search(r"Collected : (\d+)", log.read()).group(1))
+
+
 def instructions(_):
-    """What the callbacks take for a GETNEXT of one varbind, counted by callgrind."""
-    told = subprocess.run(
-        [os.path.join(agents.ROOT, "tests/cost/instructions"),
-         os.path.join(agents.PROGRAMS, "get_next_walk"), "1"],
-        check=False, capture_output=True, text=True)
-    counted = re.match(r"([0-9.]+) instructions", told.stdout)
-    if counted is None:
-        raise RuntimeError(told.stderr)
-    return {"getnext": float(counted.group(1))}
+    """What the callbacks take for a GETNEXT of one varbind in a walk, counted by callgrind."""
+    return {subject: (collected(subject, MANY) - collected(subject, FEW)) / (MANY - FEW)
+            for subject in CALLBACKS}
 
 
 def saturated(effort):
     """Answers a second of a busy agent beside those of Debian's snmpd."""
-    program = os.path.join(agents.PROGRAMS, "Saturated")
-    told = subprocess.run([program, "--programs", agents.PROGRAMS, "--rounds",
-                           str(max(6, effort.repetitions) if effort is WHOLE else 1)],
+    rounds = max(6, effort.repetitions) if effort is WHOLE else 1
+    told = subprocess.run([os.path.join(agents.PROGRAMS, "Saturated"), "--programs",
+                           agents.PROGRAMS, "--rounds", str(rounds)],
                           check=True, capture_output=True, text=True).stdout
     return json.loads(told)
 
