@@ -35,12 +35,25 @@ class Row:
         return self.bar.verdict(self.figure) if self.bar else ""
 
 
+# What the anchors make of the bars that are set by the scalar.
+ANCHORS = (
+    ("GETNEXT walk, values a second: lean iterator ÷ scalar", "walk_values", SORTED, SCALAR),
+    ("GETNEXT, agent's processor time: lean iterator ÷ scalar", "getnext_cpu_us", SORTED, SCALAR),
+)
+
+
 def requestRows(found):
     """Of one store; `found` holds the rounds of each size."""
     for what, measure, other, bar in REQUESTS:
-        for size, rounds in found.items():
-            if measure in rounds[0]:
-                yield Row(what, ratio(rounds, measure, OURS, other), bar, rows=int(size))
+        yield from ratioRows(found, what, measure, OURS, other, bar)
+    for what, measure, subject, other in ANCHORS:
+        yield from ratioRows(found, what, measure, subject, other, None)
+
+
+def ratioRows(found, what, measure, subject, other, bar):
+    for size, rounds in found.items():
+        if measure in rounds[0]:
+            yield Row(what, ratio(rounds, measure, subject, other), bar, rows=int(size))
 
 
 def stepRows(found):
