@@ -1,8 +1,11 @@
 // What a request costs in the table's own callbacks: a walk that starts at the hinted row beside
-// one that starts at the first row, and the derived values at both ends of a cause queue.
+// one that starts at the first row, and the derived values at both ends of a cause queue. What a
+// row takes from the allocator.
 #include <benchmark/benchmark.h>
+#include <malloc.h>
 
 #include <array>
+#include <cstddef>
 #include <vector>
 
 #include "MiscSnmp/GeneralMib.h"
@@ -85,8 +88,24 @@ void ReadDescription(benchmark::State& state, double place) {
   for (auto _ : state) benchmark::DoNotOptimize(row->causeDesc());
 }
 
+void RowMemory(benchmark::State& state) {
+  const auto rows = static_cast<U32>(state.range(0));
+  const auto instance = Qel::make<System::ResetInstance>(U32{0});
+  double octets = 0;
+  for (auto _ : state) {
+    const auto mib = MiscSnmp::generalMibFactory("bench");
+    const std::size_t before = ::mallinfo2().uordblks;
+    for (U32 i = 1; i <= rows; ++i) {
+      mib->reloadCauseTableIs(MiscSnmp::ReloadCauseKey(0, 0, i), instance);
+    }
+    octets = static_cast<double>(::mallinfo2().uordblks - before) / rows;
+  }
+  state.counters["octets"] = octets;
+}
+
 }  // namespace
 
+BENCHMARK(RowMemory)->Arg(10000);
 BENCHMARK_CAPTURE(ReachLastRow, Hinted, true)->Arg(10)->Arg(1000)->Arg(65536);
 BENCHMARK_CAPTURE(ReachLastRow, FromFirst, false)->Arg(10)->Arg(1000)->Arg(65536);
 BENCHMARK_CAPTURE(ReadDescription, First, 0.0)->Arg(1000)->Arg(65536);
