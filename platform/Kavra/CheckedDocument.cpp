@@ -38,6 +38,10 @@ const Qel::DocumentCodec* findCodec(const Qel::String& typeName) {
   return node == nullptr ? nullptr : node->documentCodec();
 }
 
+Qel::DocumentReader typeReaderOf(const Qel::Document& document) {
+  return Qel::DocumentReader(document).member("type");
+}
+
 template <class T>
 bool addHash(std::size_t& sum, const Qel::Document& value) {
   const T* held = value.as<T>();
@@ -67,10 +71,9 @@ CheckedDocument::CheckedDocument(const Qel::String& path, Qel::Document found)
     : document(std::move(found)) {
   try {
     if (!isPath(path.view())) throw Qel::DocumentException({}, "this is not a path");
-    const Qel::DocumentReader typeReader = Qel::DocumentReader(document).member("type");
-    type = typeReader.readText(kAnyLength);
+    type = typeOf(document);
     const Qel::DocumentCodec* codec = findCodec(type);
-    if (codec == nullptr) typeReader.fail(unknownType(type).view());
+    if (codec == nullptr) typeReaderOf(document).fail(unknownType(type).view());
     (void)valuesOf(document);
     change = codec->decode(document);
   } catch (const Qel::DocumentException& error) {
@@ -80,9 +83,12 @@ CheckedDocument::CheckedDocument(const Qel::String& path, Qel::Document found)
   }
 }
 
-Qel::Document canonicalFormOf(const Qel::Document& document, const Qel::String& type) {
-  const Qel::DocumentCodec& codec = codecOf(type);
-  return codec.documentOf(codec.fieldsOf(document));
+Qel::String typeOf(const Qel::Document& document) {
+  return typeReaderOf(document).readText(kAnyLength);
+}
+
+Qel::Document canonicalFormOf(const Qel::Document& document) {
+  return codecOf(typeOf(document)).canonicalFormOf(document);
 }
 
 const Qel::DocumentCodec& codecOf(const Qel::String& typeName) {

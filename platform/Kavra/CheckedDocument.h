@@ -25,9 +25,13 @@ struct CheckedDocument {
   std::size_t fingerprint = 0;  // of a misfit; the same for equal documents
 };
 
-// The canonical form of a document that fits its type, in which every store gives it back: what may
-// be left out is left out, reloads and members stand in a fixed order, and so on.
-Qel::Document canonicalFormOf(const Qel::Document& document, const Qel::String& type);
+// The type that a document names. Raises DocumentException where it names none.
+Qel::String typeOf(const Qel::Document& document);
+
+// The canonical form of a document, in which every store gives it back: what may be left out is
+// left out, reloads and members stand in a fixed order, and so on. Raises DocumentException for one
+// that does not fit its type.
+Qel::Document canonicalFormOf(const Qel::Document& document);
 
 // The codec of a registered type that documents can have. Raises RangeException, naming those that
 // there are, for any other name.

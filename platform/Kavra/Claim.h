@@ -17,6 +17,7 @@ struct Claim {
   std::string name() const;
   // Where it runs and what it publishes, for messages.
   Qel::String publisher() const;
+  friend bool operator==(const Claim& a, const Claim& b) = default;
 
   Qel::String host;
   Qel::String

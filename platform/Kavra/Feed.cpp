@@ -27,7 +27,7 @@ Qel::Ptr<Follow> Feed::newFollow(Follow::Scope scope, const Qel::String& text, F
   return follow;
 }
 
-void Feed::documentsAre(const Documents& documents, const Problems& unreadable) {
+void Feed::documentsAre(Documents documents, const Problems& unreadable) {
   const Qel::Ptr<Feed> alive(this);
   std::vector<Qel::String> changed;
   std::erase_if(entries_, [&](const auto& entry) {
@@ -36,8 +36,8 @@ void Feed::documentsAre(const Documents& documents, const Problems& unreadable) 
     changed.push_back(entry.first);
     return true;
   });
-  for (const auto& [path, document] : documents) {
-    if (take(path, document)) changed.push_back(path);
+  for (auto& [path, document] : documents) {
+    if (take(path, std::move(document))) changed.push_back(path);
   }
   for (const auto& [path, why] : unreadable) {
     if (takeUnreadable(path, why)) changed.push_back(path);
@@ -45,14 +45,14 @@ void Feed::documentsAre(const Documents& documents, const Problems& unreadable) 
   for (const Qel::String& path : changed) tell(path);
 }
 
-bool Feed::take(const Qel::String& path, const Qel::Document& document) {
+bool Feed::take(const Qel::String& path, Qel::Document document) {
   Entry& entry = entries_[path];
   if (entry.good && entry.good->document == document) {
     // What is served, perhaps again: there is nothing new to tell.
     release(entry, path);
     return false;
   }
-  CheckedDocument checked(path, document);
+  CheckedDocument checked(path, std::move(document));
   if (!checked.fits()) return quarantine(entry, path, std::move(checked));
   release(entry, path);
   entry.good = std::make_shared<const CheckedDocument>(std::move(checked));

@@ -45,7 +45,7 @@ class Feed : public Qel::PtrInterface {
 
   // These are all the documents that there are now. One that could not be read is quarantined like
   // one that does not fit.
-  void documentsAre(const Documents& documents, const Problems& unreadable = {});
+  void documentsAre(Documents documents, const Problems& unreadable = {});
 
   // How the database stands and what is served of it, from what is known already: asks nobody.
   virtual Status status() const;
@@ -83,7 +83,7 @@ class Feed : public Qel::PtrInterface {
     handleFollows();
   }
   // True when followers are to be told.
-  bool take(const Qel::String& path, const Qel::Document& document);
+  bool take(const Qel::String& path, Qel::Document document);
   bool takeUnreadable(const Qel::String& path, const Qel::String& why);
   bool quarantine(Entry& entry, const Qel::String& path, CheckedDocument misfit);
   static void release(Entry& entry, const Qel::String& path);

@@ -14,7 +14,7 @@ namespace {
 Qel::Document settled(const Qel::String& path, const Qel::Document& document) {
   const CheckedDocument checked(path, document);
   if (!checked.fits()) throw StoreException(path + ": " + checked.misfit);
-  return canonicalFormOf(document, checked.type);
+  return canonicalFormOf(document);
 }
 
 // Checks what `edit` has changed, and brings it into its canonical form.
@@ -81,7 +81,7 @@ void Store::addQuarantined(Status& status, const Documents& documents, const Pro
 Store::Documents Store::canonical(const Documents& documents) {
   Documents canonical;
   for (const auto& [path, document] : documents) {
-    canonical.emplace(path, canonicalFormOf(document, CheckedDocument(path, document).type));
+    canonical.emplace(path, canonicalFormOf(document));
   }
   return canonical;
 }

@@ -8,6 +8,29 @@
 
 namespace Qel {
 
+namespace {
+
+// Whether `value` is `whole` or in it; then the way to it is in `place`.
+bool findPlace(const Document& whole, const Document& value, std::string& place) {
+  if (&whole == &value) return true;
+  const auto isIn = [&](auto name, const Document& inner) {
+    if (!findPlace(inner, value, place)) return false;
+    place.insert(0, fmt::format("/{}", name));
+    return true;
+  };
+  if (const auto* map = whole.as<Document::Map>()) {
+    return std::any_of(map->begin(), map->end(), [&](const auto& member) {
+      return isIn(member.first.view(), member.second);
+    });
+  }
+  const auto* list = whole.as<Document::List>();
+  std::size_t index = 0;
+  return list != nullptr && std::any_of(list->begin(), list->end(),
+                                        [&](const Document& item) { return isIn(index++, item); });
+}
+
+}  // namespace
+
 const Document* Document::member(std::string_view name) const noexcept {
   const Map* map = as<Map>();
   if (map == nullptr) return nullptr;
@@ -27,8 +50,14 @@ DocumentException::DocumentException(std::string_view place, std::string_view pr
 
 DocumentException::~DocumentException() = default;
 
+std::string DocumentReader::place() const {
+  std::string place;
+  findPlace(*whole_, *document_, place);
+  return place;
+}
+
 void DocumentReader::fail(std::string_view problem) const {
-  throw DocumentException(place_, problem);
+  throw DocumentException(place(), problem);
 }
 
 bool DocumentReader::readBool() const {
@@ -78,46 +107,42 @@ std::vector<DocumentReader> DocumentReader::readList(std::size_t mostItems) cons
   }
   std::vector<DocumentReader> readers;
   readers.reserve(list->size());
-  for (std::size_t i = 0; i < list->size(); ++i) {
-    readers.push_back(child(fmt::format("{}", i), (*list)[i]));
-  }
+  for (const Document& item : *list) readers.push_back(DocumentReader(*whole_, item));
   return readers;
+}
+
+const Document::Map& DocumentReader::map() const {
+  const auto* map = document_->as<Document::Map>();
+  if (map == nullptr) fail(fmt::format("expected a map but found {}", document_->kind()));
+  return *map;
 }
 
 std::vector<std::pair<String, DocumentReader>> DocumentReader::readMap(
     std::size_t mostMembers) const {
-  const auto* map = document_->as<Document::Map>();
-  if (map == nullptr) fail(fmt::format("expected a map but found {}", document_->kind()));
-  if (map->size() > mostMembers) {
-    fail(fmt::format("map of {} members is larger than {}", map->size(), mostMembers));
+  const Document::Map& map = this->map();
+  if (map.size() > mostMembers) {
+    fail(fmt::format("map of {} members is larger than {}", map.size(), mostMembers));
   }
   std::vector<std::pair<String, DocumentReader>> readers;
-  readers.reserve(map->size());
-  for (const auto& [name, value] : *map) readers.emplace_back(name, child(name.view(), value));
+  readers.reserve(map.size());
+  for (const auto& [name, value] : map) readers.emplace_back(name, DocumentReader(*whole_, value));
   return readers;
 }
 
 DocumentReader DocumentReader::member(std::string_view name) const {
-  if (document_->as<Document::Map>() == nullptr) {
-    fail(fmt::format("expected a map but found {}", document_->kind()));
-  }
+  map();
+  const auto found = optionalMember(name);
+  if (!found) fail(fmt::format("member '{}' is missing", name));
+  return *found;
+}
+
+std::optional<DocumentReader> DocumentReader::optionalMember(std::string_view name) const {
   const Document* value = document_->member(name);
-  if (value == nullptr) fail(fmt::format("member '{}' is missing", name));
-  return child(name, *value);
-}
-
-const Document* DocumentReader::optionalMember(std::string_view name) const {
-  return document_->member(name);
-}
-
-DocumentReader DocumentReader::child(std::string_view name, const Document& value) const {
-  DocumentReader reader(value);
-  reader.place_ = fmt::format("{}/{}", place_, name);
-  return reader;
+  return value == nullptr ? std::nullopt : std::optional(DocumentReader(*whole_, *value));
 }
 
 void DocumentReader::needOnly(std::initializer_list<std::string_view> names) const {
-  for (const auto& [name, reader] : readMap(std::numeric_limits<std::size_t>::max())) {
+  for (const auto& [name, value] : map()) {
     if (std::find(names.begin(), names.end(), name.view()) == names.end()) {
       fail(fmt::format("unknown member '{}'", name.view()));
     }

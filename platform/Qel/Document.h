@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <functional>
 #include <initializer_list>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -68,13 +69,15 @@ class DocumentException : public Exception {
   ~DocumentException() override;
 };
 
-// Reads one value of a document and knows its place for the message when it does not fit. A child
+// Reads one value of a document and finds its place for the message when it does not fit. A child
 // reader refers to its parent's document, not to the parent.
 class DocumentReader {
  public:
-  explicit DocumentReader(const Document& document) : document_(&document) {}
+  explicit DocumentReader(const Document& document) : DocumentReader(document, document) {}
 
-  const std::string& place() const noexcept { return place_; }
+  // The way to the value, as "/rebootHistory/0"; empty for the whole document. It is searched for:
+  // most readers are never asked.
+  std::string place() const;
   const Document& document() const noexcept { return *document_; }
 
   // Each raises DocumentException when the value is of another kind or outside the range.
@@ -88,16 +91,19 @@ class DocumentReader {
 
   // The member of that name; `member` raises when it is absent.
   DocumentReader member(std::string_view name) const;
-  const Document* optionalMember(std::string_view name) const;
-  DocumentReader child(std::string_view name, const Document& value) const;
+  std::optional<DocumentReader> optionalMember(std::string_view name) const;
   // Raises when the map has a member that is not in `names`.
   void needOnly(std::initializer_list<std::string_view> names) const;
 
   [[noreturn]] void fail(std::string_view problem) const;
 
  private:
+  DocumentReader(const Document& whole, const Document& value)
+      : whole_(&whole), document_(&value) {}
+  const Document::Map& map() const;
+
+  const Document* whole_;
   const Document* document_;
-  std::string place_;
 };
 
 // How a registered type meets the state database. Found through TypeNode::documentCodec.
@@ -127,6 +133,10 @@ class DocumentCodec {
   // the field. documentOf(fieldsOf(d)) decodes to the same entity as d.
   virtual Fields fieldsOf(const Document& document) const = 0;
   virtual Document documentOf(const Fields& fields) const = 0;
+  // The same as documentOf(fieldsOf(document)).
+  virtual Document canonicalFormOf(const Document& document) const {
+    return documentOf(fieldsOf(document));
+  }
 };
 
 }  // namespace Qel

@@ -1,7 +1,8 @@
 #pragma once
 
-#include <map>
-#include <string>
+#include <memory_resource>
+#include <string_view>
+#include <unordered_map>
 
 #include "Qel/Document.h"
 #include "Qel/Types.h"
@@ -12,22 +13,25 @@ namespace Qel {
 // whose place is the field's name.
 class FieldReader {
  public:
-  // Raises when a name occurs twice.
+  // `fields` must outlive the reader. Raises when a name occurs twice.
   explicit FieldReader(const DocumentCodec::Fields& fields);
+  explicit FieldReader(DocumentCodec::Fields&& fields) = delete;
 
-  bool has(const std::string& name) const { return fields_.contains(name); }
+  bool has(std::string_view name) const { return fields_.contains(name); }
 
   // Each takes the field out and raises when it is absent or not of that form.
-  U32 takeU32(const std::string& name);
-  bool takeBool(const std::string& name);
-  double takeFiniteNumber(const std::string& name);
-  std::string takeText(const std::string& name);
+  U32 takeU32(std::string_view name);
+  bool takeBool(std::string_view name);
+  double takeFiniteNumber(std::string_view name);
+  std::string_view takeText(std::string_view name);
 
   // Raises, naming one, when fields are left.
   void needNoMore() const;
 
  private:
-  std::map<std::string, std::string> fields_;
+  // A large document has hundreds of thousands, and all go together.
+  std::pmr::monotonic_buffer_resource memory_;
+  std::pmr::unordered_map<std::string_view, std::string_view> fields_{&memory_};
 };
 
 }  // namespace Qel

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <map>
+#include <numeric>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -35,9 +36,8 @@ using Causes = std::vector<ResetCause>;
 using Reloads = std::map<U32, Causes>;
 
 Qel::String readOptionalText(const Qel::DocumentReader& cause, std::string_view name) {
-  const Qel::Document* value = cause.optionalMember(name);
-  if (value == nullptr) return {};
-  return cause.child(name, *value).readText(kMostTextOctets);
+  const auto text = cause.optionalMember(name);
+  return text ? text->readText(kMostTextOctets) : Qel::String();
 }
 
 ResetCause readCause(const Qel::DocumentReader& cause) {
@@ -112,39 +112,64 @@ void apply(ResetCauseHistory& history, const Reloads& reloads, const RunStep& ru
   }
 }
 
-// A text that may be left out is left out when it is empty, as publishers do.
-void addOptionalText(Qel::Document::Map& cause, const char* name, const std::string& text) {
-  if (!text.empty()) cause.emplace_back(name, Qel::String(text));
-}
-
-std::string takeText(Qel::FieldReader& fields, const std::string& name, std::size_t most) {
-  std::string text = fields.takeText(name);
+std::string_view takeText(Qel::FieldReader& fields, const std::string& name, std::size_t most) {
+  const std::string_view text = fields.takeText(name);
   if (text.size() <= most) return text;
   throw Qel::DocumentException(
       name, fmt::format("text of {} bytes is longer than {}", text.size(), most));
 }
 
-Qel::Document causeDocument(Qel::FieldReader& fields, const std::string& prefix) {
-  Qel::Document::Map cause;
-  cause.emplace_back("description",
-                     Qel::String(takeText(fields, prefix + "d", kMostDescriptionOctets)));
-  cause.emplace_back("time", fields.takeFiniteNumber(prefix + "t"));
-  addOptionalText(cause, "recommendedAction", takeText(fields, prefix + "a", kMostTextOctets));
-  addOptionalText(cause, "detail", takeText(fields, prefix + "b", kMostTextOctets));
-  return cause;
+ResetCause takeCause(Qel::FieldReader& fields, const std::string& prefix) {
+  const std::string_view description = takeText(fields, prefix + "d", kMostDescriptionOctets);
+  const double time = fields.takeFiniteNumber(prefix + "t");
+  const std::string_view recommendedAction = takeText(fields, prefix + "a", kMostTextOctets);
+  return {description, time, recommendedAction, takeText(fields, prefix + "b", kMostTextOctets)};
 }
 
-Qel::Document reloadDocument(Qel::FieldReader& fields, U32 index) {
+Causes takeCauses(Qel::FieldReader& fields, U32 index) {
   const std::string countName = fmt::format("{}:n", index);
   const U32 count = fields.takeU32(countName);
   if (count > kMostCauses) {
     throw Qel::DocumentException(countName, "more causes than a reload may have");
   }
-  Qel::Document::List causes;
+  Causes causes;
   for (U32 i = 0; i < count; ++i) {
-    causes.push_back(causeDocument(fields, fmt::format("{}:{}:", index, i)));
+    causes.push_back(takeCause(fields, fmt::format("{}:{}:", index, i)));
   }
-  return Qel::Document::Map{{"causeQ", std::move(causes)}};
+  return causes;
+}
+
+// A text that may be left out is left out when it is empty, as publishers do.
+Qel::Document documentOf(const ResetCause& cause) {
+  static const Qel::String kDescription = "description", kTime = "time",
+                           kRecommendedAction = "recommendedAction", kDetail = "detail";
+  Qel::Document::Map map{{kDescription, cause.description()}, {kTime, cause.time()}};
+  const auto addOptional = [&map](const Qel::String& name, const Qel::String& text) {
+    if (!text.empty()) map.emplace_back(name, text);
+  };
+  addOptional(kRecommendedAction, cause.recommendedAction());
+  addOptional(kDetail, cause.detail());
+  return map;
+}
+
+// A map of one member. A list of initializers would copy the value.
+Qel::Document::Map mapOf(const Qel::String& name, Qel::Document value) {
+  Qel::Document::Map map;
+  map.emplace_back(name, std::move(value));
+  return map;
+}
+
+Qel::Document documentOf(const Reloads& reloads) {
+  Qel::Document::Map map;
+  for (const auto& [index, causes] : reloads) {
+    Qel::Document::List list;
+    list.reserve(causes.size());
+    for (const ResetCause& cause : causes) list.push_back(documentOf(cause));
+    map.emplace_back(fmt::format("{}", index), mapOf("causeQ", std::move(list)));
+  }
+  Qel::Document::Map document = mapOf("type", kType);
+  document.emplace_back("rebootHistory", std::move(map));
+  return document;
 }
 
 // The reload indexes that have a count, "R:n", in ascending order: fields come in any.
@@ -175,6 +200,9 @@ Qel::DocumentCodec::Change ResetCauseHistoryCodec::decode(const Qel::Document& d
 Qel::DocumentCodec::Fields ResetCauseHistoryCodec::fieldsOf(const Qel::Document& document) const {
   const Reloads reloads = readReloads(document);
   Fields fields;
+  fields.reserve(std::accumulate(
+      reloads.begin(), reloads.end(), std::size_t{1},
+      [](std::size_t sum, const auto& reload) { return sum + 1 + 4 * reload.second.size(); }));
   if (!reloads.empty()) fields.emplace_back("n", fmt::format("{}", reloads.size()));
   for (const auto& [index, causes] : reloads) {
     fields.emplace_back(fmt::format("{}:n", index), fmt::format("{}", causes.size()));
@@ -196,12 +224,14 @@ Qel::Document ResetCauseHistoryCodec::documentOf(const Fields& fields) const {
   if (count != indexes.size() || count > kMostReloads) {
     throw Qel::DocumentException("n", "is not the number of reloads that stand there");
   }
-  Qel::Document::Map reloads;
-  for (const U32 index : indexes) {
-    reloads.emplace_back(Qel::String(fmt::format("{}", index)), reloadDocument(reader, index));
-  }
+  Reloads reloads;
+  for (const U32 index : indexes) reloads.emplace(index, takeCauses(reader, index));
   reader.needNoMore();
-  return Qel::Document::Map{{"type", kType}, {"rebootHistory", std::move(reloads)}};
+  return System::documentOf(reloads);
+}
+
+Qel::Document ResetCauseHistoryCodec::canonicalFormOf(const Qel::Document& document) const {
+  return System::documentOf(readReloads(document));
 }
 
 }  // namespace System

@@ -30,6 +30,7 @@ class ResetCauseHistoryCodec final : public Qel::DocumentCodec {
   Change decode(const Qel::Document& document) const override;
   Fields fieldsOf(const Qel::Document& document) const override;
   Qel::Document documentOf(const Fields& fields) const override;
+  Qel::Document canonicalFormOf(const Qel::Document& document) const override;
 };
 
 }  // namespace System

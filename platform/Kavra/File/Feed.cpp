@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <new>
+#include <utility>
 
 #include "Kavra/KavraTrace.h"
 #include "Kavra/Store.h"
@@ -26,7 +27,7 @@ Feed::Feed(const std::string& path, Qel::EventLoop& loop, const Qel::Ptr<Qel::Cl
     : url_("file:" + path), loop_(loop), clock_(clock) {
   const auto failure = Qel::failureOf([&] {
     lookout_ = Qel::make<Lookout>(loop, path, options,
-                                  [this](const Finding& finding) { handleFinding(finding); });
+                                  [this](Finding finding) { handleFinding(std::move(finding)); });
   });
   if (failure) throw StoreException(fmt::format("{}: cannot be followed: {}", url_, *failure));
   begin();
@@ -34,24 +35,24 @@ Feed::Feed(const std::string& path, Qel::EventLoop& loop, const Qel::Ptr<Qel::Cl
 }
 
 void Feed::begin() {
-  const auto finding = lookout_->first(kFirstPatience);
+  auto finding = lookout_->first(kFirstPatience);
   if (!finding) {
     problemIs(Trouble::reading, noAnswer(url_, kFirstPatience));
   } else if (!finding->unwatched.empty()) {
     throw StoreException(finding->unwatched);
   } else {
-    handleFinding(*finding);
+    handleFinding(std::move(*finding));
   }
 }
 
-void Feed::handleFinding(const Finding& finding) {
+void Feed::handleFinding(Finding finding) {
   // Followers may let go of this feed.
   const Qel::Ptr<Feed> alive(this);
   retry_ = nullptr;
   if (!finding.problem.empty()) {
     problemIs(Trouble::reading, finding.problem);
   } else if (finding.content) {
-    takeIn(finding);
+    takeIn(std::move(finding));
   } else if (lastPublished_) {
     problemIs(Trouble::content, url_ + ": is gone");
   } else {
@@ -59,14 +60,13 @@ void Feed::handleFinding(const Finding& finding) {
   }
 }
 
-void Feed::takeIn(const Finding& finding) {
+void Feed::takeIn(Finding finding) {
+  if (!finding.misfit.empty()) return problemIs(Trouble::content, finding.misfit);
   try {
-    const DatabaseFile::Parsed parsed = finding.file->parse(finding.content->text);
+    if (!finding.meaning) throw std::bad_alloc();
     lastPublished_ = finding.content->modified;
     problemDel();
-    documentsAre(parsed.documents, parsed.problems());
-  } catch (const StoreException& error) {
-    problemIs(Trouble::content, error.what());
+    documentsAre(std::move(finding.meaning->documents), finding.meaning->problems);
   } catch (const std::bad_alloc&) {
     retry_ = loop_.timerIs(kRetrySeconds, [this] { lookout_->lookAgain(); });
     problemIs(Trouble::reading, url_ + ": there is no memory for what stands in it");

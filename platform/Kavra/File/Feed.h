@@ -39,8 +39,8 @@ class Feed final : public Kavra::Feed {
   enum class Trouble { content, reading };
 
   void begin();
-  void handleFinding(const Finding& finding);
-  void takeIn(const Finding& finding);
+  void handleFinding(Finding finding);
+  void takeIn(Finding finding);
   void checkLater() noexcept;
   void check();
   void problemIs(Trouble trouble, const std::string& problem);

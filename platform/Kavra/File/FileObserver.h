@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <map>
 #include <optional>
 #include <string>
 #include <utility>
@@ -8,6 +9,7 @@
 #include "Kavra/File/DatabaseFile.h"
 #include "Kavra/File/DirectoryWatch.h"
 #include "Kavra/File/FileFacts.h"
+#include "Qel/String.h"
 
 namespace Kavra::File {
 
@@ -27,6 +29,15 @@ struct Finding {
   std::optional<DatabaseFile::Content> content;
   std::string problem;    // why the file cannot be read; empty otherwise
   std::string unwatched;  // why its directory cannot be watched; empty otherwise
+
+  // What the content means, where somebody looked for that: documents, why it is not the text of a
+  // database, or neither where there was no memory for them. Plain values.
+  struct Meaning {
+    DatabaseFile::Documents documents;
+    std::map<Qel::String, Qel::String> problems;  // of those that could not be kept
+  };
+  std::optional<Meaning> meaning;
+  std::string misfit;
 };
 
 // Looks at the database file that a path leads to, whatever links and mounts are on the way at the

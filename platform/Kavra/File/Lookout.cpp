@@ -5,10 +5,12 @@
 #include <chrono>
 #include <condition_variable>
 #include <mutex>
+#include <new>
 #include <utility>
 
 #include "Kavra/Aside.h"
 #include "Kavra/FileDescriptor.h"
+#include "Kavra/Store.h"
 #include "Qel/Failure.h"
 
 namespace Kavra::File {
@@ -22,8 +24,16 @@ class Lookout::Thread {
   void run() {
     while (begin()) {
       std::optional<Finding> finding;
-      // There may not even be the memory to tell what is wrong.
-      if (Qel::failureOf([&] { finding = observer_.look(); })) observer_.forget();
+      const auto failure = Qel::failureOf([&] {
+        finding = observer_.look();
+        endLook();
+        if (finding) understand(*finding);
+      });
+      if (failure) {
+        // There may not even be the memory to tell what is wrong.
+        finding.reset();
+        observer_.forget();
+      }
       finish(std::move(finding));
       observer_.wait(wake_.fd());
     }
@@ -50,17 +60,34 @@ class Lookout::Thread {
   std::optional<Finding> takeWithin(double seconds) {
     std::unique_lock lock(mutex_);
     found_.wait_for(lock, std::chrono::duration<double>(seconds),
-                    [this] { return finding_.has_value(); });
+                    [this] { return finding_ || state_ == State::understanding; });
+    // What was read keeps nobody waiting for a file system.
+    found_.wait(lock, [this] { return finding_ || state_ != State::understanding; });
     lock.unlock();
     return take();
   }
   // The number of the look under way, from 1; 0 between two.
   std::uint64_t present() {
     const std::lock_guard lock(mutex_);
-    return looking_ ? looks_ : 0;
+    return state_ == State::looking ? looks_ : 0;
   }
 
  private:
+  enum class State { waiting, looking, understanding };
+
+  static void understand(Finding& finding) {
+    if (!finding.content) return;
+    try {
+      auto parsed = finding.file->parse(finding.content->text);
+      auto problems = parsed.problems();
+      finding.meaning = {std::move(parsed.documents), std::move(problems)};
+    } catch (const StoreException& error) {
+      finding.misfit = error.what();
+    } catch (const std::bad_alloc&) {
+      finding.meaning.reset();
+    }
+  }
+
   // False at the end.
   bool begin() {
     const std::lock_guard lock(mutex_);
@@ -70,17 +97,22 @@ class Lookout::Thread {
       ::eventfd_read(wake_.fd(), &calls);
       observer_.forget();
     }
-    looking_ = true;
+    state_ = State::looking;
     ++looks_;
     return true;
   }
+  void endLook() {
+    const std::lock_guard lock(mutex_);
+    state_ = State::understanding;
+    found_.notify_all();
+  }
   void finish(std::optional<Finding> finding) {
     const std::lock_guard lock(mutex_);
-    looking_ = false;
+    state_ = State::waiting;
+    found_.notify_all();
     if (!finding) return;
     finding_ = std::move(finding);
     ::eventfd_write(told_.fd(), 1);
-    found_.notify_all();
   }
 
   FileObserver observer_;
@@ -91,7 +123,7 @@ class Lookout::Thread {
   std::condition_variable found_;
   bool ended_ = false;
   bool again_ = false;
-  bool looking_ = false;
+  State state_ = State::waiting;
   std::uint64_t looks_ = 0;
   std::optional<Finding> finding_;
 };
@@ -121,7 +153,7 @@ bool Lookout::isHeldUp() {
 void Lookout::handleFinding() {
   // Whoever is told may let go of the lookout.
   const Qel::Ptr<Lookout> alive(this);
-  if (const auto finding = thread_->take()) call_(*finding);
+  if (auto finding = thread_->take()) call_(std::move(*finding));
 }
 
 }  // namespace Kavra::File

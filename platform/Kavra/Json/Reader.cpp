@@ -1,7 +1,7 @@
 #include "Kavra/Json/Reader.h"
 
+#include <algorithm>
 #include <optional>
-#include <string_view>
 
 #include "Kavra/Json/Base64.h"
 #include "Qel/Limits.h"
@@ -50,8 +50,19 @@ bool Reader::start_array(std::size_t /*items*/) { return open(false); }
 
 bool Reader::key(std::string& name) {
   Level& level = levels_.back();
-  level.name = Qel::String(name);
-  return level.names.insert(level.name).second || fail("member stands twice");
+  const auto known = names_.find(std::string_view(name));
+  level.name = known != names_.end() ? *known : *names_.emplace(name).first;
+  return !standsTwice(level) || fail("member stands twice");
+}
+
+bool Reader::standsTwice(Level& level) {
+  constexpr std::size_t kMany = 16;
+  const auto hasName = [&level](const auto& member) { return member.first == level.name; };
+  if (level.map.size() < kMany) return std::ranges::any_of(level.map, hasName);
+  if (level.names.empty()) {
+    for (const auto& [name, value] : level.map) level.names.insert(name);
+  }
+  return !level.names.insert(level.name).second;
 }
 
 bool Reader::end_object() {

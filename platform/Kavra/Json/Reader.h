@@ -2,8 +2,10 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <nlohmann/json.hpp>
 #include <string>
+#include <string_view>
 #include <unordered_set>
 #include <utility>
 #include <vector>
@@ -46,18 +48,29 @@ class Reader final : public nlohmann::json_sax<nlohmann::json> {
     bool isMap = false;
     Qel::Document::List list = {};
     Qel::Document::Map map = {};
-    Qel::String name = {};  // of the member being read
-    std::unordered_set<Qel::String> names = {};
+    Qel::String name = {};                       // of the member being read
+    std::unordered_set<Qel::String> names = {};  // of those before, once there are many
   };
 
   bool put(Qel::Document value);
   // The same for a value that is counted later.
   bool keep(Qel::Document value);
   bool open(bool isMap);
+  // Whether the present map has the member that begins now already.
+  static bool standsTwice(Level& level);
   bool fail(const std::string& problem);
   std::string place() const;
 
+  // So that members of one name share one text.
+  struct Same : std::equal_to<> {
+    bool operator()(std::string_view a, std::string_view b) const noexcept { return a == b; }
+  };
+  struct Hash : std::hash<std::string_view> {
+    using is_transparent = void;
+  };
+
   std::vector<Level> levels_;
+  std::unordered_set<Qel::String, Hash, Same> names_;
   DocumentSize size_;
   Qel::Document root_;
   std::string problem_;

@@ -70,12 +70,13 @@ std::vector<Reply> Client::request(const std::vector<Command>& commands) {
 }
 
 std::optional<Reply> Client::transaction(const std::vector<Command>& commands) {
-  const std::vector<Reply> replies = request(multiExec(commands));
+  std::vector<Reply> replies = request(multiExec(commands));
   if (isRefusedForMemory(replies)) return {};
   try {
-    const Reply& outcome = execReply(replies, commands.size());
-    if (outcome.isNil()) throw StoreException("the transaction was discarded");
-    return outcome;
+    if (execReply(replies, commands.size()).isNil()) {
+      throw StoreException("the transaction was discarded");
+    }
+    return std::move(replies.back());
   } catch (const StoreException& error) {
     fail(error.what());
   }

@@ -1,14 +1,14 @@
 #include "Kavra/Redis/Connection.h"
 
-#include <hiredis/hiredis.h>
+#include <fmt/format.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <sys/socket.h>
 
 #include <array>
 #include <cerrno>
-#include <new>
 #include <string>
+#include <string_view>
 #include <system_error>
 #include <vector>
 
@@ -61,18 +61,17 @@ void Connection::commandsAre(const std::vector<Command>& commands) {
 }
 
 void Connection::commandIs(const Command& command) {
-  std::vector<const char*> texts;
-  std::vector<std::size_t> sizes;
+  const auto addLine = [this](std::string_view text) { unsent_.append(text).append("\r\n"); };
+  const auto addSize = [&](char kind, std::size_t size) {
+    unsent_.push_back(kind);
+    const fmt::format_int digits(size);
+    addLine({digits.data(), digits.size()});
+  };
+  addSize('*', command.size());
   for (const std::string& argument : command) {
-    texts.push_back(argument.data());
-    sizes.push_back(argument.size());
+    addSize('$', argument.size());
+    addLine(argument);
   }
-  char* formatted = nullptr;
-  const int size = redisFormatCommandArgv(&formatted, static_cast<int>(command.size()),
-                                          texts.data(), sizes.data());
-  if (size < 0) throw std::bad_alloc();
-  unsent_.append(formatted, static_cast<std::size_t>(size));
-  redisFreeCommand(formatted);
 }
 
 bool Connection::send() {

@@ -21,6 +21,7 @@
 namespace Kavra::Redis {
 
 inline constexpr char kVersionField[] = "_v";
+inline constexpr char kVersion[] = "1";
 inline constexpr char kCheckField[] = "_c";
 
 // The most fields that a document of the greatest size has, as of Qel/Limits.h: four for each
@@ -31,13 +32,13 @@ inline constexpr std::size_t kMostFields = Qel::Limits::kMostDocumentValues / 3 
 std::string keyOf(const Qel::String& path);
 std::optional<Qel::String> pathOfKey(std::string_view key);
 
-// The hash of a document that fits its type.
+// The hash of a document that fits its type; the check, where there is one, is the last field.
 Qel::DocumentCodec::Fields fieldsOf(const Qel::String& path, const Qel::Document& document);
 
 // What a server holds of a document.
 struct DocumentHash {
   // Reads the reply to HGETALL. Never raises.
-  DocumentHash(const Qel::String& path, const Reply& hash);
+  DocumentHash(const Qel::String& path, Reply hash);
 
   bool isPublished() const noexcept { return document || !problem.empty(); }
 

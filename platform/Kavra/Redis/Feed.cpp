@@ -64,9 +64,9 @@ void Feed::enterFor(double seconds, State next, void (Feed::*step)()) {
 }
 
 void Feed::ask(State next, const std::vector<Command>& commands,
-               std::function<void(const Replies&)> handle) {
+               std::function<void(Replies&)> handle) {
   enter(next);
-  link_->requestIs(commands, [this, handle = std::move(handle)](const Replies& replies) {
+  link_->requestIs(commands, [this, handle = std::move(handle)](Replies replies) {
     loseOnFailure([&] { handle(replies); });
   });
 }
@@ -152,13 +152,13 @@ void Feed::askSnapshot(const std::vector<Command>& login) {
   std::vector<Command> commands = login;
   const auto transaction = multiExec(asked_.commands());
   commands.insert(commands.end(), transaction.begin(), transaction.end());
-  ask(State::snapshot, commands, [this](const Replies& replies) { handleSnapshot(replies); });
+  ask(State::snapshot, commands, [this](Replies& replies) { handleSnapshot(replies); });
 }
 
 void Feed::askSingly() {
-  ask(State::snapshot, asked_.singleCommands(), [this](const Replies& replies) {
-    const auto outcome = asked_.outcomeOf(replies);
-    if (outcome) return handleOutcome(*outcome);
+  ask(State::snapshot, asked_.singleCommands(), [this](Replies& replies) {
+    auto outcome = asked_.outcomeOf(std::move(replies));
+    if (outcome) return handleOutcome(std::move(*outcome));
     askSnapshot({});
   });
 }
@@ -186,20 +186,21 @@ void Feed::tailOrPause() {
   askTail();
 }
 
-void Feed::handleSnapshot(const Replies& replies) {
+void Feed::handleSnapshot(Replies& replies) {
   if (isRefusedForMemory(replies)) return askSingly();
-  handleOutcome(execReply(replies, asked_.commands().size()));
+  (void)execReply(replies, asked_.commands().size());
+  handleOutcome(std::move(replies.back()));
 }
 
-void Feed::handleOutcome(const Reply& outcome) {
-  const Snapshot snapshot(asked_, outcome);
+void Feed::handleOutcome(Reply outcome) {
+  Snapshot snapshot(asked_, std::move(outcome));
   if (asked_.names) names_ = snapshot.names;
   // What was named only now must not be missing from a snapshot that is taken in as a whole.
   if (!coversAll(asked_)) return askSnapshot({});
   const bool accepted = belief_.snapshotIs(snapshot.state, clock_->now());
   if (accepted) {
     served_ = asked_;
-    documentsAre(snapshot.documents, snapshot.unreadable);
+    documentsAre(std::move(snapshot.documents), snapshot.unreadable);
   }
   // A log that cannot be read does not tell how far the server is.
   if (!snapshot.state.problem.empty()) return handleLoss(snapshot.state.problem);

@@ -93,8 +93,7 @@ class Feed final : public Kavra::Feed {
   // Enters a state that ends after a time, with a step.
   void enterFor(double seconds, State next, void (Feed::*step)());
   // Enters a state that ends with the answers to the commands.
-  void ask(State next, const std::vector<Command>& commands,
-           std::function<void(const Replies&)> handle);
+  void ask(State next, const std::vector<Command>& commands, std::function<void(Replies&)> handle);
 
   void disconnect();
   void connectLater(double seconds);
@@ -117,8 +116,8 @@ class Feed final : public Kavra::Feed {
   void askState();
   void askTail();
   void tailOrPause();
-  void handleSnapshot(const Replies& replies);
-  void handleOutcome(const Reply& outcome);
+  void handleSnapshot(Replies& replies);
+  void handleOutcome(Reply outcome);
   void handleState(const ServerState& state);
   void handleTail(const Reply& reply);
 

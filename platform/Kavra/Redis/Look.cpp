@@ -12,10 +12,10 @@ namespace Kavra::Redis {
 
 namespace {
 
-std::optional<std::string> fieldOf(const Qel::DocumentCodec::Fields& fields, const char* name) {
-  const auto found = std::find_if(fields.begin(), fields.end(),
-                                  [name](const auto& field) { return field.first == name; });
-  return found == fields.end() ? std::nullopt : std::optional(found->second);
+std::optional<std::string> checkOf(const Qel::String& path, const Qel::Document& document) {
+  const auto fields = fieldsOf(path, document);
+  const auto& [name, value] = fields.back();
+  return name == kCheckField ? std::optional(value) : std::nullopt;
 }
 
 std::optional<std::string> textOf(const Reply& reply) {
@@ -25,7 +25,8 @@ std::optional<std::string> textOf(const Reply& reply) {
 }  // namespace
 
 Look::Look(const Claim& claim, const Store::Documents& documents,
-           const std::map<Qel::String, std::string>& index, const ServerState& state)
+           const std::map<Qel::String, std::string>& index, const ServerState& state,
+           const Checks& checks)
     : state_(state), commands_{ServerState::epochCommand(), ServerState::logCommand()} {
   if (!claim.places.empty()) {
     expect(renewalOf(claim), {markOf(claim)});
@@ -33,9 +34,10 @@ Look::Look(const Claim& claim, const Store::Documents& documents,
   }
   for (const auto& [path, document] : documents) {
     expect({"HGET", kIndexKey, path.stdString()}, {index.at(path)});
-    const auto fields = fieldsOf(path, document);
-    expect({"HMGET", keyOf(path), kVersionField, kCheckField},
-           {fieldOf(fields, kVersionField), fieldOf(fields, kCheckField)});
+    const std::string key = keyOf(path);
+    const auto known = checks.find(key);
+    expect({"HMGET", key, kVersionField, kCheckField},
+           {kVersion, known == checks.end() ? checkOf(path, document) : known->second});
   }
 }
 

@@ -21,9 +21,14 @@ namespace Kavra::Redis {
 // who follows looks there then, and whoever comes later refuses it for its check.
 class Look {
  public:
-  // Once the documents, in their canonical form, are there. `index` has their values in it.
+  // The checks of documents, by their keys; nothing for one that has none.
+  using Checks = std::map<std::string, std::optional<std::string>>;
+
+  // Once the documents, in their canonical form, are there. `index` has their values in it, and
+  // `checks` the check of each whose fields need not be gone through for it.
   Look(const Claim& claim, const Store::Documents& documents,
-       const std::map<Qel::String, std::string>& index, const ServerState& state);
+       const std::map<Qel::String, std::string>& index, const ServerState& state,
+       const Checks& checks);
 
   // For one transaction.
   const std::vector<Command>& commands() const noexcept { return commands_; }

@@ -6,11 +6,10 @@
 
 namespace Kavra::Redis {
 
-std::vector<Command> multiExec(const std::vector<Command>& commands) {
-  std::vector<Command> transaction{{"MULTI"}};
-  transaction.insert(transaction.end(), commands.begin(), commands.end());
-  transaction.push_back({"EXEC"});
-  return transaction;
+std::vector<Command> multiExec(std::vector<Command> commands) {
+  commands.insert(commands.begin(), Command{"MULTI"});
+  commands.push_back({"EXEC"});
+  return commands;
 }
 
 const Reply& execReply(std::span<const Reply> replies, std::size_t count) {

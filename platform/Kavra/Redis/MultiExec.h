@@ -10,7 +10,7 @@
 namespace Kavra::Redis {
 
 // The commands as one transaction: nothing comes between them.
-std::vector<Command> multiExec(const std::vector<Command>& commands);
+std::vector<Command> multiExec(std::vector<Command> commands);
 
 // The outcome of a transaction of `count` commands, one element for each (or nil, when a watched
 // key was changed), from the replies to all that was sent for it, and before it on the same

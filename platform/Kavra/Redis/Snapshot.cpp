@@ -1,6 +1,7 @@
 #include "Kavra/Redis/Snapshot.h"
 
 #include <cstddef>
+#include <span>
 #include <utility>
 
 #include "Kavra/Path.h"
@@ -58,19 +59,19 @@ std::vector<Command> SnapshotRequest::singleCommands() const {
   return singles;
 }
 
-std::optional<Reply> SnapshotRequest::outcomeOf(std::span<const Reply> replies) const {
+std::optional<Reply> SnapshotRequest::outcomeOf(std::vector<Reply> replies) const {
   QEL_ASSERT(replies.size() == singleCommands().size());
-  const auto after = replies.last(2);
+  const auto after = replies.end() - 2;
   // Whoever publishes rings, too, and so moves the state on.
   if (ServerState(replies[0], replies[1]) != ServerState(after[0], after[1])) return {};
-  const auto before = replies.first(replies.size() - 2);
-  return Reply{Reply::Kind::array, 0, {}, {before.begin(), before.end()}};
+  replies.erase(after, replies.end());
+  return Reply{Reply::Kind::array, 0, {}, std::move(replies)};
 }
 
-Snapshot::Snapshot(const SnapshotRequest& request, const Reply& outcome) {
+Snapshot::Snapshot(const SnapshotRequest& request, Reply outcome) {
   // Nothing is watched, so no good server does that; but it may not be a good server.
   if (outcome.isNil()) throw StoreException("the transaction was discarded");
-  std::span<const Reply> replies(outcome.elements);
+  std::span<Reply> replies(outcome.elements);
   QEL_ASSERT(replies.size() == request.commands().size());
   state = ServerState(replies[0], replies[1]);
   replies = replies.subspan(2);
@@ -82,7 +83,7 @@ Snapshot::Snapshot(const SnapshotRequest& request, const Reply& outcome) {
   }
   for (std::size_t i = 0; i < request.paths.size(); ++i) {
     const Qel::String& path = request.paths[i];
-    DocumentHash hash(path, replies[i]);
+    DocumentHash hash(path, std::move(replies[i]));
     if (hash.document) {
       if (!hash.hasCheck) unchecked.insert(path);
       documents.emplace(path, std::move(*hash.document));

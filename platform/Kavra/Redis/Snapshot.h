@@ -3,7 +3,6 @@
 #include <map>
 #include <optional>
 #include <set>
-#include <span>
 #include <string>
 #include <vector>
 
@@ -23,7 +22,7 @@ struct SnapshotRequest {
   // asked for again at the end. The outcome is that of a transaction, or nothing when the state
   // changed meanwhile.
   std::vector<Command> singleCommands() const;
-  std::optional<Reply> outcomeOf(std::span<const Reply> replies) const;
+  std::optional<Reply> outcomeOf(std::vector<Reply> replies) const;
 
   std::vector<Qel::String> paths;
   bool names = false;  // also which paths there are
@@ -33,7 +32,7 @@ struct SnapshotRequest {
 struct Snapshot {
   // `outcome` is that of the request's commands as one transaction.
   // Throws StoreException where the server discarded it.
-  Snapshot(const SnapshotRequest& request, const Reply& outcome);
+  Snapshot(const SnapshotRequest& request, Reply outcome);
 
   ServerState state;
   // The paths of the index and, in case it is not complete, of the doorbells in the log. There need

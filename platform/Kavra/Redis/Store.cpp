@@ -24,6 +24,7 @@ namespace {
 constexpr int kMostAttempts = 100;
 constexpr char kMostLogEntries[] = "1024";
 constexpr double kMillisecond = 1e-3;
+constexpr double kReadAgainAfter = 30.0;
 
 // What goes when followers are to read everything anew.
 const std::vector<std::string> kNewEpoch = {kLogKey, kEpochKey};
@@ -39,6 +40,7 @@ static_assert(2 * kMostFields + 2 <= std::size_t{1} << 20);
 Command hashCommand(const Qel::String& path, const Qel::Document& document) {
   Qel::DocumentCodec::Fields fields = fieldsOf(path, document);
   Command command{"HSET", keyOf(path)};
+  command.reserve(command.size() + 2 * fields.size());
   for (auto& [name, value] : fields) {
     command.push_back(std::move(name));
     command.push_back(std::move(value));
@@ -80,15 +82,16 @@ std::vector<Command> publishingCommands(const Changes& changes,
 }
 
 // The outcome of a publication. Whether it took effect is not known when the answer is lost.
-Reply outcomeOf(Client& client, const std::vector<Command>& commands) {
+Reply outcomeOf(Client& client, std::vector<Command> commands) {
+  const std::size_t count = commands.size();
   std::vector<Reply> replies;
   try {
-    replies = client.request(multiExec(commands));
+    replies = client.request(multiExec(std::move(commands)));
   } catch (const StoreException& error) {
     throw StoreException(error.text() + "; it is not known whether it was published");
   }
   try {
-    return execReply(replies, commands.size());
+    return execReply(replies, count);
   } catch (const StoreException& error) {
     client.fail(error.what());
   }
@@ -112,7 +115,7 @@ Snapshot read(Client& client, const SnapshotRequest& request) {
   for (int attempt = 0; attempt < kMostAttempts; ++attempt) {
     auto outcome = client.transaction(request.commands());
     if (!outcome) outcome = request.outcomeOf(client.request(request.singleCommands()));
-    if (outcome) return {request, *outcome};
+    if (outcome) return {request, std::move(*outcome)};
   }
   client.fail("it changes faster than it can be read");
 }
@@ -176,13 +179,22 @@ Kavra::Store::Listing Store::listing(const Qel::String& prefix) {
 }
 
 bool Store::publicationIs(const Publication& publication) {
-  look_.reset();
+  Documents wanted = canonical(publication.documents);
   try {
-    return hold(keptClient(), publication);
+    const bool isChange = wanted != held_.documents;
+    if (!isChange || !isStillHeld(publication)) readHeld(keptClient(), publication);
+    return hold(*kept_, publication, std::move(wanted));
   } catch (const StoreException&) {
+    look_.reset();
+    checks_.clear();
     kept_.reset();
     throw;
   }
+}
+
+bool Store::isStillHeld(const Publication& publication) {
+  const double age = clock_->now() - held_.readAt;
+  return publication.claim == claim_ && age >= 0.0 && age < kReadAgainAfter && isAsPublished();
 }
 
 Client& Store::keptClient() {
@@ -192,28 +204,39 @@ Client& Store::keptClient() {
   return *kept_;
 }
 
-bool Store::hold(Client& client, const Publication& publication) {
+void Store::readHeld(Client& client, const Publication& publication) {
+  look_.reset();
   needClaim(client, publication.claim);
   claim_ = publication.claim;
   Snapshot snapshot = readOwned(client, publication);
-  const ServerState& state = snapshot.state;
+  held_ = {withUnreadable(std::move(snapshot.documents), snapshot.unreadable),
+           std::move(snapshot.index), std::move(snapshot.unchecked), std::move(snapshot.state),
+           clock_->now()};
+}
+
+bool Store::hold(Client& client, const Publication& publication, Documents wanted) {
+  look_.reset();
+  for (const Qel::String& path : publication.spared) held_.documents.erase(path);
+  const ServerState& state = held_.state;
   // Followers do not believe an older state of the epoch that they know.
   const bool older = !state.problem.empty() || (published_ && state.isBefore(*published_));
   const bool lost = older || !published_ || state.epoch != published_->epoch;
-  const Documents wanted = canonical(publication.documents);
-  const Documents present = withUnreadable(std::move(snapshot.documents), snapshot.unreadable);
-  Changes changes = changesOf(present, wanted, lost);
+  Changes changes = changesOf(held_.documents, wanted, lost);
   for (const auto& [path, document] : wanted) {
-    const bool isWhole = snapshot.index.contains(path) && !snapshot.unchecked.contains(path);
+    const bool isWhole = held_.index.contains(path) && !held_.unchecked.contains(path);
     if (!isWhole) changes.emplace(path, &document);
   }
   if (!changes.empty()) {
     watchClaim(client, publication.claim);
     if (!publish(client, changes, older ? kNewEpoch : Keys())) client.fail("its claim was lost");
   }
-  for (const auto& [path, document] : changes) snapshot.index.insert_or_assign(path, publishedAt_);
-  look_.emplace(claim_, wanted, snapshot.index, changes.empty() ? state : *published_);
-  return !changes.empty();
+  const bool isChanged = !changes.empty();
+  for (const auto& [path, document] : changes) held_.index.insert_or_assign(path, publishedAt_);
+  if (isChanged) held_.state = *published_;
+  held_.documents = std::move(wanted);
+  held_.unchecked.clear();
+  look_.emplace(claim_, held_.documents, held_.index, held_.state, checks_);
+  return isChanged;
 }
 
 bool Store::isAsPublished() {
@@ -273,7 +296,7 @@ Kavra::Store::Documents Store::readWatched(Client& client, const std::vector<Qel
     client.fail("WATCH: " + outcome.elements.front().description());
   }
   outcome.elements.erase(outcome.elements.begin());
-  Snapshot snapshot(request, outcome);
+  Snapshot snapshot(request, std::move(outcome));
   return withUnreadable(std::move(snapshot.documents), snapshot.unreadable);
 }
 
@@ -293,18 +316,28 @@ Store::Changes Store::changesOf(const Documents& present, const Documents& wante
 
 bool Store::publish(Client& client, const Changes& changes, const Keys& forgotten) {
   publishedAt_ = fmt::format("{:.3f}", clock_->now());
-  const std::vector<Command> commands = publishingCommands(changes, forgotten, publishedAt_);
-  const Reply outcome = outcomeOf(client, commands);
+  std::vector<Command> commands = publishingCommands(changes, forgotten, publishedAt_);
+  std::vector<std::string> keys;
+  for (const Command& command : commands) {
+    keys.push_back(command[1]);
+    noteCheckIn(command);
+  }
+  const Reply outcome = outcomeOf(client, std::move(commands));
   if (outcome.isNil()) return false;
   if (const std::size_t error = errorIn(outcome); error != outcome.elements.size()) {
-    return publishAgain(client, changes, forgotten,
-                        {commands[error][1], outcome.elements[error].text});
+    return publishAgain(client, changes, forgotten, {keys[error], outcome.elements[error].text});
   }
   published_.emplace();
   const auto end = outcome.elements.end();
   published_->epoch = end[-1].text;
   published_->lastId = StreamId::of(end[-2].text).value_or(StreamId());
   return true;
+}
+
+void Store::noteCheckIn(const Command& command) {
+  if (command.size() < 4 || !pathOfKey(command[1])) return;
+  const bool hasCheck = command[command.size() - 2] == kCheckField;
+  checks_[command[1]] = hasCheck ? std::optional(command.back()) : std::nullopt;
 }
 
 bool Store::publishAgain(Client& client, const Changes& changes, const Keys& forgotten,

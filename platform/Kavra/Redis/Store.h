@@ -41,7 +41,9 @@ class Store final : public Kavra::Store {
   Documents documents(const Qel::String& prefix) override;
   Listing listing(const Qel::String& prefix) override;
   // Publishes all of them anew when the epoch is not that of this object's last publication, or the
-  // server holds an older state.
+  // server holds an older state. What differs is found by reading all that is covered; for half a
+  // minute after that, a change is published over what is known to be there, where a short look
+  // finds that nothing happened to it.
   bool publicationIs(const Publication& publication) override;
   bool isAsPublished() override;
   void claimDel() override;
@@ -70,11 +72,27 @@ class Store final : public Kavra::Store {
   static Documents readWatched(Client& client, const std::vector<Qel::String>& paths);
   // What differs between the server and what it is to hold; all of it where it `lost` that.
   static Changes changesOf(const Documents& present, const Documents& wanted, bool lost);
+  // What a server holds of a publication.
+  struct Held {
+    Documents documents;
+    std::map<Qel::String, std::string> index;
+    std::set<Qel::String> unchecked;
+    ServerState state;
+    double readAt = 0.0;  // by the clock
+  };
+
   // The publisher's connection, which answered just now.
   Client& keptClient();
-  bool hold(Client& client, const Publication& publication);
+  // Whether the server is as `held_` says, by a short look.
+  bool isStillHeld(const Publication& publication);
+  void readHeld(Client& client, const Publication& publication);
+  // Makes the server hold these instead, and notes that it does. Returns whether that took more
+  // than the note.
+  bool hold(Client& client, const Publication& publication, Documents wanted);
   // False when something watched was changed meanwhile. The keys `forgotten` are taken away first.
   bool publish(Client& client, const Changes& changes, const Keys& forgotten);
+  // The check of a document, where the command is one that publishes it.
+  void noteCheckIn(const Command& command);
   // After a part was refused: with what stood in its way taken away, too.
   bool publishAgain(Client& client, const Changes& changes, const Keys& forgotten,
                     const Refusal& refusal);
@@ -83,10 +101,12 @@ class Store final : public Kavra::Store {
   const Qel::Ptr<Qel::Clock const> clock_;
   std::optional<ServerState> published_;  // of the server after the last publication from here
   std::string publishedAt_;               // when, as the index has it
-  // Of a publisher: its connection, and once all is as it should be there, its claim and how it
-  // sees that nothing happened since.
+  // Of a publisher: its connection, and once all is as it should be there, its claim, what is held
+  // there, the checks of what was published, and how it sees that nothing happened since.
   std::optional<Client> kept_;
   Claim claim_;
+  Held held_;
+  Look::Checks checks_;
   std::optional<Look> look_;
 };
 

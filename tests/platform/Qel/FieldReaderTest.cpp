@@ -17,7 +17,8 @@ std::string refused(const Read& read) {
 }
 
 TEST(FieldReaderTest, TakesEachFieldOnce) {
-  FieldReader reader({{"n", "4294967295"}, {"on", "true"}, {"t", "-1.5e3"}, {"d", ""}});
+  const Fields fields = {{"n", "4294967295"}, {"on", "true"}, {"t", "-1.5e3"}, {"d", ""}};
+  FieldReader reader(fields);
   EXPECT_TRUE(reader.has("n"));
   EXPECT_EQ(reader.takeU32("n"), 4294967295U);
   EXPECT_FALSE(reader.has("n"));
@@ -30,27 +31,32 @@ TEST(FieldReaderTest, TakesEachFieldOnce) {
 }
 
 TEST(FieldReaderTest, RefusesANameThatStandsTwice) {
-  EXPECT_EQ(refused([] { FieldReader({{"a", "1"}, {"a", "1"}}); }), "a: stands twice");
+  const Fields fields = {{"a", "1"}, {"a", "1"}};
+  EXPECT_EQ(refused([&] { FieldReader reader(fields); }), "a: stands twice");
 }
 
 TEST(FieldReaderTest, RefusesWhatIsNoUnsignedNumber) {
   for (const char* text : {"", "-1", "+1", " 1", "1 ", "1.0", "0x1", "4294967296"}) {
-    FieldReader reader(Fields{{"n", text}});
+    const Fields fields = {{"n", text}};
+    FieldReader reader(fields);
     EXPECT_EQ(refused([&] { reader.takeU32("n"); }), "n: not an unsigned 32-bit number") << text;
   }
 }
 
 TEST(FieldReaderTest, RefusesWhatIsNeitherTrueNorFalse) {
   for (const char* text : {"", "True", "1", "false "}) {
-    FieldReader reader(Fields{{"on", text}});
+    const Fields fields = {{"on", text}};
+    FieldReader reader(fields);
     EXPECT_EQ(refused([&] { reader.takeBool("on"); }), "on: not true or false") << text;
   }
-  EXPECT_FALSE(FieldReader(Fields{{"on", "false"}}).takeBool("on"));
+  const Fields off = {{"on", "false"}};
+  EXPECT_FALSE(FieldReader(off).takeBool("on"));
 }
 
 TEST(FieldReaderTest, RefusesWhatIsNoFiniteNumber) {
   for (const char* text : {"", "nan", "inf", "-inf", "1e999", "1,5", "1.5 ", "noon"}) {
-    FieldReader reader(Fields{{"t", text}});
+    const Fields fields = {{"t", text}};
+    FieldReader reader(fields);
     EXPECT_EQ(refused([&] { reader.takeFiniteNumber("t"); }), "t: not a finite number") << text;
   }
 }

@@ -20,7 +20,9 @@ namespace Kavra::File {
 namespace {
 
 using testing::ElementsAre;
+using testing::EndsWith;
 using testing::IsEmpty;
+using testing::Key;
 
 class LookoutTest : public support::LiveObjectsTest {
  protected:
@@ -49,6 +51,25 @@ TEST_F(LookoutTest, HandsOverWhatItFindsFirst) {
   EXPECT_EQ(textOf(*first), "one");
   loop_.runOnce(0.0);
   EXPECT_THAT(log_, IsEmpty());
+}
+
+TEST_F(LookoutTest, MakesDocumentsOfTheText) {
+  directory_.write(R"({"good": {"type": "x"}, "bad": {"type": "x", "type": "y"}})");
+  const auto lookout = lookOut();
+  const auto first = lookout->first(10.0);
+  ASSERT_TRUE(first && first->meaning);
+  EXPECT_THAT(first->meaning->documents, ElementsAre(Key("good")));
+  EXPECT_THAT(first->meaning->problems, ElementsAre(Key("bad")));
+  EXPECT_EQ(first->misfit, "");
+}
+
+TEST_F(LookoutTest, TellsWhyATextIsNotThatOfADatabase) {
+  directory_.write("[]");
+  const auto lookout = lookOut();
+  const auto first = lookout->first(10.0);
+  ASSERT_TRUE(first);
+  EXPECT_FALSE(first->meaning);
+  EXPECT_THAT(first->misfit, EndsWith("expected a map of documents but found a list"));
 }
 
 TEST_F(LookoutTest, TellsOfChangesFromTheLoop) {

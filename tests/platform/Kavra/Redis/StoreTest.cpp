@@ -17,6 +17,7 @@
 #include "platform/Kavra/Redis/ServerProcess.h"
 #include "platform/Kavra/StoreContract.h"
 #include "support/LiveObjects.h"
+#include "support/ManualClock.h"
 #include "support/ProblemOf.h"
 
 namespace Kavra::Redis {
@@ -295,6 +296,55 @@ TEST_F(HoldingTest, FindsDamageBesideTheCheckInTheWholeAlone) {
   command({"HSET", kHistoryKey, "0:0:d", "two"});
   EXPECT_TRUE(store_->isAsPublished());
   EXPECT_TRUE(hold());
+  EXPECT_EQ(store_->documents(""), documents_);
+}
+
+TEST_F(HoldingTest, PublishesAChangeOverWhatItKnowsWithoutReadingIt) {
+  const auto reads = [&] {
+    const std::string stats = command({"INFO", "commandstats"}).text;
+    const std::size_t begin = stats.find("cmdstat_hgetall:calls=");
+    return begin == std::string::npos ? 0 : std::stoi(stats.substr(begin + 22));
+  };
+  hold();
+  const int before = reads();
+  documents_[kHistoryPath] = history({"two"});
+  EXPECT_TRUE(hold());
+  documents_.erase(kRedundancyPath);
+  EXPECT_TRUE(hold());
+  EXPECT_EQ(reads(), before);
+  EXPECT_EQ(store_->documents(""), documents_);
+  EXPECT_TRUE(store_->isAsPublished());
+}
+
+TEST_F(HoldingTest, ReadsTheWholeBeforeAChangeWhereALookFindsThatSomethingHappened) {
+  const std::vector<Command> damages = {
+      {"DEL", keyOf(kRedundancyPath)},
+      {"HSET", keyOf(kRedundancyPath), kCheckField, "0123456789abcdef"},
+      {"HDEL", kIndexKey, kRedundancyPath},
+      {"XADD", kLogKey, "*", "k", keyOf(kRedundancyPath)},
+      {"FLUSHALL"},
+  };
+  hold();
+  for (std::size_t i = 0; i < damages.size(); ++i) {
+    command(damages[i]);
+    documents_[kHistoryPath] = history({fmt::format("cause {}", i)});
+    EXPECT_TRUE(hold()) << damages[i][0];
+    EXPECT_EQ(store_->documents(""), documents_) << damages[i][0];
+    EXPECT_EQ(command({"HLEN", kIndexKey}).integer, 2) << damages[i][0];
+  }
+}
+
+TEST_F(HoldingTest, ReadsTheWholeBeforeAChangeWhereItHasNotForHalfAMinute) {
+  const auto clock = Qel::make<support::ManualClock>();
+  const auto store = Qel::make<Store>(server_.options(), clock);
+  store->publicationIs(publication());
+  command({"HSET", keyOf(kRedundancyPath), "protocol", "1"});
+  documents_[kHistoryPath] = history({"two"});
+  EXPECT_TRUE(store->publicationIs(publication()));
+  EXPECT_NE(store_->documents(""), documents_);
+  clock->advance(30.0);
+  documents_[kHistoryPath] = history({"three"});
+  EXPECT_TRUE(store->publicationIs(publication()));
   EXPECT_EQ(store_->documents(""), documents_);
 }
 

@@ -1,0 +1,62 @@
+// What reading a large document takes from the allocator, exactly: the loop stands still for some
+// of it, and each object costs again when the document goes.
+#include <fmt/format.h>
+#include <gtest/gtest.h>
+
+#include <cstddef>
+#include <string>
+#include <utility>
+
+#include "Kavra/CheckedDocument.h"
+#include "Kavra/Json/Text.h"
+#include "Qel/Document.h"
+#include "cost/Allocations.h"
+
+namespace {
+
+constexpr std::size_t kCausesRead = 10'000;
+// A vector that grows to so many elements, and what there is once in a document.
+constexpr std::size_t kBesideCauses = 100;
+
+std::string documentTextOf(std::size_t causes) {
+  std::string queue;
+  for (std::size_t i = 0; i < causes; ++i) {
+    queue += fmt::format(R"({}{{"description": "cause {:020}", "time": 1700000000.9}})",
+                         i == 0 ? "" : ",", i);
+  }
+  return R"({"type": "System::ResetCauseHistory", "rebootHistory": {"0": {"causeQ": [)" + queue +
+         "]}}}";
+}
+
+// The objects that `call` makes, whether or not it keeps them.
+template <class Call>
+std::size_t objectsMadeBy(const Call& call) {
+  const std::size_t before = cost::allocations().made;
+  call();
+  return cost::allocations().made - before;
+}
+
+TEST(DecodeCostTest, ACauseIsReadAsItsMapAndItsText) {
+  const std::string text = documentTextOf(kCausesRead);
+  Qel::Document document;
+  const std::size_t objects = objectsMadeBy([&] { document = Kavra::Json::read(text); });
+  // The map grows to one member and to two; a text is its count and its octets.
+  EXPECT_NEAR(static_cast<double>(objects), 4.0 * kCausesRead, kBesideCauses);
+}
+
+TEST(DecodeCostTest, ADocumentThatFitsIsCheckedWithoutAnObjectForEachCause) {
+  Qel::Document document = Kavra::Json::read(documentTextOf(kCausesRead));
+  const std::size_t objects = objectsMadeBy([&] {
+    const Kavra::CheckedDocument checked("cell/1/sys/reset/history", std::move(document));
+    EXPECT_TRUE(checked.fits()) << checked.misfit;
+  });
+  EXPECT_LT(objects, kBesideCauses);
+}
+
+TEST(DecodeCostTest, TheCanonicalFormOfACauseIsItsMap) {
+  const Qel::Document document = Kavra::Json::read(documentTextOf(kCausesRead));
+  const std::size_t objects = objectsMadeBy([&] { (void)Kavra::canonicalFormOf(document); });
+  EXPECT_NEAR(static_cast<double>(objects), 1.0 * kCausesRead, kBesideCauses);
+}
+
+}  // namespace
