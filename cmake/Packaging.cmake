@@ -1,28 +1,42 @@
-# cmake --install and find_package(MiscSnmp).
+# cmake --install, find_package(MiscSnmp) and pkg-config.
 include(CMakePackageConfigHelpers)
 
 set(MISCSNMP_INCLUDE_DIR "${CMAKE_INSTALL_INCLUDEDIR}/miscsnmp")
 set(MISCSNMP_CMAKE_DIR "${CMAKE_INSTALL_LIBDIR}/cmake/MiscSnmp")
 
-install(TARGETS qelplatform EXPORT MiscSnmpTargets
+# Model and table for those who link them: what the plug-in has of them, under their full names.
+add_library(miscsnmptable STATIC $<TARGET_OBJECTS:MiscSnmp> $<TARGET_OBJECTS:NorvekGeneralMIB>)
+set_target_properties(miscsnmptable PROPERTIES LINKER_LANGUAGE CXX EXPORT_NAME tableArchive)
+set_target_properties(qelplatform PROPERTIES EXPORT_NAME platform)
+set_target_properties(MiscSnmpPlugin PROPERTIES EXPORT_NAME plugin)
+
+install(TARGETS qelplatform EXPORT MiscSnmpPlatform
         LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}"
         INCLUDES DESTINATION "${MISCSNMP_INCLUDE_DIR}")
 # In a folder of its own: nobody links with the plug-in, the agent loads it from there by default.
 set(MISCSNMP_PLUGIN_DIR "${CMAKE_INSTALL_LIBDIR}/norvek-snmpd")
-install(TARGETS MiscSnmpPlugin EXPORT MiscSnmpPluginTargets
+install(TARGETS MiscSnmpPlugin EXPORT MiscSnmpPlugin
         LIBRARY DESTINATION "${MISCSNMP_PLUGIN_DIR}")
+install(TARGETS miscsnmptable EXPORT MiscSnmpTable
+        ARCHIVE DESTINATION "${CMAKE_INSTALL_LIBDIR}")
 install(TARGETS kavra RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}")
-foreach(room IN ITEMS Qel System Redundancy Cell Kavra Snmp)
-  install(DIRECTORY "${PROJECT_SOURCE_DIR}/platform/${room}"
-          DESTINATION "${MISCSNMP_INCLUDE_DIR}" FILES_MATCHING PATTERN "*.h")
+foreach(room IN ITEMS platform/Qel platform/System platform/Redundancy platform/Cell platform/Kavra
+                      platform/Snmp MiscSnmp)
+  install(DIRECTORY "${PROJECT_SOURCE_DIR}/${room}"
+          DESTINATION "${MISCSNMP_INCLUDE_DIR}" FILES_MATCHING PATTERN "*.h"
+          # What a library of others shows through, and what only the rooms themselves include.
+          PATTERN "NetSnmp.h" EXCLUDE PATTERN "Reader.h" EXCLUDE)
 endforeach()
+install(FILES "${PROJECT_SOURCE_DIR}/NorvekGeneralMIB/NorvekGeneralMIB.h"
+        DESTINATION "${MISCSNMP_INCLUDE_DIR}/NorvekGeneralMIB")
 install(FILES "${PROJECT_SOURCE_DIR}/mibs/NorvekGeneralMIB.txt"
         DESTINATION "${CMAKE_INSTALL_DATADIR}/snmp/mibs")
 install(FILES "${PROJECT_SOURCE_DIR}/README.md" "${PROJECT_SOURCE_DIR}/LICENSE"
         DESTINATION "${CMAKE_INSTALL_DOCDIR}")
+install(DIRECTORY "${PROJECT_SOURCE_DIR}/examples" DESTINATION "${CMAKE_INSTALL_DOCDIR}")
 
-foreach(targets IN ITEMS MiscSnmpTargets MiscSnmpPluginTargets)
-  install(EXPORT ${targets} NAMESPACE MiscSnmp:: DESTINATION "${MISCSNMP_CMAKE_DIR}")
+foreach(set IN ITEMS MiscSnmpPlatform MiscSnmpPlugin MiscSnmpTable)
+  install(EXPORT ${set} NAMESPACE MiscSnmp:: DESTINATION "${MISCSNMP_CMAKE_DIR}")
 endforeach()
 configure_package_config_file("${PROJECT_SOURCE_DIR}/cmake/MiscSnmpConfig.cmake.in"
                               "${PROJECT_BINARY_DIR}/MiscSnmpConfig.cmake"
@@ -33,3 +47,12 @@ write_basic_package_version_file("${PROJECT_BINARY_DIR}/MiscSnmpConfigVersion.cm
 install(FILES "${PROJECT_BINARY_DIR}/MiscSnmpConfig.cmake"
               "${PROJECT_BINARY_DIR}/MiscSnmpConfigVersion.cmake"
         DESTINATION "${MISCSNMP_CMAKE_DIR}")
+
+# Relative to where the files are, so that an installed tree may be moved.
+file(RELATIVE_PATH MISCSNMP_PREFIX_FROM_LIBDIR "/${CMAKE_INSTALL_LIBDIR}" "/")
+foreach(name IN ITEMS qelplatform miscsnmp miscsnmptable)
+  configure_file("${PROJECT_SOURCE_DIR}/cmake/${name}.pc.in" "${PROJECT_BINARY_DIR}/${name}.pc"
+                 @ONLY)
+  install(FILES "${PROJECT_BINARY_DIR}/${name}.pc"
+          DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
+endforeach()
