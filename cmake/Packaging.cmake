@@ -13,9 +13,10 @@ set_target_properties(MiscSnmpPlugin PROPERTIES EXPORT_NAME plugin)
 install(TARGETS qelplatform EXPORT MiscSnmpPlatform
         LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}"
         INCLUDES DESTINATION "${MISCSNMP_INCLUDE_DIR}")
-# The plug-in lies beside the program that loads it by default, as in the build tree's lib/.
+# In a folder of its own: nobody links with the plug-in, the agent loads it from there by default.
+set(MISCSNMP_PLUGIN_DIR "${CMAKE_INSTALL_LIBDIR}/norvek-snmpd")
 install(TARGETS MiscSnmpPlugin EXPORT MiscSnmpPlugin
-        LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}")
+        LIBRARY DESTINATION "${MISCSNMP_PLUGIN_DIR}")
 install(TARGETS miscsnmptable EXPORT MiscSnmpTable
         ARCHIVE DESTINATION "${CMAKE_INSTALL_LIBDIR}")
 install(TARGETS kavra RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}")
@@ -48,7 +49,8 @@ foreach(set IN ITEMS MiscSnmpPlatform MiscSnmpPlugin MiscSnmpTable)
 endforeach()
 configure_package_config_file("${PROJECT_SOURCE_DIR}/cmake/MiscSnmpConfig.cmake.in"
                               "${PROJECT_BINARY_DIR}/MiscSnmpConfig.cmake"
-                              INSTALL_DESTINATION "${MISCSNMP_CMAKE_DIR}")
+                              INSTALL_DESTINATION "${MISCSNMP_CMAKE_DIR}"
+                              PATH_VARS MISCSNMP_PLUGIN_DIR)
 write_basic_package_version_file("${PROJECT_BINARY_DIR}/MiscSnmpConfigVersion.cmake"
                                  COMPATIBILITY SameMinorVersion)
 install(FILES "${PROJECT_BINARY_DIR}/MiscSnmpConfig.cmake"

@@ -1,38 +1,18 @@
 #include "host/Log.h"
 
 #include <fmt/format.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
-#include <cstdlib>
 #include <utility>
 #include <vector>
 
 #include "Qel/Escape.h"
+#include "Qel/Journal.h"
 
 namespace Host {
-namespace {
-
-bool isJournal(int fd, std::string_view journalStream) {
-  struct stat facts {};
-  return !journalStream.empty() && ::fstat(fd, &facts) == 0 &&
-         journalStream == fmt::format("{}:{}", facts.st_dev, facts.st_ino);
-}
-
-std::string_view journalStreamOfEnvironment() {
-  const char* stream = std::getenv("JOURNAL_STREAM");
-  return stream != nullptr ? stream : "";
-}
-
-int severityOf(int traceLevel) {
-  constexpr int kSeverities[] = {LOG_ERR, LOG_NOTICE, LOG_INFO};
-  return traceLevel >= 0 && traceLevel <= 2 ? kSeverities[traceLevel] : LOG_DEBUG;
-}
-
-}  // namespace
 
 Log::Log(int fd, std::string_view journalStream, Now now)
-    : writer_(fd), isJournal_(isJournal(fd, journalStream)), now_(std::move(now)) {}
+    : writer_(fd), isJournal_(Qel::isJournal(fd, journalStream)), now_(std::move(now)) {}
 
 void Log::line(int severity, std::string_view text, std::string_view event) {
   const auto now = now_();
@@ -82,7 +62,7 @@ void Log::wakeUp() {
 
 Log& processLog() {
   // Leaked, so that what is destroyed at the very end may log.
-  static auto* const log = new Log(STDERR_FILENO, journalStreamOfEnvironment());
+  static auto* const log = new Log(STDERR_FILENO, Qel::journalStreamOfEnvironment());
   return *log;
 }
 
@@ -91,7 +71,7 @@ void logLine(std::string_view text, int severity) { processLog().line(severity, 
 void logTrace(const Qel::TraceRecord& record) {
   const auto text =
       fmt::format("{} {}: {}", record.facility.view(), record.level, record.text.view());
-  const int severity = severityOf(record.level);
+  const int severity = Qel::severityOf(record.level);
   if (record.level > 0) return processLog().detail(severity, text);
   processLog().line(severity, text);
 }

@@ -34,7 +34,7 @@ std::vector<std::string> PluginLibrary::filesOf(const std::vector<std::string>& 
   // Named in full: the search path of a program is not followed by every loader.
   std::error_code error;
   const auto directory = std::filesystem::read_symlink("/proc/self/exe", error).parent_path();
-  for (const char* place : {"", "../lib", "../" NORVEK_LIBRARY_DIRECTORY}) {
+  for (const char* place : {"", "../lib", "../" NORVEK_PLUGIN_DIRECTORY}) {
     const auto file = directory / place / kFile;
     if (std::filesystem::exists(file, error)) return {file.lexically_normal().string()};
   }

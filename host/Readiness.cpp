@@ -43,12 +43,15 @@ std::vector<std::string> waitForDatabases(const StateDatabase& database, NetSnmp
   return missingOf(database);
 }
 
-void tellReady(const Options& options, const std::vector<std::string>& missing) {
+void tellReady(const Options& options, const std::vector<std::string>& missing,
+               Qel::ServiceManager& manager) {
   const std::string serves = options.agentxAddress
                                  ? fmt::format("the master at {}", *options.agentxAddress)
                                  : fmt::format("{}", fmt::join(options.listenAddresses, ", "));
-  logLine(fmt::format("cell {} serves {}{}{}", options.cellId, serves,
-                      missing.empty() ? "" : "; missing: ", fmt::join(missing, ", ")));
+  const auto text = fmt::format("cell {} serves {}{}{}", options.cellId, serves,
+                                missing.empty() ? "" : "; missing: ", fmt::join(missing, ", "));
+  logLine(text);
+  manager.readyIs(text);
 }
 
 }  // namespace Host

@@ -3,6 +3,7 @@
 #include <string>
 #include <vector>
 
+#include "Qel/ServiceManager.h"
 #include "host/NetSnmpEventLoop.h"
 #include "host/Options.h"
 #include "host/StateDatabase.h"
@@ -19,7 +20,8 @@ std::vector<std::string> waitForDatabases(const StateDatabase& database, NetSnmp
                                           double patience);
 
 // Says that the process serves, and what is `missing`: the one place where whoever started it is
-// told.
-void tellReady(const Options& options, const std::vector<std::string>& missing);
+// told, by the log and through `manager`.
+void tellReady(const Options& options, const std::vector<std::string>& missing,
+               Qel::ServiceManager& manager);
 
 }  // namespace Host

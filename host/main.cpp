@@ -10,6 +10,7 @@
 
 #include "Cell/Cell.h"
 #include "Qel/ActivityManager.h"
+#include "Qel/ServiceManager.h"
 #include "host/ActivityPump.h"
 #include "host/Errors.h"
 #include "host/Log.h"
@@ -42,6 +43,7 @@ void serve(const Host::Options& options, const Host::SignalEvents& reloadSignals
   Host::SnmpAgent agent(options,
                         fmt::format("norvek-snmpd, cell {}, {}", options.cellId, options.cellType));
   Host::NetSnmpEventLoop loop([&agent] { agent.serveWaiting(); });
+  Qel::ServiceManager manager(loop);
   const Host::LogPump logPump(Host::processLog(), loop);
   const auto onSignal = signals.watch(loop, [&loop] { loop.stop(); });
   const Host::ActivityPump pump(loop);
@@ -61,7 +63,7 @@ void serve(const Host::Options& options, const Host::SignalEvents& reloadSignals
   std::vector<std::string> missing =
       Host::waitForDatabases(database, loop, Host::kDatabasePatience);
   if (!agent.problem().empty()) missing.push_back(agent.problem());
-  if (loop.isRunning()) Host::tellReady(options, missing);
+  if (loop.isRunning()) Host::tellReady(options, missing, manager);
   loop.run();
 }
 

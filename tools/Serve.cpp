@@ -13,6 +13,7 @@
 #include "Kavra/Publisher.h"
 #include "Qel/Escape.h"
 #include "Qel/PollEventLoop.h"
+#include "Qel/ServiceManager.h"
 #include "tools/EndOnSignal.h"
 #include "tools/Errors.h"
 
@@ -64,6 +65,7 @@ void serve(const Kavra::StoreUrl& url, const std::string& file, const std::strin
   url.tellIfNotEncrypted();
   Qel::PollEventLoop loop;
   const EndOnSignal endOnSignal(loop);
+  Qel::ServiceManager manager(loop);
   const auto source = Kavra::StoreUrl("file:" + file).feed(loop, clock);
   std::error_code error;
   if (!std::filesystem::exists(file, error)) {
@@ -72,6 +74,7 @@ void serve(const Kavra::StoreUrl& url, const std::string& file, const std::strin
   }
   const auto publisher =
       Qel::make<Kavra::Publisher>(source, url.store(clock), loop, claimOf(file, prefix));
+  manager.readyIs("publishes " + file + " in " + url.text());
   loop.run();
 }
 

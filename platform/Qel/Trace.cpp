@@ -1,5 +1,8 @@
 #include "Qel/Trace.h"
 
+#include <fmt/format.h>
+#include <unistd.h>
+
 #include <cstdio>
 #include <map>
 #include <set>
@@ -7,6 +10,7 @@
 #include <utility>
 
 #include "Qel/Escape.h"
+#include "Qel/Journal.h"
 
 namespace Qel {
 
@@ -26,9 +30,10 @@ TraceState& state() {
 }
 
 void writeToStandardError(const TraceRecord& record) {
-  std::string line = record.facility.stdString() + " " + std::to_string(record.level) + ": " +
-                     printableLine(record.text.view());
-  line.push_back('\n');
+  const bool isToJournal = isJournal(STDERR_FILENO, journalStreamOfEnvironment());
+  const std::string line =
+      fmt::format("{}{} {}: {}\n", isToJournal ? fmt::format("<{}>", severityOf(record.level)) : "",
+                  record.facility.view(), record.level, printableLine(record.text.view()));
   std::fwrite(line.data(), 1, line.size(), stderr);
 }
 

@@ -21,7 +21,8 @@ struct TraceRecord {
 };
 
 // Takes every emitted record. An empty function restores the default: one line to standard error,
-// "FACILITY LEVEL: TEXT", control characters escaped.
+// "FACILITY LEVEL: TEXT", control characters escaped, and the severity in front where the journal
+// reads it.
 void traceSinkIs(std::function<void(const TraceRecord&)> sink);
 
 // Enables levels 0 to `level` of a facility; -1 silences it. Holds for the handles that exist and

@@ -52,14 +52,15 @@ BEFORE = {
         kavra --db file:STATE record-reset --cell 1 --cause "Power loss"
     """,
     "docs/operations.md": """
-        mkdir -p /run/kavra /run/kavra-redis etc
+        mkdir -p /run/kavra /run/norvek/redis/1 etc/norvek/agent
         kavra --db file:/run/kavra/kavra.json set-redundancy --cell 1 --protocol 1
-        packaging/redis/new-users etc/kavra && cp etc/kavra/agent.auth etc/kavra/peer.auth
+        packaging/redis/new-users etc/norvek/redis-1
+        cp etc/norvek/redis-1/agent.auth etc/norvek/agent/peer.auth
         ip address add 169.254.1.2/32 dev lo
-        for place in "--port 0 --unixsocket /run/kavra-redis/redis.sock" "--bind 169.254.1.2"; do
-          redis-server $place --aclfile $PWD/etc/kavra/users.acl --save '' >redis.log 2>&1 &
+        for place in "--port 0 --unixsocket /run/norvek/redis/1/redis.sock" "--bind 169.254.1.2"; do
+          redis-server $place --aclfile $PWD/etc/norvek/redis-1/users.acl --save '' >redis.log 2>&1 &
         done
-        until [ -S /run/kavra-redis/redis.sock ]; do sleep 0.05; done
+        until [ -S /run/norvek/redis/1/redis.sock ]; do sleep 0.05; done
         cp /run/kavra/kavra.json cell1.json
     """,
     "docs/troubleshooting.md": """
@@ -72,7 +73,7 @@ BEFORE = {
 }
 
 # Places of the system, and what stands for them in a session's folder.
-PLACES = {"/etc/kavra": "etc/kavra", "/var/lib/kavra": "var/kavra"}
+PLACES = {"/etc/norvek": "etc/norvek", "/var/lib/kavra": "var/kavra"}
 
 
 def documents():

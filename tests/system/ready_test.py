@@ -5,10 +5,13 @@ line says which are missing. While it waits, it answers managers and hears signa
 import json
 import os
 import re
+import select
 import signal
+import socket
 import subprocess
 import time
 import unittest
+import unittest.mock
 
 import redis_pair
 import support
@@ -104,6 +107,40 @@ class Ready(support.SystemTest):
         support.waitFor(agent.isReady, "the agent serves")
         self.assertRegex(agent.said(),
                          rf"serves {agent.address}; missing: file:{os.path.basename(file)}: ")
+
+    def serviceManager(self):
+        """A service manager's end of what those that start from now on tell it."""
+        ours = socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM)
+        self.addCleanup(ours.close)
+        ours.bind(self.path("notify"))
+        ours.settimeout(support.PATIENCE)
+        environment = unittest.mock.patch.dict(os.environ, NOTIFY_SOCKET=self.path("notify"))
+        environment.start()
+        self.addCleanup(environment.stop)
+        return ours
+
+    def testTheServiceManagerHearsItWhenTheFirstSnapshotIsThere(self):
+        own = self.newServer(1, OWN)
+        own.process.send_signal(signal.SIGSTOP)
+        manager = self.serviceManager()
+        agent = self.follow(own)
+        self.assertAnswersAndWaits(agent)
+        self.assertEqual(select.select([manager], [], [], 0)[0], [])
+        own.process.send_signal(signal.SIGCONT)
+        self.assertEqual(manager.recv(4096).decode(),
+                         f"READY=1\nSTATUS=cell 1 serves {agent.address}")
+        self.assertEqual(agent.stopped(), 0, agent.said())
+        self.assertEqual(manager.recv(4096), b"STOPPING=1")
+
+    def testTheServiceManagerHearsOfAPublisher(self):
+        manager = self.serviceManager()
+        publisher = support.Process(self.directory, support.KAVRA, "--db", "file:target.json",
+                                    "serve", "source.json")
+        self.addCleanup(publisher.close)
+        self.assertEqual(manager.recv(4096),
+                         b"READY=1\nSTATUS=publishes source.json in file:target.json")
+        self.assertEqual(publisher.stopped(), 0, publisher.said())
+        self.assertEqual(manager.recv(4096), b"STOPPING=1")
 
     def testASignalWhileItWaitsEndsItWell(self):
         agent = self.newAgent(db="redis+unix:" + self.path("nobody.sock"))

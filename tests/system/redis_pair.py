@@ -59,7 +59,7 @@ class Redis:
     def writeConfiguration(self, listen):
         with open(os.path.join(PACKAGING, "redis.conf")) as file:
             text = file.read()
-        for place in ("/run/kavra-redis", "/etc/kavra", "/var/lib/kavra-redis"):
+        for place in ("/run/norvek/redis/1", "/etc/norvek/redis-1"):
             text = text.replace(place, self.directory)
         text = text.replace("supervised systemd", "supervised no")
         if listen:

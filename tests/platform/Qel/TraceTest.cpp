@@ -2,7 +2,10 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
+#include <cstdlib>
 #include <memory>
 #include <ostream>
 #include <stdexcept>
@@ -121,6 +124,18 @@ TEST_F(TraceTest, ASinkThatFailsLosesTheRecordAndNothingElse) {
   EXPECT_NO_THROW(trace(0, "text"));
   Qel::traceSinkIs({});
   EXPECT_EQ(testing::internal::GetCapturedStderr(), "trace record lost\n");
+}
+
+TEST_F(TraceTest, TellsTheJournalHowSevereALineIs) {
+  const auto asTheJournalReads = [this] {
+    struct stat facts {};
+    ::fstat(STDERR_FILENO, &facts);
+    const auto stream = std::to_string(facts.st_dev) + ":" + std::to_string(facts.st_ino);
+    ::setenv("JOURNAL_STREAM", stream.c_str(), 1);
+    trace(0, "lost");
+    std::exit(0);
+  };
+  EXPECT_EXIT(asTheJournalReads(), testing::ExitedWithCode(0), "^<3>Test 0: lost\n$");
 }
 
 }  // namespace
