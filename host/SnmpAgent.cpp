@@ -104,7 +104,7 @@ SnmpAgent::SnmpAgent(const Options& options, const std::string& description) : l
     master_ = std::make_unique<AgentxMaster>(*options.agentxAddress);
     readFiles();
     configuration_->check();
-    master_->tellIfSilent();
+    master_->firstAttemptIsOver();
   } else {
     startMaster(options);
   }
