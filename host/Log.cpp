@@ -38,6 +38,7 @@ void Log::tell(const std::vector<Repetitions::Line>& lines) {
 }
 
 void Log::put(int severity, std::string_view text) {
+  if (sink_) return sink_(severity, text);
   if (tellLeftOut() && writer_.write(formatted(severity, text))) return;
   ++leftOut_;
   wakeUp();

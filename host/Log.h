@@ -7,6 +7,8 @@
 #include <functional>
 #include <string>
 #include <string_view>
+#include <utility>
+#include <vector>
 
 #include "Qel/Trace.h"
 #include "host/LogWriter.h"
@@ -28,6 +30,11 @@ class Log {
   Log(int fd, std::string_view journalStream, Now now = std::chrono::steady_clock::now);
   Log(const Log&) = delete;
   Log& operator=(const Log&) = delete;
+
+  // Takes lines in the place of the descriptor, without a name in front; must not wait.
+  using Sink = std::function<void(int severity, std::string_view text)>;
+  // An empty one gives the lines to the descriptor again.
+  void sinkIs(Sink sink) { sink_ = std::move(sink); }
 
   // Lines with the same `event` are the same event.
   void line(int severity, std::string_view text, std::string_view event);
@@ -57,6 +64,7 @@ class Log {
   Repetitions repetitions_;
   std::size_t leftOut_ = 0;
   std::function<void()> wakeUp_;
+  Sink sink_;
 };
 
 // The log on standard error.

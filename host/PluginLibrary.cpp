@@ -3,7 +3,6 @@
 #include <dlfcn.h>
 #include <fmt/format.h>
 
-#include <filesystem>
 #include <system_error>
 
 #include "host/Errors.h"
@@ -34,11 +33,16 @@ std::vector<std::string> PluginLibrary::filesOf(const std::vector<std::string>& 
   // Named in full: the search path of a program is not followed by every loader.
   std::error_code error;
   const auto directory = std::filesystem::read_symlink("/proc/self/exe", error).parent_path();
-  for (const char* place : {"", "../lib", "../" NORVEK_PLUGIN_DIRECTORY}) {
-    const auto file = directory / place / kFile;
-    if (std::filesystem::exists(file, error)) return {file.lexically_normal().string()};
+  return {fileIn({directory, directory / "../lib", directory / "../" NORVEK_PLUGIN_DIRECTORY})};
+}
+
+std::string PluginLibrary::fileIn(const std::vector<std::filesystem::path>& directories) {
+  std::error_code error;
+  for (const auto& directory : directories) {
+    const auto file = directory / kFile;
+    if (std::filesystem::exists(file, error)) return file.lexically_normal().string();
   }
-  return {(directory / kFile).string()};
+  return (directories.front() / kFile).string();
 }
 
 }  // namespace Host

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -22,6 +23,8 @@ class PluginLibrary {
 
   // The files to load: those given, or else the one that is installed with this program.
   static std::vector<std::string> filesOf(const std::vector<std::string>& given);
+  // The one that is in the first of the directories that has it; in the first one where none has.
+  static std::string fileIn(const std::vector<std::filesystem::path>& directories);
 
  private:
   void* const handle_;

@@ -94,7 +94,7 @@ SnmpAgent::SnmpAgent(const Options& options, const std::string& description)
     master_ = std::make_unique<AgentxMaster>(*options.agentxAddress);
     readFiles();
     configuration_->check();
-    master_->tellIfSilent();
+    master_->firstAttemptIsOver();
   } else {
     startMaster(options);
   }

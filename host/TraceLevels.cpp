@@ -48,9 +48,13 @@ void TraceLevels::readAgain() {
     const auto read = levelsIn(*file_);
     levels.insert(levels.end(), read.begin(), read.end());
   }
-  for (const auto& [facility, level] : present_) Qel::traceLevelIs(facility, 0);
+  nothingIsTraced();
   for (const auto& [facility, level] : levels) Qel::traceLevelIs(facility, level);
   present_ = levels;
+}
+
+void TraceLevels::nothingIsTraced() {
+  for (const auto& [facility, level] : present_) Qel::traceLevelIs(facility, 0);
 }
 
 }  // namespace Host

@@ -221,7 +221,7 @@ TEST_F(SnmpAgentTest, GoesOnTryingToReachItsMaster) {
   options_ = readOptions({"--agentx", "unix:/nonexistent/master"});
   EXPECT_EXIT(startAndExit(), testing::ExitedWithCode(0),
               "^norvek-snmpd: no AgentX master answers at unix:/nonexistent/master; it is asked "
-              "again every 15 s\n$");
+              "again every 2 s\n$");
 }
 
 }  // namespace

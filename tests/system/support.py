@@ -11,13 +11,17 @@ import signal
 import socket
 import subprocess
 import tempfile
+import threading
 import time
 import unittest
 
 ROOT = os.path.join(os.path.dirname(os.path.abspath(__file__)), "../..")
 PROGRAMS = os.environ.get("PROGRAMS", os.path.join(ROOT, "build/release/bin"))
-AGENT = os.path.join(PROGRAMS, "norvek-snmpd")
-KAVRA = os.path.join(PROGRAMS, "kavra")
+AGENT = os.environ.get("NORVEK_SNMPD", os.path.join(PROGRAMS, "norvek-snmpd"))
+KAVRA = os.environ.get("KAVRA", os.path.join(PROGRAMS, "kavra"))
+SNMPD = os.environ.get("SNMPD", shutil.which("snmpd", path="/usr/sbin:/usr/bin:/sbin:/bin"))
+SNMPD_MODULE = os.environ.get("SNMPD_MODULE", os.path.join(os.path.dirname(PROGRAMS),
+                                                           "lib/norvek.so"))
 
 ENTRY = "1.3.6.1.4.1.32473.3.24.1.1.1"
 SYSTEM = "1.3.6.1.2.1.1"
@@ -196,6 +200,31 @@ class Agent(Process):
 
     def isReady(self):
         return " serves " in self.said()
+
+
+class StatusWatch(threading.Thread):
+    """Asks a host all the time what it serves: the longest answer is the longest standstill."""
+
+    def __init__(self, path):
+        super().__init__(daemon=True)
+        self.path = path
+        self.longest = 0.0
+        self.rows = {}
+        self.ended = threading.Event()
+        self.start()
+
+    def run(self):
+        while not self.ended.wait(0.01):
+            begun = time.monotonic()
+            with socket.socket(socket.AF_UNIX) as reader:
+                reader.connect(self.path)
+                with reader.makefile("rb") as answer:
+                    self.rows = json.loads(answer.read())["rows"]
+            self.longest = max(self.longest, time.monotonic() - begun)
+
+    def end(self):
+        self.ended.set()
+        self.join(PATIENCE)
 
 
 class SystemTest(unittest.TestCase):
