@@ -53,6 +53,7 @@ BEFORE = {
     """,
     "docs/operations.md": """
         mkdir -p /run/kavra /run/norvek/redis/1 etc/norvek/agent
+        kavra --db file:/run/kavra/kavra.json record-reset --cell 1 --cause "Power loss"
         kavra --db file:/run/kavra/kavra.json set-redundancy --cell 1 --protocol 1
         packaging/redis/new-users etc/norvek/redis-1
         cp etc/norvek/redis-1/agent.auth etc/norvek/agent/peer.auth
