@@ -218,7 +218,8 @@ class Chaos(support.SystemTest):
         self.assertIsNotNone(self.untilFresh(support.PATIENCE), self.said())
         healthy = self.latencies(100)
         self.checkStillness()
-        faults = chaos_faults.Faults(self).classes()
+        allFaults = chaos_faults.Faults(self)
+        faults = allFaults.classes()
         over = time.monotonic() + SECONDS
         sizes = collections.defaultdict(list)
         while time.monotonic() < over or len(self.count) < len(faults):
@@ -231,6 +232,7 @@ class Chaos(support.SystemTest):
                 for cell in self.cells.values():
                     sizes[cell.number, cell.agentsStarted].append(cell.agentIs())
         healed = self.latencies(100)
+        allFaults.checkMended()
         self.checkStillness()
         self.report(healthy, healed)
         self.checkSizes(sizes)
