@@ -48,11 +48,16 @@ class ReloadCauseEntry final : public Qel::PtrInterface, public Qel::RbTreeMapLi
   const Qel::TypeNode* fwkType() const override;
 
  private:
-  // The cause that this row shows, or null.
+  // The cause that this row shows, or null. Looked for again when the queue has changed.
   const System::ResetCause* cause() const {
-    // Managers count causes from 1, the queue from 0; cause index 0 wraps to a key that no queue
-    // has.
-    return resetCause_->causeQ().value(key_.causeIndex() - 1U);
+    const System::ResetInstance::CauseQ& queue = resetCause_->causeQ();
+    if (version_ != queue.version()) {
+      // Managers count causes from 1, the queue from 0; cause index 0 wraps to a key that no queue
+      // has.
+      cause_ = queue.value(key_.causeIndex() - 1U);
+      version_ = queue.version();
+    }
+    return cause_;
   }
   static U32 wholeSeconds(double time) noexcept {
     // C++ defines the conversion for what fits alone.
@@ -63,6 +68,8 @@ class ReloadCauseEntry final : public Qel::PtrInterface, public Qel::RbTreeMapLi
 
   const ReloadCauseKey key_;
   const Qel::Ptr<System::ResetInstance const> resetCause_;
+  mutable const System::ResetCause* cause_ = nullptr;  // in the queue of that version
+  mutable std::uint64_t version_ = ~std::uint64_t{0};
 };
 
 }  // namespace MiscSnmp
