@@ -11,6 +11,7 @@ from pysnmp.hlapi import (CommunityData, ContextData, ObjectIdentity, ObjectType
                           UdpTransportTarget, bulkCmd, getCmd, nextCmd, setCmd)
 from pysnmp.proto.rfc1902 import Gauge32, OctetString
 
+import snmp_client
 import support
 from support import DESCRIPTION, ENTRY, SYSTEM, TIME, expectations, rowsOf
 
@@ -108,6 +109,21 @@ class Reading(support.SystemTest):
             wanted = self.expected[:repetitions]
             self.assertEqual(found[:len(wanted)], wanted[:len(found)])
             self.assertGreaterEqual(len(found), 1)
+
+    def testAnAnswerHasWhatFitsIntoADatagram(self):
+        causes = [("x" * 1024, 1)] * 70
+        self.recordReset(1, causes)
+        descriptions = [(name, value) for name, value in expectations(rowsOf(0, causes))
+                        if name.startswith(f"{ENTRY}.{DESCRIPTION}.")]
+        client = snmp_client.Client(self.agent.port, support.PATIENCE)
+        self.addCleanup(client.close)
+        support.waitFor(lambda: client.bulk(ENTRY, 20) == descriptions[:20], "the new causes")
+        found = client.bulk(ENTRY, len(causes))
+        self.assertEqual(found, descriptions[:len(found)])
+        self.assertGreater(len(found), 60)
+        objects = self.second.objects([name for name, _ in descriptions])
+        error, status, _, _ = next(getCmd(*self.second.parameters, *objects))
+        self.assertEqual((error, str(status.prettyPrint())), (None, "tooBig"))
 
     def testWalksSeeTheWholeTable(self):
         self.assertEqual(self.manager.walk(), self.expected)
