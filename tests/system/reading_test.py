@@ -2,8 +2,10 @@
 """What managers read from an agent over a state database that kavra wrote: one table of
 expectations, asked for in every way that SNMP knows, by two independent managers."""
 
+import contextlib
 import os
 import re
+import socket
 import subprocess
 import unittest
 
@@ -124,6 +126,19 @@ class Reading(support.SystemTest):
         objects = self.second.objects([name for name, _ in descriptions])
         error, status, _, _ = next(getCmd(*self.second.parameters, *objects))
         self.assertEqual((error, str(status.prettyPrint())), (None, "tooBig"))
+
+    def testAConnectionThatReadsNothingKeepsNobodyWaiting(self):
+        port = support.freePort()
+        agent = self.start("--listen", f"tcp:127.0.0.1:{port}")
+        silent = snmp_client.Client(port, 1, kind=socket.SOCK_STREAM)
+        self.addCleanup(silent.close)
+        with contextlib.suppress(OSError):  # full, or ended by the agent
+            while True:
+                silent.ask(ENTRY, 100)
+        other = snmp_client.Client(port, support.PATIENCE, kind=socket.SOCK_STREAM)
+        self.addCleanup(other.close)
+        self.assertNotEqual(other.bulk(ENTRY, 3), [])
+        self.assertEqual(agent.stopped(), 0)
 
     def testWalksSeeTheWholeTable(self):
         self.assertEqual(self.manager.walk(), self.expected)
