@@ -9,6 +9,8 @@ add_library(miscsnmptable STATIC $<TARGET_OBJECTS:MiscSnmp> $<TARGET_OBJECTS:Nor
 set_target_properties(miscsnmptable PROPERTIES LINKER_LANGUAGE CXX EXPORT_NAME tableArchive)
 set_target_properties(qelplatform PROPERTIES EXPORT_NAME platform)
 set_target_properties(MiscSnmpPlugin PROPERTIES EXPORT_NAME plugin)
+# What the headers are written in, for those who build against them.
+target_compile_features(qelplatform INTERFACE cxx_std_20)
 
 install(TARGETS qelplatform EXPORT MiscSnmpPlatform
         LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}"

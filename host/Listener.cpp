@@ -1,6 +1,7 @@
 #include "host/Listener.h"
 
 #include <fmt/format.h>
+#include <sys/socket.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -81,6 +82,32 @@ int checkPacket(netsnmp_session* session, netsnmp_transport* transport, void* da
   return *isKnown ? 1 : 0;
 }
 
+// What a connection holds of answers that are not read yet: several of the longest.
+constexpr int kUnreadOctets = 1 << 18;
+
+// Sends an answer on a connection without waiting for whoever does not read: the thread is
+// everybody's. A connection that has no room for it is ended, as net-snmp learns when it reads.
+int sendAtOnce(netsnmp_transport* transport, const void* octets, int size, void** /*addresses*/,
+               int* /*length*/) {
+  ssize_t sent = 0;
+  do {
+    sent = ::send(transport->sock, octets, static_cast<std::size_t>(size),
+                  MSG_DONTWAIT | MSG_NOSIGNAL);
+  } while (sent < 0 && errno == EINTR);
+  if (sent == size) return size;
+  ::shutdown(transport->sock, SHUT_RDWR);
+  return -1;
+}
+
+// Connections that are accepted have all of it from the transport that listens.
+void waitForNoReader(netsnmp_transport& transport) {
+  const bool isPlainTcp =
+      transport.domain == netsnmp_snmpTCPDomain || transport.domain == netsnmp_TCPIPv6Domain;
+  if (!isPlainTcp) return;
+  ::setsockopt(transport.sock, SOL_SOCKET, SO_SNDBUF, &kUnreadOctets, sizeof kUnreadOctets);
+  transport.f_send = sendAtOnce;
+}
+
 netsnmp_transport* transportAt(const std::string& address) {
   netsnmp_transport* transport = netsnmp_transport_open_server("snmp", address.c_str());
   if (transport != nullptr && transport->f_open != nullptr) {
@@ -111,6 +138,7 @@ Listener::Listener(const std::string& address, HostAccess& access) {
   netsnmp_transport* transport = transportAt(address);
   if (transport != nullptr) {
     datagrams_ = Datagrams::of(*transport);
+    waitForNoReader(*transport);
     session_ = sessionOf(*transport, access);
   }
   if (session_ == nullptr) {

@@ -10,8 +10,8 @@
 namespace Host {
 
 // An address at which the agent takes requests: a session of net-snmp's like the ones that it makes
-// for its agents, but that a packet is checked through HostAccess before it is parsed, and that
-// datagrams are received by the batch.
+// for its agents, but that a packet is checked through HostAccess before it is parsed, that
+// datagrams are received by the batch, and that a TCP connection is ended rather than waited for.
 class Listener {
  public:
   // Listens at once. `access` must outlive net-snmp, connections that were accepted included.

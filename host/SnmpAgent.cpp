@@ -16,6 +16,8 @@ namespace Host {
 namespace {
 
 constexpr auto kName = "norvek-snmpd";
+// What fits into a datagram of UDP over IPv4.
+constexpr int kMostDatagramOctets = 65507;
 
 // MIB files are for those who print names; the agent answers in numbers.
 void loadNoMibs() {
@@ -104,6 +106,8 @@ SnmpAgent::~SnmpAgent() = default;
 
 void SnmpAgent::startMaster(const Options& options) {
   const SnmpEngine engine(options);
+  // A longer answer could not be sent: net-snmp cuts it to as many rows as fit, or says tooBig.
+  netsnmp_ds_set_int(NETSNMP_DS_LIBRARY_ID, NETSNMP_DS_LIB_MSG_SEND_MAX, kMostDatagramOctets);
   configuration_->read(readFiles);
   // The addresses come later, one by one.
   netsnmp_ds_set_string(NETSNMP_DS_APPLICATION_ID, NETSNMP_DS_AGENT_PORTS, "none");

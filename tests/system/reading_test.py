@@ -2,8 +2,10 @@
 """What managers read from an agent over a state database that kavra wrote: one table of
 expectations, asked for in every way that SNMP knows, by two independent managers."""
 
+import contextlib
 import os
 import re
+import socket
 import subprocess
 import unittest
 
@@ -11,6 +13,7 @@ from pysnmp.hlapi import (CommunityData, ContextData, ObjectIdentity, ObjectType
                           UdpTransportTarget, bulkCmd, getCmd, nextCmd, setCmd)
 from pysnmp.proto.rfc1902 import Gauge32, OctetString
 
+import snmp_client
 import support
 from support import DESCRIPTION, ENTRY, SYSTEM, TIME, expectations, rowsOf
 
@@ -108,6 +111,34 @@ class Reading(support.SystemTest):
             wanted = self.expected[:repetitions]
             self.assertEqual(found[:len(wanted)], wanted[:len(found)])
             self.assertGreaterEqual(len(found), 1)
+
+    def testAnAnswerHasWhatFitsIntoADatagram(self):
+        causes = [("x" * 1024, 1)] * 70
+        self.recordReset(1, causes)
+        descriptions = [(name, value) for name, value in expectations(rowsOf(0, causes))
+                        if name.startswith(f"{ENTRY}.{DESCRIPTION}.")]
+        client = snmp_client.Client(self.agent.port, support.PATIENCE)
+        self.addCleanup(client.close)
+        support.waitFor(lambda: client.bulk(ENTRY, 20) == descriptions[:20], "the new causes")
+        found = client.bulk(ENTRY, len(causes))
+        self.assertEqual(found, descriptions[:len(found)])
+        self.assertGreater(len(found), 60)
+        objects = self.second.objects([name for name, _ in descriptions])
+        error, status, _, _ = next(getCmd(*self.second.parameters, *objects))
+        self.assertEqual((error, str(status.prettyPrint())), (None, "tooBig"))
+
+    def testAConnectionThatReadsNothingKeepsNobodyWaiting(self):
+        port = support.freePort()
+        agent = self.start("--listen", f"tcp:127.0.0.1:{port}")
+        silent = snmp_client.Client(port, 1, kind=socket.SOCK_STREAM)
+        self.addCleanup(silent.close)
+        with contextlib.suppress(OSError):  # full, or ended by the agent
+            while True:
+                silent.ask(ENTRY, 100)
+        other = snmp_client.Client(port, support.PATIENCE, kind=socket.SOCK_STREAM)
+        self.addCleanup(other.close)
+        self.assertNotEqual(other.bulk(ENTRY, 3), [])
+        self.assertEqual(agent.stopped(), 0)
 
     def testWalksSeeTheWholeTable(self):
         self.assertEqual(self.manager.walk(), self.expected)
