@@ -24,13 +24,14 @@ class Effort:
     firstAnswers: int
     repetitions: int  # of a benchmark
     publications: int
-    seconds: float  # in which an idle agent is watched
+    settling: float  # seconds before an idle agent is watched
+    seconds: float  # in which it is
 
 
 WHOLE = Effort(starts=4, rounds=3, blocks=3, firstAnswers=7, repetitions=6, publications=500,
-               seconds=18)
+               settling=10, seconds=36)
 QUICK = Effort(starts=1, rounds=2, blocks=1, firstAnswers=1, repetitions=1, publications=10,
-               seconds=2)
+               settling=1, seconds=2)
 
 
 def rounded(value):
@@ -170,13 +171,15 @@ def callsIn(trace):
 def idle(effort):
     """System calls a second of agents that nobody asks anything, one on each kind of store."""
     with contextlib.ExitStack() as stack:
-        traces = {}
+        processes = {}
         for kind in agents.STORES:
             options = stack.enter_context(agents.store(kind, 20))
             agent = stack.enter_context(agents.Agent(options, 20))
             agent.awaited()
-            time.sleep(1)
-            traces[kind] = stack.enter_context(watched(agent.process.pid))
+            processes[kind] = agent.process.pid
+        # A file that was written just now is read once more before its time can be trusted.
+        time.sleep(effort.settling)
+        traces = {kind: stack.enter_context(watched(pid)) for kind, pid in processes.items()}
         time.sleep(effort.seconds)
         return {kind: callsIn(trace.read()) / effort.seconds for kind, trace in traces.items()}
 
