@@ -348,6 +348,27 @@ TEST_F(HoldingTest, ReadsTheWholeBeforeAChangeWhereItHasNotForHalfAMinute) {
   EXPECT_EQ(store_->documents(""), documents_);
 }
 
+TEST_F(HoldingTest, TakesBackBesideAChangeWhatWasSparedUntilThen) {
+  put(kHistoryPath, history({"old"}));
+  documents_.erase(kHistoryPath);
+  Kavra::Store::Publication sparing = publication();
+  sparing.spared = {kHistoryPath};
+  store_->publicationIs(sparing);
+  documents_[kRedundancyPath] = redundancy(1, true);
+  EXPECT_TRUE(hold());
+  EXPECT_EQ(store_->documents(""), documents_);
+}
+
+TEST_F(HoldingTest, LooksForWhatItFindsWhereSomebodyElsePublishedTheSame) {
+  hold();
+  const auto other = Qel::make<Store>(server_.options(), Qel::make<support::ManualClock>());
+  other->forceIs(true);
+  other->documentIs(kHistoryPath, history({"two"}));
+  documents_[kHistoryPath] = history({"two"});
+  EXPECT_FALSE(hold());
+  EXPECT_TRUE(store_->isAsPublished());
+}
+
 TEST_F(HoldingTest, LooksOverOneConnectionAndWritesNothing) {
   const auto connections = [&] {
     const std::string stats = command({"INFO", "stats"}).text;
