@@ -117,11 +117,11 @@ TEST_F(ShowTest, TakesNoSecretFromTheCommandLine) {
 }
 
 TEST(ShowJsonTest, SpellsControlCharactersThatATerminalObeys) {
-  const std::string hostile = "\033[2J \x7f \xc2\x80 \xc2\x9f \xc2\xa0 \xc3\x9f";
+  const std::string hostile = "\033[2J \x7f \xc2\x80 \xc2\x9f \u202e \xc2\xa0 \xc3\x9f";
   const Report report{"h", {{1, false, {{0, {{hostile, {}, {}, {}}}}}}}, {}};
   std::ostringstream out;
   show(report, {}, support::ManualClock(5.0), out);
-  EXPECT_THAT(out.str(), HasSubstr(R"("\u001b[2J \u007f \u0080 \u009f )"
+  EXPECT_THAT(out.str(), HasSubstr(R"("\u001b[2J \u007f \u0080 \u009f \u202e )"
                                    "\xc2\xa0 \xc3\x9f\""));
   // It reads back as it was.
   const Qel::Document document = Kavra::Json::read(out.str());
