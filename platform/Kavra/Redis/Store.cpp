@@ -186,7 +186,6 @@ bool Store::publicationIs(const Publication& publication) {
     return hold(*kept_, publication, std::move(wanted));
   } catch (const StoreException&) {
     look_.reset();
-    checks_.clear();
     kept_.reset();
     throw;
   }
@@ -223,7 +222,6 @@ void Store::readHeld(Client& client, const Publication& publication) {
 
 bool Store::hold(Client& client, const Publication& publication, Documents wanted) {
   look_.reset();
-  for (const Qel::String& path : publication.spared) held_.documents.erase(path);
   const ServerState& state = held_.state;
   // Followers do not believe an older state of the epoch that they know.
   const bool older = !state.problem.empty() || (published_ && state.isBefore(*published_));
