@@ -5,6 +5,7 @@
 #include <CLI/CLI.hpp>
 #include <cerrno>
 #include <cstddef>
+#include <cstdlib>
 #include <exception>
 #include <istream>
 #include <optional>
@@ -112,8 +113,9 @@ class Program {
     app_.set_version_flag("--version", "kavra " KAVRA_VERSION, "Print the version and stop");
     app_.fallthrough();
     db_ = app_.add_option("--db")->type_name("URL");
-    db_->envname("KAVRA_DB");
-    db_->description("file:PATH (default: file:kavra.json), redis://HOST[:PORT], redis+unix:PATH");
+    db_->description(
+        "file:PATH, redis://HOST[:PORT] or redis+unix:PATH (default: what KAVRA_DB in the "
+        "environment names, else file:kavra.json)");
     auth_ = named(app_.add_option("--db-auth")->type_name("FILE"));
     auth_->description("two lines, the user and the password for a Redis server");
     addReading();
@@ -173,8 +175,12 @@ class Program {
   static std::string text(const CLI::Option* option) { return typed(option).value_or(""); }
   static U32 cellOf(const CLI::Option* option) { return u32Of("--cell", text(option)); }
 
+  static std::string defaultDatabase() {
+    const char* named = std::getenv("KAVRA_DB");
+    return named == nullptr || *named == '\0' ? "file:kavra.json" : named;
+  }
   Kavra::StoreUrl url() const {
-    return Kavra::StoreUrl(typed(db_).value_or("file:kavra.json"), text(auth_));
+    return Kavra::StoreUrl(typed(db_).value_or(defaultDatabase()), text(auth_));
   }
   Commands commands() const { return {url().store(clock_), url().text(), clock_, out_, err_}; }
   // Of a command that may be forced.
@@ -339,6 +345,7 @@ class Program {
         showing, "--snmp", "HOST",
         "ask this agent rather than the database: [TRANSPORT:]HOST[:PORT], as snmpwalk takes it; "
         "communities and passphrases, and what else is not given, come from snmp.conf"));
+    agent->excludes(db_)->excludes(auth_);
     addSession(showing, agent);
     showing->callback([=, this] {
       const auto number = cell->count() > 0 ? std::optional(cellOf(cell)) : std::nullopt;

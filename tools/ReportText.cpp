@@ -110,7 +110,8 @@ class Writer {
     bool isFirst = true;
     for (const ReportedCause& each : reload.causes) {
       const std::string age = each.time ? agoText(now_ - *each.time) : kUnknown;
-      const std::string when = whenText(each);
+      const std::string when =
+          whenText(each) + (!isFirst && age == kFuture ? fmt::format(", {}", kFuture) : "");
       line("");
       block(fmt::format("  {}  ", paintedAge(isFirst ? age : "also")), 0, kBold,
             each.description.empty() ? "(no description)" : Qel::printableLine(each.description));

@@ -7,27 +7,25 @@
 #include <string_view>
 
 #include "Kavra/Json/Text.h"
+#include "Qel/Escape.h"
+#include "Qel/Utf8.h"
 #include "tools/Errors.h"
 
 namespace Tools {
 
 namespace {
 
-// JSON lets DEL and the control characters of eight bits stand as they are, which a terminal obeys.
-// They are in texts alone, where they may be spelt otherwise.
+// JSON lets most control characters stand as they are, which a terminal obeys. They are in texts
+// alone, where they may be spelt otherwise.
 std::string withoutControls(std::string_view json) {
   std::string spelt;
-  for (std::size_t i = 0; i < json.size(); ++i) {
-    const unsigned char octet = static_cast<unsigned char>(json[i]);
-    const unsigned char next = i + 1 < json.size() ? static_cast<unsigned char>(json[i + 1]) : 0;
-    if (octet == 0x7f) {
-      spelt += "\\u007f";
-    } else if (octet == 0xc2 && next < 0xa0) {
-      spelt += fmt::format("\\u{:04x}", next);
-      ++i;
-    } else {
-      spelt += json[i];
-    }
+  while (!json.empty()) {
+    const std::string_view character = json.substr(0, Qel::utf8CharacterSize(json));
+    const char32_t point = Qel::utf8CodePoint(character);
+    const bool isSpelt = character != "\n" && Qel::isControl(point);
+    spelt +=
+        isSpelt ? fmt::format("\\u{:04x}", static_cast<unsigned>(point)) : std::string(character);
+    json.remove_prefix(character.size());
   }
   return spelt;
 }

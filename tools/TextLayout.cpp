@@ -29,21 +29,12 @@ class WidthLocale {
   const locale_t before_;
 };
 
-wchar_t codePointOf(std::string_view character) {
-  const auto octetAt = [&](std::size_t i) { return static_cast<unsigned char>(character[i]); };
-  if (character.size() == 1) return octetAt(0);
-  // The first of n octets has n ones and a zero in front, those that follow have 10.
-  wchar_t point = octetAt(0) & (0xff >> (character.size() + 1));
-  for (std::size_t i = 1; i < character.size(); ++i) point = point << 6 | (octetAt(i) & 0x3f);
-  return point;
-}
-
 std::string_view firstCharacter(std::string_view text) {
   return text.substr(0, std::max<std::size_t>(Qel::utf8CharacterSize(text), 1));
 }
 
 std::size_t columnsOf(std::string_view character) {
-  const int columns = ::wcwidth(codePointOf(character));
+  const int columns = ::wcwidth(static_cast<wchar_t>(Qel::utf8CodePoint(character)));
   return columns < 0 ? 1 : static_cast<std::size_t>(columns);
 }
 

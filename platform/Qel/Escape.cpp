@@ -1,7 +1,10 @@
 #include "Qel/Escape.h"
 
 #include <fmt/format.h>
+
+#include <algorithm>
 #include <cstddef>
+#include <iterator>
 
 #include "Qel/Utf8.h"
 
@@ -15,14 +18,24 @@ void appendEscaped(std::string& line, std::string_view octets) {
   }
 }
 
-bool isControl(std::string_view character) noexcept {
-  const auto first = static_cast<unsigned char>(character[0]);
-  if (character.size() == 1) return first < 0x20 || first == 0x7f;
-  // U+0080 to U+009F, which terminals obey as well.
-  return first == 0xc2 && static_cast<unsigned char>(character[1]) < 0xa0;
-}
+struct Range {
+  char32_t first, last;
+};
+
+constexpr Range kControls[] = {
+    {0x00, 0x1f},     {0x7f, 0x9f},      // C0, DEL and C1
+    {0x61c, 0x61c},   {0x200e, 0x200f},  // marks of a direction
+    {0x2028, 0x2029},                    // ends of lines and paragraphs
+    {0x202a, 0x202e}, {0x2066, 0x2069},  // embeddings, overrides and isolates
+};
 
 }  // namespace
+
+bool isControl(char32_t character) noexcept {
+  return std::any_of(std::begin(kControls), std::end(kControls), [=](const Range& range) {
+    return character >= range.first && character <= range.last;
+  });
+}
 
 std::string printableLine(std::string_view text) {
   std::string line;
@@ -33,7 +46,7 @@ std::string printableLine(std::string_view text) {
       line += "\\n";
     } else if (character == "\t") {
       line += "\\t";
-    } else if (size == 0 || isControl(character)) {
+    } else if (size == 0 || isControl(utf8CodePoint(character))) {
       appendEscaped(line, character);
     } else {
       line += character;

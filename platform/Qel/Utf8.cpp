@@ -38,6 +38,15 @@ std::size_t utf8CharacterSize(std::string_view text) noexcept {
   return lead->following + 1;
 }
 
+char32_t utf8CodePoint(std::string_view character) noexcept {
+  const auto octetAt = [&](std::size_t i) { return static_cast<unsigned char>(character[i]); };
+  if (character.size() == 1) return octetAt(0);
+  // The first of n octets has n ones and a zero in front, those that follow have 10.
+  char32_t point = octetAt(0) & (0xffU >> (character.size() + 1));
+  for (std::size_t i = 1; i < character.size(); ++i) point = point << 6 | (octetAt(i) & 0x3fU);
+  return point;
+}
+
 bool isUtf8(std::string_view text) noexcept {
   while (!text.empty()) {
     const std::size_t size = utf8CharacterSize(text);

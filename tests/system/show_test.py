@@ -65,7 +65,8 @@ class ShowTest(support.SystemTest):
                             "HOME": self.directory}
 
     def show(self, *options, **environment):
-        return subprocess.run([support.KAVRA, "--db", "file:kavra.json", "show", *options],
+        database = [] if "--snmp" in options else ["--db", "file:kavra.json"]
+        return subprocess.run([support.KAVRA, *database, "show", *options],
                               capture_output=True, cwd=self.directory, check=False, text=True,
                               env={**self.environment, **environment}, timeout=support.PATIENCE)
 

@@ -97,6 +97,13 @@ TEST(ReportTest, SaysWhatIsNotKnown) {
   EXPECT_EQ(shown({"file:d\033b", {}, {}}), "No reload is recorded in file:d\\x1bb\n");
 }
 
+TEST(ReportTest, SaysOfALaterCauseThatItLiesAhead) {
+  EXPECT_EQ(shown(reportOf({reload(0, {cause("a", kNow), cause("b", kNow + 3600)})})),
+            "Supervisor 1\n\n"
+            "       just now  a\n                 2023-11-14T22:16:40Z\n\n"
+            "           also  b\n                 2023-11-14T23:16:40Z, in the future\n");
+}
+
 TEST(ReportTest, TellsHowLongAgoInWordsThatFit) {
   for (const auto& [age, words] :
        std::vector<std::pair<double, std::string>>{{0.5, "       just now  a"},

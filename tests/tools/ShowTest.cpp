@@ -35,7 +35,14 @@ class ShowTest : public testing::Test {
   }
   void historiesAre(const std::string& documents) const { directory_.write(documents); }
   void refuses(const std::vector<std::string>& words, const std::string& problem) const {
-    const Outcome outcome = kavra(words);
+    expectRefusal(kavra(words), problem);
+  }
+  // Of an agent rather than of the database.
+  static void refusesToAsk(std::vector<std::string> words, const std::string& problem) {
+    words.insert(words.begin(), {KAVRA_PROGRAM, "show", "--snmp"});
+    expectRefusal(toolstest::run(words), problem);
+  }
+  static void expectRefusal(const Outcome& outcome, const std::string& problem) {
     EXPECT_EQ(outcome.status, 1);
     EXPECT_EQ(outcome.out, "");
     EXPECT_EQ(outcome.err, "kavra: " + problem + "\n");
@@ -93,35 +100,44 @@ TEST_F(ShowTest, ColoursAPipeOnlyWhereItIsAskedTo) {
 TEST_F(ShowTest, RefusesOptionsThatSayNothing) {
   refuses({"show", "--color", "sometimes"}, "--color: 'sometimes' is not auto, always or never");
   refuses({"show", "-v", "3"}, "-v requires --snmp");
-  refuses({"show", "--snmp", ""}, "--snmp: the value is empty");
-  refuses({"show", "--snmp", "localhost", "-v", "4"}, "-v: '4' is not 1, 2c or 3");
-  refuses({"show", "--snmp", "localhost", "-t", "0"},
-          "-t: '0' is not a number of seconds up to "
-          "3600");
-  refuses({"show", "--snmp", "localhost", "-r", "-1"}, "-r: '-1' is not a number up to 100");
-  refuses({"show", "--snmp", "localhost", "-v3", "-u", "me", "-l", "secret"},
-          "-l: 'secret' is not noAuthNoPriv, authNoPriv or authPriv");
-  refuses({"show", "--snmp", "localhost", "-v3", "-u", "me", "-a", "ROT13"},
-          "-a: 'ROT13' is not a protocol that net-snmp knows");
-  refuses({"show", "--snmp", "localhost", "-v2c", "-u", "me"},
-          "localhost: users, levels, protocols and contexts are for version 3: -v 3");
+  refusesToAsk({""}, "--snmp: the value is empty");
+  refusesToAsk({"localhost", "-v", "4"}, "-v: '4' is not 1, 2c or 3");
+  refusesToAsk({"localhost", "-t", "0"},
+               "-t: '0' is not a number of seconds up to "
+               "3600");
+  refusesToAsk({"localhost", "-r", "-1"}, "-r: '-1' is not a number up to 100");
+  refusesToAsk({"localhost", "-v3", "-u", "me", "-l", "secret"},
+               "-l: 'secret' is not noAuthNoPriv, authNoPriv or authPriv");
+  refusesToAsk({"localhost", "-v3", "-u", "me", "-a", "ROT13"},
+               "-a: 'ROT13' is not a protocol that net-snmp knows");
+  refusesToAsk({"localhost", "-v2c", "-u", "me"},
+               "localhost: users, levels, protocols and contexts are for version 3: -v 3");
+}
+
+TEST_F(ShowTest, ShowsADatabaseOrAnAgentButNotBoth) {
+  refuses({"show", "--snmp", "localhost"}, "--db excludes --snmp");
+  refusesToAsk({"localhost", "--db-auth", "file"}, "--db-auth excludes --snmp");
+  // The environment's is a default like any other.
+  expectRefusal(toolstest::run(
+                    {"/bin/sh", "-c", "KAVRA_DB=file:x exec " KAVRA_PROGRAM " show --snmp h -v 4"}),
+                "-v: '4' is not 1, 2c or 3");
 }
 
 TEST_F(ShowTest, TakesNoSecretFromTheCommandLine) {
   for (const char* option : {"-c", "-A", "-X"}) {
-    refuses({"show", "--snmp", "localhost", option, "secret"},
-            std::string(option) +
-                ": a secret is not for the command line, where everybody sees it: see "
-                "defCommunity, defAuthPassphrase and defPrivPassphrase in snmp.conf(5)");
+    refusesToAsk({"localhost", option, "secret"},
+                 std::string(option) +
+                     ": a secret is not for the command line, where everybody sees it: see "
+                     "defCommunity, defAuthPassphrase and defPrivPassphrase in snmp.conf(5)");
   }
 }
 
 TEST(ShowJsonTest, SpellsControlCharactersThatATerminalObeys) {
-  const std::string hostile = "\033[2J \x7f \xc2\x80 \xc2\x9f \xc2\xa0 \xc3\x9f";
+  const std::string hostile = "\033[2J \x7f \xc2\x80 \xc2\x9f \u202e \xc2\xa0 \xc3\x9f";
   const Report report{"h", {{1, false, {{0, {{hostile, {}, {}, {}}}}}}}, {}};
   std::ostringstream out;
   show(report, {}, support::ManualClock(5.0), out);
-  EXPECT_THAT(out.str(), HasSubstr(R"("\u001b[2J \u007f \u0080 \u009f )"
+  EXPECT_THAT(out.str(), HasSubstr(R"("\u001b[2J \u007f \u0080 \u009f \u202e )"
                                    "\xc2\xa0 \xc3\x9f\""));
   // It reads back as it was.
   const Qel::Document document = Kavra::Json::read(out.str());

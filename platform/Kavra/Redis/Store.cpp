@@ -186,7 +186,6 @@ bool Store::publicationIs(const Publication& publication) {
     return hold(*kept_, publication, std::move(wanted));
   } catch (const StoreException&) {
     look_.reset();
-    checks_.clear();
     kept_.reset();
     throw;
   }
@@ -194,7 +193,9 @@ bool Store::publicationIs(const Publication& publication) {
 
 bool Store::isStillHeld(const Publication& publication) {
   const double age = clock_->now() - held_.readAt;
-  return publication.claim == claim_ && age >= 0.0 && age < kReadAgainAfter && isAsPublished();
+  // What is spared was not read.
+  const bool isSameExtent = publication.claim == claim_ && publication.spared == held_.spared;
+  return isSameExtent && age >= 0.0 && age < kReadAgainAfter && isAsPublished();
 }
 
 Client& Store::keptClient() {
@@ -206,17 +207,21 @@ Client& Store::keptClient() {
 
 void Store::readHeld(Client& client, const Publication& publication) {
   look_.reset();
+  // What is found may be somebody else's.
+  checks_.clear();
   needClaim(client, publication.claim);
   claim_ = publication.claim;
   Snapshot snapshot = readOwned(client, publication);
   held_ = {withUnreadable(std::move(snapshot.documents), snapshot.unreadable),
-           std::move(snapshot.index), std::move(snapshot.unchecked), std::move(snapshot.state),
-           clock_->now()};
+           std::move(snapshot.index),
+           std::move(snapshot.unchecked),
+           std::move(snapshot.state),
+           clock_->now(),
+           publication.spared};
 }
 
 bool Store::hold(Client& client, const Publication& publication, Documents wanted) {
   look_.reset();
-  for (const Qel::String& path : publication.spared) held_.documents.erase(path);
   const ServerState& state = held_.state;
   // Followers do not believe an older state of the epoch that they know.
   const bool older = !state.problem.empty() || (published_ && state.isBefore(*published_));

@@ -78,7 +78,8 @@ class Store final : public Kavra::Store {
     std::map<Qel::String, std::string> index;
     std::set<Qel::String> unchecked;
     ServerState state;
-    double readAt = 0.0;  // by the clock
+    double readAt = 0.0;           // by the clock
+    std::set<Qel::String> spared;  // what was not read
   };
 
   // The publisher's connection, which answered just now.

@@ -346,6 +346,42 @@ TEST_F(HoldingTest, ReadsTheWholeBeforeAChangeWhereItHasNotForHalfAMinute) {
   documents_[kHistoryPath] = history({"three"});
   EXPECT_TRUE(store->publicationIs(publication()));
   EXPECT_EQ(store_->documents(""), documents_);
+  // Nobody knows how long ago it was by a clock that was set back.
+  command({"HSET", keyOf(kRedundancyPath), "protocol", "1"});
+  clock->advance(-1.0);
+  documents_[kHistoryPath] = history({"four"});
+  EXPECT_TRUE(store->publicationIs(publication()));
+  EXPECT_EQ(store_->documents(""), documents_);
+}
+
+TEST_F(HoldingTest, TakesBackBesideAChangeWhatWasSparedUntilThen) {
+  put(kHistoryPath, history({"old"}));
+  documents_.erase(kHistoryPath);
+  Kavra::Store::Publication sparing = publication();
+  sparing.spared = {kHistoryPath};
+  store_->publicationIs(sparing);
+  documents_[kRedundancyPath] = redundancy(1, true);
+  EXPECT_TRUE(hold());
+  EXPECT_EQ(store_->documents(""), documents_);
+}
+
+TEST_F(HoldingTest, TakesBackBesideAChangeWhatItsClaimHasNewly) {
+  put(kHistoryPath, history({"old"}));
+  documents_.erase(kHistoryPath);
+  store_->publicationIs(kavratest::publicationOf({kRedundancyPath}, documents_));
+  documents_[kRedundancyPath] = redundancy(1, true);
+  EXPECT_TRUE(hold());
+  EXPECT_EQ(store_->documents(""), documents_);
+}
+
+TEST_F(HoldingTest, LooksForWhatItFindsWhereSomebodyElsePublishedTheSame) {
+  hold();
+  const auto other = Qel::make<Store>(server_.options(), Qel::make<support::ManualClock>());
+  other->forceIs(true);
+  other->documentIs(kHistoryPath, history({"two"}));
+  documents_[kHistoryPath] = history({"two"});
+  EXPECT_FALSE(hold());
+  EXPECT_TRUE(store_->isAsPublished());
 }
 
 TEST_F(HoldingTest, LooksOverOneConnectionAndWritesNothing) {
