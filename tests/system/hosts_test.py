@@ -253,6 +253,13 @@ class ModuleHost(TheOneTable, HostTest):
             self.host.child.send_signal(signal.SIGHUP)
             self.assertTrue(self.rowsAre(CAUSES))
 
+    def testItLeavesSnmpdInPeaceAtItsEnd(self):
+        self.host = self.startHost()
+        self.assertShown(CAUSES)
+        self.assertEqual(self.host.stopped(), 0)
+        ending = self.host.said().split("norvek: cell 1 follows ")[1]
+        self.assertNotRegex(ending, "lock|assert")
+
     def testUnloadedItHoldsNothing(self):
         bare = self.startSnmpd(community="rwcommunity")
         held = self.holdings(bare)
