@@ -20,12 +20,6 @@ void guarded(const std::function<void()>& work) noexcept {
   }
 }
 
-// snmpd unloads its modules after it has taken down what they are registered with.
-int shutDown(int /*major*/, int /*minor*/, void* /*serverArgument*/, void* /*unused*/) {
-  loaded = nullptr;
-  return SNMPERR_SUCCESS;
-}
-
 }  // namespace
 
 extern "C" {
@@ -35,14 +29,8 @@ void init_norvek() {
     config_perror("norvek is loaded already");
     return;
   }
-  guarded([] {
-    loaded = std::make_unique<Host::SnmpdModule>();
-    snmp_register_callback(SNMP_CALLBACK_LIBRARY, SNMP_CALLBACK_SHUTDOWN, &shutDown, nullptr);
-  });
+  guarded([] { loaded = std::make_unique<Host::SnmpdModule>(); });
 }
 
-void deinit_norvek() {
-  snmp_unregister_callback(SNMP_CALLBACK_LIBRARY, SNMP_CALLBACK_SHUTDOWN, &shutDown, nullptr, 1);
-  loaded = nullptr;
-}
+void deinit_norvek() { loaded = nullptr; }
 }

@@ -4,6 +4,7 @@
 #include <fmt/format.h>
 #include <sys/eventfd.h>
 
+#include <algorithm>
 #include <exception>
 #include <filesystem>
 #include <string>
@@ -44,6 +45,13 @@ std::vector<std::string> pluginsOf(const Options& options) {
   return {PluginLibrary::fileIn({directory, libraries, libraries / "norvek-snmpd"})};
 }
 
+// A library that is loaded is not taken out of memory again, as this one is not: a later version of
+// it would not fit.
+void keep(const std::string& file) {
+  void* const handle = ::dlopen(file.c_str(), RTLD_NOW | RTLD_NOLOAD | RTLD_NODELETE);
+  if (handle != nullptr) ::dlclose(handle);
+}
+
 }  // namespace
 
 struct SnmpdModule::Served {
@@ -56,7 +64,9 @@ struct SnmpdModule::Served {
         plugins(pluginsOf(options), database, options.cellType, options.contexts),
         door(statusDoorOf(options, loop, [this] {
           return statusText(options.cellId, "", database, plugins.tree());
-        })) {}
+        })) {
+    std::ranges::for_each(pluginsOf(options), keep);
+  }
 
   const Options options;
   const TraceLevels traces;

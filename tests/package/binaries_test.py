@@ -13,7 +13,7 @@ import unittest
 BUILD = os.environ["BUILD"]
 HARDENED = os.environ.get("HARDENED") == "1"
 PROGRAMS = ["bin/norvek-snmpd", "bin/kavra"]
-LIBRARIES = ["lib/libqelplatform.so", "lib/libMiscSnmp.so"]
+LIBRARIES = ["lib/libqelplatform.so", "lib/libMiscSnmp.so", "lib/norvek.so"]
 
 
 def readelf(*arguments):

@@ -15,6 +15,7 @@ import unittest
 
 ROOT = os.path.join(os.path.dirname(os.path.abspath(__file__)), "../..")
 UNITS = os.path.join(ROOT, "packaging/systemd")
+TUNNEL = os.path.join(ROOT, "packaging/tunnel/kavra-tunnel.service")
 BAR = 1.5
 
 
@@ -32,13 +33,13 @@ class Units(unittest.TestCase):
         self.addCleanup(temporary.cleanup)
         self.directory = temporary.name
         self.units = {}
-        for file in glob.glob(f"{UNITS}/*.service"):
+        for file in [TUNNEL, *glob.glob(f"{UNITS}/*.service")]:
             instance = os.path.basename(file).replace("@.", "@1.")
             shutil.copy(file, os.path.join(self.directory, instance))
             with open(file) as text:
                 self.units[instance] = text.read()
         self.assertEqual(sorted(self.units), ["kavra-publisher@1.service", "kavra-redis@1.service",
-                                              "norvek-snmpd.service"])
+                                              "kavra-tunnel.service", "norvek-snmpd.service"])
 
     def rating(self, unit):
         said = subprocess.run(
@@ -61,8 +62,10 @@ class Units(unittest.TestCase):
         self.assertLessEqual(self.rating(unit), BAR)
 
     def testRunAsAUserOfTheirOwn(self):
-        users = [settings(text)["User"] for text in self.units.values()]
-        self.assertEqual(sorted(users), [["kavra"], ["kavra-redis"], ["norvek-snmpd"]])
+        found = {unit: settings(text) for unit, text in self.units.items()}
+        users = [found[unit].get("User") for unit in sorted(found)]
+        self.assertEqual(users, [["kavra"], ["kavra-redis"], None, ["norvek-snmpd"]])
+        self.assertEqual(found["kavra-tunnel.service"]["DynamicUser"], ["yes"])
 
     def testAreGivenTheirOwnSecretsAlone(self):
         secrets = {unit: settings(text)["LoadCredential"] for unit, text in self.units.items()}
@@ -70,13 +73,25 @@ class Units(unittest.TestCase):
             "norvek-snmpd.service": ["agent:/etc/norvek/agent"],
             "kavra-publisher@1.service":
                 ["publisher.auth:/etc/norvek/redis-%i/publisher.auth"],
-            "kavra-redis@1.service": ["users.acl:/etc/norvek/redis-%i/users.acl"]})
+            "kavra-redis@1.service": ["users.acl:/etc/norvek/redis-%i/users.acl"],
+            "kavra-tunnel.service": ["own.key:/etc/norvek/tunnel/own.key"]})
+
+    def testAreNotKilledForACallThatTheyCanDoWithout(self):
+        for unit, text in self.units.items():
+            with self.subTest(unit):
+                self.assertEqual(settings(text)["SystemCallErrorNumber"], ["EPERM"])
 
     def testComeBackHoweverOftenTheyFail(self):
         for unit, text in self.units.items():
             with self.subTest(unit):
                 self.assertEqual(settings(text)["StartLimitIntervalSec"], ["0"])
                 self.assertIn(settings(text)["Restart"], [["always"], ["on-failure"]])
+
+    def testTellWhenTheyAreReady(self):
+        for unit, text in self.units.items():
+            if unit == "kavra-tunnel.service":
+                continue  # stunnel does not tell
+            with self.subTest(unit):
                 self.assertEqual(settings(text)["Type"], ["notify"])
 
 

@@ -6,6 +6,8 @@ import contextlib
 import itertools
 import json
 import os
+import re
+import shutil
 import signal
 import time
 import unittest
@@ -252,6 +254,30 @@ class ModuleHost(TheOneTable, HostTest):
         for _ in range(20):
             self.host.child.send_signal(signal.SIGHUP)
             self.assertTrue(self.rowsAre(CAUSES))
+
+    def testItsCodeStaysThatWhichWasLoadedFirst(self):
+        """The plug-in of another version would not fit the libraries that stay loaded."""
+        self.host = self.startHost()
+        installed = re.search(r"/\S*/libMiscSnmp\.so", self.loaded(self.host)).group()
+        self.assertEqual(self.host.stopped(), 0, self.host.said())
+        plugin = shutil.copy(installed, self.path("plugin.so"))
+        self.host = self.startHost(f"norvekPlugin {plugin}")
+        os.replace(shutil.copy(installed, self.path("later.so")), plugin)
+        self.reload(1)
+        self.assertShown(CAUSES)
+        self.assertIn(f"{plugin} (deleted)", self.loaded(self.host))
+
+    @staticmethod
+    def loaded(process):
+        with open(f"/proc/{process.child.pid}/maps") as maps:
+            return maps.read()
+
+    def testItLeavesSnmpdInPeaceAtItsEnd(self):
+        self.host = self.startHost()
+        self.assertShown(CAUSES)
+        self.assertEqual(self.host.stopped(), 0)
+        ending = self.host.said().split("norvek: cell 1 follows ")[1]
+        self.assertNotRegex(ending, "lock|assert")
 
     def testUnloadedItHoldsNothing(self):
         bare = self.startSnmpd(community="rwcommunity")
