@@ -36,8 +36,8 @@ struct Boots {
 
 // One cause that the evidence names.
 struct Cause {
-  std::string rule;  // the number of the rule, as docs/reset-causes.md has it
-  std::string text;  // any octets
+  std::string rule = {};  // the number of the rule, as docs/reset-causes.md has it
+  std::string text = {};  // any octets
   Confidence confidence = Confidence::unknown;
   std::optional<double> time = {};  // absent where there is but a window, which ends with the start
   std::optional<double> since = {};  // where that begins; absent where nobody knows
