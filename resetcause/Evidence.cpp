@@ -2,8 +2,6 @@
 
 #include <array>
 
-#include "resetcause/Verdict.h"
-
 namespace ResetCause {
 
 std::string_view nameOf(Kind kind) noexcept {
@@ -26,11 +24,6 @@ std::string_view nameOf(Kind kind) noexcept {
                                                         "BMC",
                                                         "kernel's reset reason"};
   return kNames[static_cast<std::size_t>(kind)];
-}
-
-std::string_view nameOf(Confidence confidence) noexcept {
-  constexpr std::array<std::string_view, 4> kNames{"unknown", "possible", "likely", "certain"};
-  return kNames[static_cast<std::size_t>(confidence)];
 }
 
 }  // namespace ResetCause

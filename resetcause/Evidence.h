@@ -44,6 +44,8 @@ struct Evidence {
   std::optional<double> time = {};  // seconds since 1970 UTC; absent where it tells none
   std::string user = {};            // who asked, of a request
   std::string way = {};             // of logind and target: "reboot", "power-off", "kexec", "halt"
+  // The same was there when an earlier reload was judged, and nothing tells whether it came again.
+  bool isOld = false;
 
   friend bool operator==(const Evidence&, const Evidence&) = default;
 };

@@ -23,16 +23,22 @@ std::string_view nameOf(Confidence confidence) noexcept;
 // journal orders them; times are those of the clock then, in seconds since 1970 UTC, and may go
 // back.
 struct Boots {
-  std::string id;          // of this boot, 32 hexadecimal digits; empty where nobody knows
-  double start = 0;        // when its kernel started
-  std::string previousId;  // of the one before; empty where there is none on record
+  std::string id = {};          // of this boot, 32 hexadecimal digits; empty where nobody knows
+  double start = 0;             // when its kernel started
+  std::string previousId = {};  // of the one before; empty where there is none on record
   std::optional<double> previousStart = {};
   std::optional<double> lastSign = {};  // of the one before: its last journal entry or heartbeat
 
-  bool hasPrevious() const noexcept { return !previousId.empty(); }
+  bool hasPrevious() const noexcept { return !previousId.empty() || previousStart; }
   // Whether the clock tells that this boot started before the last sign of the one before it.
   bool wentBack() const noexcept { return lastSign && start < *lastSign; }
+  // Whether a time, of the clock before the reload, is one between the starts of the two boots. A
+  // clock that went back since is no end: then it is an hour after the last sign.
+  bool cover(double time) const noexcept;
 };
+
+// What is to be said of the clocks; a sentence each, none where they fit.
+std::vector<std::string> notesOf(const Boots& boots);
 
 // One cause that the evidence names.
 struct Cause {
