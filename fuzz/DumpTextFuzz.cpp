@@ -1,5 +1,5 @@
-// Any octets are a dump or none; what it tells is part of them, and a part more changes nothing that a
-// panic has told.
+// Any octets are a dump or none; what it tells is part of them, and a part more changes nothing
+// that a panic has told.
 #include <cstddef>
 #include <cstdint>
 #include <string>

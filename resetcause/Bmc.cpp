@@ -85,10 +85,10 @@ class EventLog {
 
  private:
   bool isOfThisReload(const SelRecord& record) const {
-    if (record.hasTime()) {
-      return boots_.cover(record.time) || boots_.cover(record.time - kClockSlack);
-    }
-    return findings_.wasKnown(judgedMark(boots_.previousId));
+    // It was not there when the boot before was judged.
+    if (findings_.wasKnown(judgedMark(boots_.previousId))) return true;
+    return record.hasTime() &&
+           (boots_.cover(record.time) || boots_.cover(record.time - kClockSlack));
   }
   void add(const SelRecord& record) {
     Evidence one{Kind::bmcWatchdog, "bmc", fmt::format("{}, record {}", place_, record.id),

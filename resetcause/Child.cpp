@@ -59,7 +59,7 @@ class Piped {
     ::posix_spawnattr_init(&group);
     ::posix_spawnattr_setflags(&group, POSIX_SPAWN_SETPGROUP);
     std::array<char*, 1> noEnvironment{nullptr};
-    const auto arguments = argumentsOf({path});
+    std::array<char*, 2> arguments{const_cast<char*>(path.c_str()), nullptr};
     const int error = ::posix_spawn(&child_, path.c_str(), &actions, &group, arguments.data(),
                                     noEnvironment.data());
     ::posix_spawnattr_destroy(&group);

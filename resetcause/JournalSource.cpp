@@ -114,6 +114,12 @@ bool startsSomething(std::string_view message) {
   return message.starts_with("Starting ") || message.starts_with("Started ");
 }
 
+bool endsMachine(std::string_view message) {
+  constexpr std::array<std::string_view, 4> kNames{"eboot", "ower", "alt", "kexec"};
+  return std::ranges::any_of(
+      kNames, [&](std::string_view name) { return message.find(name) != std::string_view::npos; });
+}
+
 using InitLines = std::vector<InitLine>;
 
 // Ctrl-Alt-Del is a signal to init, which then starts the reboot target.
@@ -136,9 +142,7 @@ InitLines::const_iterator beginOfEnd(const InitLines& lines) {
   auto begin = lines.end();
   for (auto line = lines.end(); line != lines.begin();) {
     --line;
-    const bool isPartOfEnd = line->message.find("eboot") != std::string::npos ||
-                             line->message.find("ower") != std::string::npos;
-    if (startsSomething(line->message) && !isPartOfEnd) break;
+    if (startsSomething(line->message) && !endsMachine(line->message)) break;
     if (stopsSomething(line->message)) begin = line;
   }
   return begin;

@@ -76,20 +76,21 @@ Looked lookAgain(const Root& root, const Qel::Clock& clock, Findings& problems) 
   return lookEverywhere(root, clock, isOf(kept, runningBoot(root)) ? kept->known : kept->seen);
 }
 
+Judgement saidAgain(Judgement kept) {
+  kept.isKept = true;
+  return kept;
+}
+
 }  // namespace
 
 Judgement judge(const Root& root, const Qel::Clock& clock) {
   Findings problems;
-  const auto kept = keptOf(root, problems);
-  if (isOf(kept, runningBoot(root))) {
-    Judgement again = *kept;
-    again.isKept = true;
-    return again;
-  }
+  auto kept = keptOf(root, problems);
+  if (isOf(kept, runningBoot(root))) return saidAgain(*std::move(kept));
   const Findings::Marks known = kept ? kept->seen : Findings::Marks();
-  Looked looked = lookEverywhere(root, clock, known);
-  // The disk of another machine, whose boot only the journal tells.
-  if (isOf(kept, looked.boots.id)) looked = lookEverywhere(root, clock, kept->known);
+  const Looked looked = lookEverywhere(root, clock, known);
+  // On the disk of another machine only the journal tells which boot is its last.
+  if (isOf(kept, looked.boots.id)) return saidAgain(*std::move(kept));
   Judgement judgement{.boots = looked.boots,
                       .verdict = verdictOf(looked.boots, looked.findings.evidence()),
                       .problems = problems.problems(),

@@ -48,7 +48,7 @@ std::optional<uid_t> userOfSession() {
 std::optional<uid_t> strangerOf(const std::string& path, const std::string& folder) {
   struct stat file {};
   struct stat around {};
-  if (::stat(path.c_str(), &file) != 0 || ::stat(folder.c_str(), &around) != 0) return {};
+  if (::lstat(path.c_str(), &file) != 0 || ::stat(folder.c_str(), &around) != 0) return {};
   if (file.st_uid == 0 || file.st_uid == around.st_uid) return {};
   return file.st_uid;
 }

@@ -27,8 +27,10 @@ Root::Root(std::string folder) : folder_(std::move(folder)) {
 }
 
 std::optional<std::string> contentOf(const std::string& path, std::size_t most) {
-  // A pipe in the place of a file would be waited for.
-  const Kavra::FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+  // A pipe in the place of a file would be waited for, and a link may lead to what others may not
+  // read.
+  const Kavra::FileDescriptor file(
+      ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOFOLLOW));
   if (!file && (errno == ENOENT || errno == ENOTDIR)) return std::nullopt;
   struct stat status {};
   if (!file || ::fstat(file.fd(), &status) != 0) {

@@ -14,7 +14,7 @@ constexpr double kHour = 3600;
 }  // namespace
 
 bool Boots::cover(double time) const noexcept {
-  if (!previousStart || time < *previousStart) return false;
+  if (!previousStart || *previousStart < kFirstTime || time < *previousStart) return false;
   return time <= (wentBack() ? *lastSign + kHour : start);
 }
 

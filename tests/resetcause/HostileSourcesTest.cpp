@@ -112,6 +112,14 @@ TEST_F(HostileSourcesTest, APipeInThePlaceOfAFileIsNotWaitedFor) {
   EXPECT_THAT(problems(), ElementsAre(HasSubstr("it is no file")));
 }
 
+TEST_F(HostileSourcesTest, ALinkInThePlaceOfAFileIsNotFollowed) {
+  machine.writes("/secret", R"({"cause": "a secret"})");
+  machine.writes("/run/norvek/other", "");
+  std::filesystem::create_symlink(machine.folder() + "/secret",
+                                  machine.folder() + "/run/norvek/reset-register.json");
+  EXPECT_THAT(problems(), ElementsAre(HasSubstr("reset-register.json")));
+}
+
 TEST_F(HostileSourcesTest, AHugeDumpIsNamed) {
   machine.dumped(kDownTime, std::string(2000000, 'x'));
   EXPECT_THAT(problems(), ElementsAre(HasSubstr("it is too long")));

@@ -307,6 +307,14 @@ TEST(InitLinesTest, AServiceThatFailsAndIsStartedAgainIsNoCause) {
               IsEmpty());
 }
 
+TEST(InitLinesTest, WhatIsStartedToEndTheMachineIsPartOfItsEnd) {
+  EXPECT_THAT(readInitLines({said(1, "failed", "a.service"), said(2, "Stopping b..."),
+                             said(3, "Starting systemd-halt.service - System Halt..."),
+                             said(4, "Stopped c.")},
+                            ""),
+              testing::SizeIs(1));
+}
+
 TEST(InitLinesTest, ASignalThatWasNotObeyedIsNoCause) {
   EXPECT_THAT(readInitLines({said(1, "Received SIGINT."), said(2, "Started a.")}, ""), IsEmpty());
   EXPECT_THAT(

@@ -325,6 +325,7 @@ TEST(BootsTest, ATimeIsCoveredBetweenTheStartsOfBoth) {
   EXPECT_TRUE(kBoots.cover(kStart));
   EXPECT_FALSE(kBoots.cover(kStart + 1));
   EXPECT_FALSE((Boots{.id = "b", .start = kStart}.cover(kStart - 1)));
+  EXPECT_FALSE((Boots{.start = kStart, .previousStart = 10}.cover(kStart - 1)));
 }
 
 TEST(BootsTest, AClockThatWentBackIsTold) {

@@ -135,6 +135,14 @@ TEST_F(StaleEvidenceTest, BootsAreOrderedByTheJournalWhateverTheClock) {
   EXPECT_THAT(notesOf(judgement.boots), ElementsAre(HasSubstr("set back")));
 }
 
+TEST_F(StaleEvidenceTest, WithoutAClockNoOldDumpIsTakenForANewOne) {
+  machine.startsAt(kBefore, 10);
+  machine.reloads(kBefore, 10);
+  machine.dumped(kOlderStart + 9000, kPanic, kOlderStart + 9500);
+  machine.reloads(kThis, 10);
+  EXPECT_EQ(machine.rules(), "11");
+}
+
 TEST_F(StaleEvidenceTest, AStartIn1970IsToldAsSuch) {
   machine.reloads(kThis, 10);
   EXPECT_THAT(notesOf(machine.judged().boots), Contains(HasSubstr("1970")));
@@ -172,6 +180,9 @@ TEST_F(StaleEvidenceTest, TheDiskOfAnotherMachineIsJudgedByItsLastBoot) {
   const Judgement judgement = machine.judged();
   EXPECT_EQ(judgement.boots.id, kThis);
   EXPECT_EQ(judgement.verdict.cause.rule, "6+");
+  keep(machine.root(), judgement);
+  machine.hasWatchdog("watchdog0", 0x20);
+  EXPECT_EQ(machine.rules(), "6+");
 }
 
 }  // namespace
