@@ -3,7 +3,6 @@
 #include <fcntl.h>
 #include <fmt/format.h>
 #include <poll.h>
-#include <signal.h>
 #include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -11,13 +10,12 @@
 #include <array>
 #include <cerrno>
 #include <chrono>
+#include <csignal>
 #include <system_error>
 #include <utility>
 
 #include "Kavra/FileDescriptor.h"
 #include "resetcause/Root.h"
-
-extern char** environ;
 
 namespace ResetCause {
 
@@ -28,6 +26,7 @@ using Monotonic = std::chrono::steady_clock;
 
 std::vector<char*> argumentsOf(const std::vector<std::string>& command) {
   std::vector<char*> arguments;
+  arguments.reserve(command.size() + 1);
   for (const std::string& word : command) arguments.push_back(const_cast<char*>(word.c_str()));
   arguments.push_back(nullptr);
   return arguments;

@@ -107,6 +107,7 @@ Journal::Journal(const Root& root, Findings& findings) : place_(root.path("/var/
   std::erase_if(files, [&](const std::string& file) { return !canBeOpened(file, findings); });
   if (files.empty()) return;
   std::vector<const char*> paths;
+  paths.reserve(files.size() + 1);
   for (const std::string& file : files) paths.push_back(file.c_str());
   paths.push_back(nullptr);
   findings.attempt("journal", place_, [&] {
@@ -122,14 +123,14 @@ void Journal::collect(const std::string& folder, const Root& root, std::vector<s
   const std::string machine = machineOf(root);
   for (const std::string& name : namesIn(folder)) {
     if (!isMachineFolder(name, machine)) continue;
-    const std::string inside = folder + "/" + name;
+    const std::string inside = inFolder(folder, name);
     for (const std::string& file : namesIn(inside)) {
       if (!isJournalFile(file)) continue;
       if (files.size() == kMostJournalFiles) {
         findings.problem("journal", inside, "too many files: the rest is not looked at");
         return;
       }
-      files.push_back(inside + "/" + file);
+      files.push_back(inFolder(inside, file));
     }
   }
 }

@@ -47,7 +47,7 @@ void collect(const std::string& path, int levels, std::vector<DumpFolder>& folde
   DumpFolder folder{path, changedAt(path), {}};
   for (const std::string& entry : namesIn(path)) {
     if (left == 0) return;
-    const std::string inside = path + "/" + entry;
+    const std::string inside = inFolder(path, entry);
     if (levels > 0 && isFolder(inside)) {
       collect(inside, levels - 1, folders, left);
     } else if (timeOfDump(entry) || entry == kJoined) {
@@ -132,7 +132,9 @@ std::optional<double> timeOfDump(std::string_view fileName) {
   }
   if (!bare.starts_with(kEfi)) return std::nullopt;
   const auto id = Qel::numberOf<std::uint64_t>(bare.substr(kEfi.size()));
-  return id ? std::optional(static_cast<double>(*id / kPartAndCount)) : std::nullopt;
+  if (!id) return std::nullopt;
+  const std::uint64_t second = *id / kPartAndCount;
+  return static_cast<double>(second);
 }
 
 void PstoreSource::look(const Boots& boots, Findings& findings) const {

@@ -59,6 +59,13 @@ std::vector<std::string> namesIn(const std::string& path) {
   return names;
 }
 
+std::string inFolder(std::string_view folder, std::string_view name) {
+  std::string path(folder);
+  path += '/';
+  path += name;
+  return path;
+}
+
 std::string_view trimmed(std::string_view text) noexcept {
   constexpr std::string_view kBlanks = " \t\r\n";
   const std::size_t begin = text.find_first_not_of(kBlanks);

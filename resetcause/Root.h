@@ -41,6 +41,9 @@ std::optional<std::string> contentOf(const std::string& path, std::size_t most);
 // there is no such folder. Raises std::system_error, SourceException for more than 10000.
 std::vector<std::string> namesIn(const std::string& path);
 
+// The path of what has the name in a folder.
+std::string inFolder(std::string_view folder, std::string_view name);
+
 // The text without blanks and line ends at both ends.
 std::string_view trimmed(std::string_view text) noexcept;
 

@@ -48,7 +48,7 @@ void WatchdogSource::look(const Boots& /*boots*/, Findings& findings) const {
   const std::string devices = root_.path("/sys/class/watchdog");
   findings.attempt(name(), devices, [&] {
     for (const std::string& device : namesIn(devices)) {
-      const std::string path = devices + "/" + device + "/bootstatus";
+      const std::string path = inFolder(inFolder(devices, device), "bootstatus");
       findings.attempt(name(), path, [&] { readStatus(path, device, findings); });
     }
   });
