@@ -22,6 +22,9 @@ install(TARGETS MiscSnmpPlugin EXPORT MiscSnmpPlugin
 install(TARGETS miscsnmptable EXPORT MiscSnmpTable
         ARCHIVE DESTINATION "${CMAKE_INSTALL_LIBDIR}")
 install(TARGETS kavra RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}")
+if(TARGET norvek-reset-cause)
+  install(TARGETS norvek-reset-cause RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}")
+endif()
 foreach(room IN ITEMS platform/Qel platform/System platform/Redundancy platform/Cell platform/Kavra
                       platform/Snmp MiscSnmp)
   install(DIRECTORY "${PROJECT_SOURCE_DIR}/${room}"

@@ -17,8 +17,8 @@
 #include "Qel/Failure.h"
 #include "Qel/Number.h"
 #include "Qel/String.h"
+#include "System/HistoryEdit.h"
 #include "tools/Errors.h"
-#include "tools/HistoryEdit.h"
 #include "tools/Suggestion.h"
 #include "tools/Time.h"
 
@@ -195,18 +195,19 @@ void Commands::recordReset(U32 cell, const std::vector<std::string>& causes,
         fmt::format("more times than causes: {} for {}", times.size(), causes.size()));
   }
   const double now = clock_->now();
-  std::vector<Cause> recorded;
+  std::vector<System::RecordedCause> recorded;
   for (std::size_t i = 0; i < causes.size(); ++i) {
     recorded.push_back({Qel::String(causes[i]), i < times.size() ? times[i] : now});
   }
   edit(historyPath(cell), kHistoryType,
-       [&](const Document* present) { return withReload(present, recorded); });
+       [&](const Document* present) { return System::withReload(present, recorded); });
 }
 
 void Commands::addCause(U32 cell, const std::string& cause, const std::optional<double>& time) {
-  const Cause added{Qel::String(cause), time.value_or(clock_->now())};
+  const System::RecordedCause added{Qel::String(cause), time.value_or(clock_->now())};
   const std::string path = historyPath(cell);
-  edit(path, kHistoryType, [&](const Document* present) { return withCause(present, added); });
+  edit(path, kHistoryType,
+       [&](const Document* present) { return System::withCause(present, added); });
 }
 
 void Commands::setRedundancy(U32 cell, const std::optional<U32>& protocol,

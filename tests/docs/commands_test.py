@@ -44,6 +44,10 @@ ELSEWHERE = [
     (r"snmptable .*script/base-mibs.*", "script/run", "snmptable"),
     (r"MISCSNMP_RANDOM_SEED=\d+ ctest .*", "script/test", "ctest --test-dir"),
     (r"script/mutate .*", "tests/script/mutate_test.py", "mutate"),
+    # These would write below /var/lib of the machine, and have it reload.
+    (r"norvek-reset-cause record .*", "tests/resetcause/CommandLineTest.cpp", '{"record", "--db"'),
+    (r"norvek-reset-cause request .*", "tests/resetcause/CommandLineTest.cpp",
+     '{"request", "--reason"'),
 ]
 
 # What a session has before its first command.

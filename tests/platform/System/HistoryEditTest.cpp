@@ -1,4 +1,4 @@
-#include "tools/HistoryEdit.h"
+#include "System/HistoryEdit.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -6,10 +6,10 @@
 #include <string>
 
 #include "Kavra/Json/Text.h"
+#include "Qel/Exception.h"
 #include "platform/Kavra/Documents.h"
-#include "tools/Errors.h"
 
-namespace Tools {
+namespace System {
 namespace {
 
 using kavratest::historyOf;
@@ -47,6 +47,14 @@ TEST(HistoryEditTest, DropsWhateverIsOlder) {
   EXPECT_EQ(text(withReload(&present, {})), text(historyOf({{0, {}}})));
 }
 
+TEST(HistoryEditTest, RecordsWhatIsRecommendedAndTheDetailWhereThereAreAny) {
+  EXPECT_EQ(
+      text(withReload(nullptr, {{"a", kTime, "wait", "more"}, {"b", kTime, "", "less"}})),
+      R"({"type": "System::ResetCauseHistory", "rebootHistory": {"0": {"causeQ": [)"
+      R"({"description": "a", "time": 1700000000.5, "recommendedAction": "wait", )"
+      R"("detail": "more"}, {"description": "b", "time": 1700000000.5, "detail": "less"}]}}})");
+}
+
 TEST(HistoryEditTest, AddsACauseAtTheEndOfReloadZero) {
   const Qel::Document present = historyOf({{0, {"a"}}, {1, {"b"}}});
   EXPECT_EQ(text(withCause(&present, {"c", kTime})),
@@ -55,9 +63,9 @@ TEST(HistoryEditTest, AddsACauseAtTheEndOfReloadZero) {
 
 TEST(HistoryEditTest, NeedsAReloadToAddACauseTo) {
   const Qel::Document present = historyOf({{1, {"b"}}});
-  EXPECT_THROW(withCause(&present, {"c", kTime}), CommandError);
-  EXPECT_THROW(withCause(nullptr, {"c", kTime}), CommandError);
+  EXPECT_THROW(withCause(&present, {"c", kTime}), Qel::RangeException);
+  EXPECT_THROW(withCause(nullptr, {"c", kTime}), Qel::RangeException);
 }
 
 }  // namespace
-}  // namespace Tools
+}  // namespace System

@@ -1,0 +1,168 @@
+#include "resetcause/Bmc.h"
+
+#include <fmt/format.h>
+
+#include <array>
+#include <cstddef>
+#include <functional>
+#include <utility>
+
+#include "Qel/Number.h"
+#include "resetcause/Root.h"
+
+namespace ResetCause {
+
+namespace {
+
+// Network functions and commands, as the specification numbers them.
+constexpr std::uint8_t kChassis = 0x00;
+constexpr std::uint8_t kGetChassisStatus = 0x01;
+constexpr std::uint8_t kGetRestartCause = 0x07;
+constexpr std::uint8_t kStorage = 0x0a;
+constexpr std::uint8_t kGetSelEntry = 0x43;
+
+constexpr std::uint16_t kFirstRecord = 0x0000;
+constexpr std::uint16_t kNoRecord = 0xffff;
+constexpr std::size_t kMostSelRecords = 4096;
+constexpr char kLastRecord[] = "sel ";
+// Clocks of controllers are a little off.
+constexpr double kClockSlack = 120;  // seconds
+
+std::uint8_t octet(std::string_view reply, std::size_t at) {
+  if (at >= reply.size()) throw SourceException("a reply is too short");
+  return static_cast<std::uint8_t>(reply[at]);
+}
+
+std::uint16_t word(std::string_view reply, std::size_t at) {
+  return static_cast<std::uint16_t>(octet(reply, at) | octet(reply, at + 1) << 8);
+}
+
+SelRecord selRecord(Bmc& bmc, std::uint16_t id) {
+  const std::array<char, 6> request{
+      0, 0, static_cast<char>(id & 0xff), static_cast<char>(id >> 8), 0, static_cast<char>(0xff)};
+  return readSelEntry(bmc.reply(kStorage, kGetSelEntry, {request.data(), request.size()}));
+}
+
+std::string lastMark(const SelRecord& record) {
+  return fmt::format("{}{} {}", kLastRecord, record.id, record.time);
+}
+
+// The record behind the one that was last when an earlier boot was judged, or the first one where
+// the log has been cleared since.
+std::uint16_t firstUnseen(Bmc& bmc, const Findings& findings) {
+  const auto known = findings.knownAfter(kLastRecord);
+  if (!known) return kFirstRecord;
+  const auto id = Qel::numberOf<std::uint16_t>(known->substr(0, known->find(' ')));
+  if (!id) return kFirstRecord;
+  try {
+    const SelRecord record = selRecord(bmc, *id);
+    if (lastMark(record) == kLastRecord + *known) return record.next;
+  } catch (const SourceException&) {
+    // There is no such record any more.
+  }
+  return kFirstRecord;
+}
+
+class EventLog {
+ public:
+  EventLog(Bmc& bmc, const std::string& place, const Boots& boots, Findings& findings)
+      : bmc_(bmc), place_(place), boots_(boots), findings_(findings) {}
+
+  void read() {
+    const auto known = findings_.knownAfter(kLastRecord);
+    std::string last = known ? kLastRecord + *known : "";
+    std::uint16_t id = firstUnseen(bmc_, findings_);
+    for (std::size_t count = 0; id != kNoRecord && count < kMostSelRecords; ++count) {
+      const SelRecord record = selRecord(bmc_, id);
+      if (record.isWatchdog && isOfThisReload(record)) add(record);
+      last = lastMark(record);
+      // One that names itself, or the first, would have no end.
+      if (record.next == kFirstRecord || record.next == record.id) break;
+      id = record.next;
+    }
+    if (!last.empty()) findings_.isNew(last);
+  }
+
+ private:
+  bool isOfThisReload(const SelRecord& record) const {
+    // It was not there when the boot before was judged.
+    if (findings_.wasKnown(judgedMark(boots_.previousId))) return true;
+    return record.hasTime() &&
+           (boots_.cover(record.time) || boots_.cover(record.time - kClockSlack));
+  }
+  void add(const SelRecord& record) {
+    Evidence one{Kind::bmcWatchdog, "bmc", fmt::format("{}, record {}", place_, record.id),
+                 "the controller's watchdog reset the machine"};
+    if (record.hasTime()) one.time = record.time;
+    findings_.add(std::move(one));
+  }
+
+  Bmc& bmc_;
+  const std::string place_;
+  const Boots& boots_;
+  Findings& findings_;
+};
+
+// What has no time of its own: it stays until the controller has something new to tell.
+void addRegister(const std::string& text, const std::string& place, Findings& findings) {
+  if (text.empty()) return;
+  const bool isNew = findings.isNew("bmc " + text) && findings.hasMemory();
+  Evidence one{Kind::bmcRestart, "bmc", place, text};
+  one.isOld = !isNew;
+  findings.add(std::move(one));
+}
+
+}  // namespace
+
+SelRecord readSelEntry(std::string_view reply) {
+  constexpr std::uint8_t kSystemEvent = 0x02;
+  constexpr std::uint8_t kWatchdog2 = 0x23;
+  constexpr std::uint8_t kHardReset = 1;
+  constexpr std::uint8_t kPowerCycle = 3;
+  SelRecord record{word(reply, 2), word(reply, 0)};
+  record.time = word(reply, 5) | static_cast<std::uint32_t>(word(reply, 7)) << 16;
+  const unsigned event = octet(reply, 15) & 0x0fU;
+  record.isWatchdog = octet(reply, 4) == kSystemEvent && octet(reply, 12) == kWatchdog2 &&
+                      event >= kHardReset && event <= kPowerCycle;
+  return record;
+}
+
+std::string readRestartCause(std::string_view reply) {
+  constexpr std::array<const char*, 12> kCauses{"",
+                                                "Reset by command to the BMC",
+                                                "Reset button pressed (BMC)",
+                                                "Power button pressed (BMC)",
+                                                "Watchdog of the BMC expired",
+                                                "Reset for the maker's own reason (BMC)",
+                                                "Power lost, then restored (BMC)",
+                                                "Power lost, then restored (BMC)",
+                                                "Reset by an event filter of the BMC",
+                                                "Power cycled by an event filter of the BMC",
+                                                "Soft reset (BMC)",
+                                                "Started by the real-time clock (BMC)"};
+  const std::size_t cause = octet(reply, 0) & 0x0fU;
+  return cause < kCauses.size() ? kCauses[cause] : "";
+}
+
+std::string readChassisStatus(std::string_view reply) {
+  const unsigned event = octet(reply, 1);
+  if ((event & 0x01U) != 0) return "Mains power lost (BMC)";
+  if ((event & 0x02U) != 0) return "Power lost: overload (BMC)";
+  if ((event & 0x04U) != 0) return "Power lost: interlock (BMC)";
+  return (event & 0x08U) != 0 ? "Power lost: fault (BMC)" : "";
+}
+
+void askBmc(Bmc& bmc, const std::string& place, const Boots& boots, Findings& findings) {
+  const auto attempt = [&](const char* what, const std::function<void()>& step) {
+    findings.attempt("bmc", place + ", " + what, step);
+  };
+  attempt("event log", [&] { EventLog(bmc, place, boots, findings).read(); });
+  attempt("restart cause", [&] {
+    addRegister(readRestartCause(bmc.reply(kChassis, kGetRestartCause, {})), place, findings);
+  });
+  attempt("power event", [&] {
+    addRegister(readChassisStatus(bmc.reply(kChassis, kGetChassisStatus, {})), place, findings);
+  });
+}
+
+}  // namespace ResetCause

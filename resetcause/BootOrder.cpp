@@ -1,0 +1,127 @@
+#include "resetcause/BootOrder.h"
+
+#include <algorithm>
+#include <iterator>
+#include <map>
+#include <string_view>
+
+#include "Qel/Number.h"
+#include "resetcause/Heartbeat.h"
+#include "resetcause/StateFile.h"
+#include "resetcause/Wtmp.h"
+
+namespace ResetCause {
+
+namespace {
+
+using JournalBoots = std::vector<Journal::Boot>;
+
+constexpr std::size_t kMostStatOctets = std::size_t{4} << 20;
+
+// "btime SECONDS" in /proc/stat: when the kernel started.
+std::optional<double> kernelStart(const Root& root) {
+  const auto text = contentOf(root.path("/proc/stat"), kMostStatOctets);
+  constexpr std::string_view kName = "\nbtime ";
+  const std::size_t at = text ? text->find(kName) : std::string::npos;
+  if (at == std::string::npos) return std::nullopt;
+  const std::string_view rest = std::string_view(*text).substr(at + kName.size());
+  return Qel::numberOf<double>(rest.substr(0, rest.find('\n')));
+}
+
+const Journal::Boot* bootIn(const JournalBoots& boots, const std::string& id) {
+  const auto found = std::ranges::find(boots, id, &Journal::Boot::id);
+  return found == boots.end() ? nullptr : &*found;
+}
+
+// The last of each series, and of these the one whose clock is the latest.
+std::optional<Journal::Boot> latestOf(const JournalBoots& boots) {
+  std::map<std::string, Journal::Boot> lasts;
+  for (const Journal::Boot& boot : boots) {
+    const auto [last, isFirst] = lasts.try_emplace(boot.series, boot);
+    if (!isFirst && boot.first > last->second.first) last->second = boot;
+  }
+  std::optional<Journal::Boot> latest;
+  for (const auto& [series, boot] : lasts) {
+    if (!latest || boot.last > latest->last) latest = boot;
+  }
+  return latest;
+}
+
+// What the heartbeat adds: the boot before, where the journal has lost it, and how long it ran.
+void addBeat(const Root& root, Boots& boots, Findings& findings) {
+  std::optional<Beat> beat;
+  findings.attempt("heartbeat", root.path(kStateFolder),
+                   [&] { beat = Heartbeat(root).lastBefore(boots.id); });
+  if (!beat) return;
+  const bool isNewer = findings.hasMemory() && !findings.wasKnown(bootMark(beat->boot)) &&
+                       findings.wasKnown(bootMark(boots.previousId));
+  if (boots.previousId.empty() || isNewer) {
+    boots.previousId = beat->boot;
+    boots.previousStart.reset();
+    boots.lastSign = beat->time;
+  } else if (boots.previousId == beat->boot && boots.lastSign < beat->time) {
+    boots.lastSign = beat->time;
+  }
+}
+
+void addWtmp(const Root& root, Boots& boots, Findings& findings) {
+  if (boots.previousStart) return;
+  findings.attempt("wtmp", root.path("/var/log/wtmp"), [&] {
+    boots.previousStart = beforeBoot(wtmpOf(root), boots.start, boots.previousStart).start;
+  });
+}
+
+}  // namespace
+
+std::string bootIdOf(const Root& root) {
+  const auto text = contentOf(root.path("/proc/sys/kernel/random/boot_id"), 64);
+  std::string id(trimmed(text.value_or("")));
+  std::erase(id, '-');
+  return id;
+}
+
+std::optional<Journal::Boot> bootBefore(const JournalBoots& boots, const std::string& id,
+                                        const Findings& findings) {
+  JournalBoots others;
+  std::ranges::copy_if(boots, std::back_inserter(others),
+                       [&](const Journal::Boot& boot) { return boot.id != id; });
+  if (const Journal::Boot* own = bootIn(boots, id)) {
+    JournalBoots before;
+    std::ranges::copy_if(others, std::back_inserter(before), [&](const Journal::Boot& boot) {
+      return boot.series == own->series && boot.first < own->first;
+    });
+    if (!before.empty()) return latestOf(before);
+  }
+  JournalBoots later;
+  std::ranges::copy_if(others, std::back_inserter(later), [&](const Journal::Boot& boot) {
+    return !findings.wasKnown(bootMark(boot.id)) || findings.wasKnown(judgedMark(boot.id));
+  });
+  return latestOf(later.empty() ? others : later);
+}
+
+Boots bootsOf(const Root& root, const Journal& journal, const Qel::Clock& clock,
+              Findings& findings) {
+  Boots boots;
+  findings.attempt("kernel", root.path("/proc"), [&] { boots.id = bootIdOf(root); });
+  JournalBoots known;
+  findings.attempt("journal", journal.place(), [&] { known = journal.boots(); });
+  if (boots.id.empty()) {
+    if (const auto last = latestOf(known)) boots.id = last->id;
+  }
+  for (const Journal::Boot& boot : known) findings.isNew(bootMark(boot.id));
+  if (!boots.id.empty()) findings.isNew(bootMark(boots.id));
+  std::optional<double> start;
+  findings.attempt("kernel", root.path("/proc/stat"), [&] { start = kernelStart(root); });
+  const Journal::Boot* own = bootIn(known, boots.id);
+  boots.start = own != nullptr ? own->start : start.value_or(clock.now());
+  if (const auto before = bootBefore(known, boots.id, findings)) {
+    boots.previousId = before->id;
+    boots.previousStart = before->start;
+    boots.lastSign = before->last;
+  }
+  addBeat(root, boots, findings);
+  addWtmp(root, boots, findings);
+  return boots;
+}
+
+}  // namespace ResetCause

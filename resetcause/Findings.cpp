@@ -1,0 +1,61 @@
+#include "resetcause/Findings.h"
+
+#include <fmt/format.h>
+
+#include <cstddef>
+#include <utility>
+
+#include "Qel/Failure.h"
+
+namespace ResetCause {
+
+namespace {
+
+constexpr std::size_t kMostEvidence = 1000;
+constexpr std::size_t kMostEvidenceOctets = 4096;
+constexpr std::size_t kMostProblems = 100;
+constexpr double kEndOfTime = 253402300800;
+constexpr std::size_t kMostMarks = 10000;
+
+void cut(std::string& text) {
+  if (text.size() > kMostEvidenceOctets) text.resize(kMostEvidenceOctets);
+}
+
+}  // namespace
+
+void Findings::add(Evidence one) {
+  if (evidence_.size() >= kMostEvidence) return;
+  cut(one.text);
+  cut(one.place);
+  cut(one.user);
+  // Beyond the year 9999, or before 1970, it is no time.
+  if (one.time && !(*one.time >= 0 && *one.time < kEndOfTime)) one.time.reset();
+  evidence_.push_back(std::move(one));
+}
+
+bool Findings::isNew(const std::string& mark) {
+  if (seen_.size() < kMostMarks) seen_.insert(mark);
+  return !wasKnown(mark);
+}
+
+std::optional<std::string> Findings::knownAfter(std::string_view prefix) const {
+  const auto found = known_.lower_bound(std::string(prefix));
+  if (found == known_.end() || !found->starts_with(prefix)) return std::nullopt;
+  return found->substr(prefix.size());
+}
+
+void Findings::problem(std::string_view source, std::string_view place, std::string_view why) {
+  if (problems_.size() < kMostProblems) {
+    problems_.push_back(fmt::format("{}: {}: {}", source, place, why));
+  }
+}
+
+void Findings::attempt(std::string_view source, std::string_view place,
+                       const std::function<void()>& step) {
+  if (const auto why = Qel::failureOf(step)) problem(source, place, *why);
+}
+
+std::string bootMark(const std::string& id) { return "boot " + id; }
+std::string judgedMark(const std::string& id) { return "judged " + id; }
+
+}  // namespace ResetCause

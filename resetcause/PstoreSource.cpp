@@ -1,0 +1,159 @@
+#include "resetcause/PstoreSource.h"
+
+#include <sys/stat.h>
+
+#include <cstdint>
+#include <map>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "Qel/Number.h"
+#include "resetcause/DumpText.h"
+
+namespace ResetCause {
+
+namespace {
+
+constexpr std::size_t kMostDumpOctets = std::size_t{1} << 20;
+constexpr std::size_t kMostDumpFiles = 2000;
+constexpr char kJoined[] = "dmesg.txt";
+
+// The parts of one dump, or several dumps of one crash, that lie in one folder.
+struct DumpFolder {
+  std::string path;
+  double made = 0;                 // when the folder was changed last
+  std::vector<std::string> files;  // names of the dumps in it
+};
+
+double changedAt(const std::string& path) {
+  struct stat status {};
+  if (::stat(path.c_str(), &status) != 0) return 0;
+  return static_cast<double>(status.st_mtim.tv_sec) +
+         static_cast<double>(status.st_mtim.tv_nsec) / 1e9;
+}
+
+bool isFolder(const std::string& path) {
+  struct stat status {};
+  return ::lstat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+}
+
+// Compressed as the kernel could not undo it.
+bool isCompressed(std::string_view name) { return name.ends_with(".z"); }
+
+// Folders with dumps in them, and in folders of these.
+void collect(const std::string& path, int levels, std::vector<DumpFolder>& folders,
+             std::size_t& left) {
+  DumpFolder folder{path, changedAt(path), {}};
+  for (const std::string& entry : namesIn(path)) {
+    if (left == 0) return;
+    const std::string inside = inFolder(path, entry);
+    if (levels > 0 && isFolder(inside)) {
+      collect(inside, levels - 1, folders, left);
+    } else if (timeOfDump(entry) || entry == kJoined) {
+      --left;
+      folder.files.push_back(entry);
+    }
+  }
+  if (!folder.files.empty()) folders.push_back(std::move(folder));
+}
+
+// Dumps of one second are of one crash.
+std::map<double, std::vector<std::string>> crashesIn(const DumpFolder& folder) {
+  std::map<double, std::vector<std::string>> crashes;
+  for (const std::string& file : folder.files) {
+    if (const auto time = timeOfDump(file)) crashes[*time].push_back(file);
+  }
+  // The parts joined are of use where they are alone.
+  if (crashes.empty()) crashes[folder.made].push_back(kJoined);
+  return crashes;
+}
+
+// Without a memory the clocks have to tell.
+bool isOfThisReload(double time, const DumpFolder& folder, bool isMoved, const Boots& boots) {
+  if (boots.cover(time)) return true;
+  return isMoved && !boots.wentBack() && folder.made >= boots.start && boots.hasPrevious();
+}
+
+class Crash {
+ public:
+  Crash(const DumpFolder& folder, std::vector<std::string> files)
+      : folder_(folder), files_(std::move(files)) {}
+
+  bool isNew(Findings& findings) const {
+    bool any = false;
+    for (const std::string& file : files_) {
+      const std::string id = isCompressed(file) ? file.substr(0, file.find('.')) : file;
+      // Where it lies in the system's own folder matters only where it has no name of its own.
+      const std::string mark = file == kJoined ? folder_.path + "/" + file : id;
+      if (findings.isNew("dump " + mark)) any = true;
+    }
+    return any;
+  }
+  std::string text(Findings& findings) const {
+    std::string all;
+    for (const std::string& file : files_) {
+      const std::string path = folder_.path + "/" + file;
+      if (isCompressed(file)) {
+        findings.problem("pstore", path, "it is compressed");
+        continue;
+      }
+      findings.attempt("pstore", path, [&] {
+        if (const auto part = contentOf(path, kMostDumpOctets)) all += *part + "\n";
+      });
+    }
+    return all;
+  }
+  std::string place() const { return folder_.path + "/" + files_.front(); }
+
+ private:
+  const DumpFolder& folder_;
+  const std::vector<std::string> files_;
+};
+
+void addDump(const DumpText& dump, const Crash& crash, double time, Findings& findings) {
+  if (dump.why == DumpText::Why::nothing) return;
+  const Kind kind = dump.why == DumpText::Why::panic     ? Kind::panicDump
+                    : dump.why == DumpText::Why::restart ? Kind::haltDump
+                                                         : Kind::softwareWatchdog;
+  findings.add({kind, "pstore", crash.place(), dump.text, time});
+}
+
+}  // namespace
+
+std::optional<double> timeOfDump(std::string_view fileName) {
+  constexpr std::string_view kErst = "dmesg-erst-";
+  constexpr std::string_view kEfi = "dmesg-efi-";
+  constexpr std::uint64_t kPartAndCount = 100000;
+  const std::string_view bare = fileName.substr(0, fileName.find('.'));
+  if (bare.starts_with(kErst)) {
+    const auto id = Qel::numberOf<std::uint64_t>(bare.substr(kErst.size()));
+    return id ? std::optional(static_cast<double>(*id >> 32U)) : std::nullopt;
+  }
+  if (!bare.starts_with(kEfi)) return std::nullopt;
+  const auto id = Qel::numberOf<std::uint64_t>(bare.substr(kEfi.size()));
+  if (!id) return std::nullopt;
+  const std::uint64_t second = *id / kPartAndCount;
+  return static_cast<double>(second);
+}
+
+void PstoreSource::look(const Boots& boots, Findings& findings) const {
+  const bool knows = findings.wasKnown(judgedMark(boots.previousId));
+  for (const char* place : {"/sys/fs/pstore", "/var/lib/systemd/pstore"}) {
+    const bool isMoved = std::string_view(place) != "/sys/fs/pstore";
+    std::vector<DumpFolder> folders;
+    std::size_t left = kMostDumpFiles;
+    findings.attempt(name(), root_.path(place),
+                     [&] { collect(root_.path(place), 2, folders, left); });
+    for (const DumpFolder& folder : folders) {
+      for (const auto& [time, files] : crashesIn(folder)) {
+        const Crash crash(folder, files);
+        if (!crash.isNew(findings)) continue;
+        if (!knows && !isOfThisReload(time, folder, isMoved, boots)) continue;
+        addDump(readDump(crash.text(findings)), crash, time, findings);
+      }
+    }
+  }
+}
+
+}  // namespace ResetCause

@@ -1,0 +1,171 @@
+// Sources that are damaged, huge, hostile or of another kind are named, and the rest is judged.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <cstdint>
+#include <filesystem>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "resetcause/Machine.h"
+#include "resetcause/Report.h"
+
+namespace ResetCause {
+namespace {
+
+using resetcausetest::kBefore;
+using resetcausetest::kDown;
+using resetcausetest::kDownTime;
+using resetcausetest::Machine;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::Not;
+
+class HostileSourcesTest : public testing::Test {
+ protected:
+  // Whatever else is wrong, the watchdog has been seen.
+  HostileSourcesTest() { machine.hasWatchdog("watchdog0", 0x20); }
+
+  std::vector<std::string> problems() {
+    const Judgement judgement = machine.judged();
+    EXPECT_EQ(judgement.verdict.cause.text, "Watchdog expired");
+    return judgement.problems;
+  }
+  void cutTo(const std::string& path, std::uintmax_t size) {
+    std::filesystem::resize_file(machine.folder() + path, size);
+  }
+
+  Machine machine;
+};
+
+TEST_F(HostileSourcesTest, AJournalThatIsNoneIsNamed) {
+  machine.settle();
+  machine.writes(machine.journalFile(), "no journal");
+  EXPECT_THAT(problems(), ElementsAre(HasSubstr("system.journal: ")));
+}
+
+TEST_F(HostileSourcesTest, ADamagedJournalBesideAGoodOneIsNamedAndPassedOver) {
+  machine.settle();
+  const std::string bad = machine.journalFile() + "~";
+  machine.writes(bad, machine.read(machine.journalFile()).substr(0, 300));
+  const Judgement judgement = machine.judged();
+  EXPECT_THAT(judgement.problems, ElementsAre(HasSubstr(bad)));
+  EXPECT_EQ(judgement.boots.previousId, kBefore);
+}
+
+TEST_F(HostileSourcesTest, AJournalDamagedInTheMiddleIsReadAsFarAsItGoes) {
+  machine.settle();
+  std::string octets = machine.read(machine.journalFile());
+  for (std::size_t at = 4096; at < octets.size(); at += 997) octets[at] = '\x5a';
+  machine.writes(machine.journalFile(), octets);
+  problems();
+}
+
+TEST_F(HostileSourcesTest, AnotherMachinesJournalIsNotLookedAt) {
+  machine.settle();
+  const std::string other = "/var/log/journal/" + std::string(32, 'd') + "/system.journal";
+  machine.writes(other, "no journal");
+  EXPECT_THAT(problems(), ElementsAre());
+}
+
+TEST_F(HostileSourcesTest, AUsersEntryInTheJournalIsNoRecord) {
+  machine.says(kBefore, kDown, "System is rebooting (lies).",
+               {{"MESSAGE_ID", "98268866d1d54a499c4e98921d93bc40"},
+                {"SHUTDOWN", "reboot"},
+                {"_UID", "1000"}});
+  machine.says(kBefore, kDown + 1, "Journal stopped",
+               {{"MESSAGE_ID", "d93fb3c9c24d451a97cea615ce59c00b"}, {"_UID", "1000"}});
+  EXPECT_THAT(problems(), ElementsAre());
+  EXPECT_EQ(machine.rules(), "2");
+}
+
+TEST_F(HostileSourcesTest, APieceOfARecordAtTheEndOfWtmpIsPassedOver) {
+  machine.wtmpHas(kDown);
+  cutTo("/var/log/wtmp", 384 * 5 - 100);
+  EXPECT_EQ(machine.rules(), "2 9");
+}
+
+TEST_F(HostileSourcesTest, ZeroedRecordsInWtmpArePassedOver) {
+  machine.wtmpHas(kDown);
+  machine.writes("/var/log/wtmp", machine.read("/var/log/wtmp").substr(0, 384 * 3) +
+                                      std::string(384 * 3, '\0') +
+                                      machine.read("/var/log/wtmp").substr(384 * 3));
+  EXPECT_EQ(machine.rules(), "2 9");
+}
+
+TEST_F(HostileSourcesTest, AHugeWtmpIsReadFromItsEnd) {
+  machine.wtmpHas(kDown);
+  const std::string records = machine.read("/var/log/wtmp");
+  cutTo("/var/log/wtmp", std::uintmax_t{384} * 60000);
+  machine.writes("/tail", machine.read("/var/log/wtmp") + records);
+  std::filesystem::rename(machine.folder() + "/tail", machine.folder() + "/var/log/wtmp");
+  EXPECT_EQ(machine.rules(), "2 9");
+}
+
+TEST_F(HostileSourcesTest, APipeInThePlaceOfAFileIsNotWaitedFor) {
+  const std::string path = "/run/norvek/reset-register.json";
+  machine.writes(path, "");
+  std::filesystem::remove(machine.folder() + path);
+  ASSERT_EQ(::mkfifo((machine.folder() + path).c_str(), 0600), 0);
+  EXPECT_THAT(problems(), ElementsAre(HasSubstr("it is no file")));
+}
+
+TEST_F(HostileSourcesTest, ALinkInThePlaceOfAFileIsNotFollowed) {
+  machine.writes("/secret", R"({"cause": "a secret"})");
+  machine.writes("/run/norvek/other", "");
+  std::filesystem::create_symlink(machine.folder() + "/secret",
+                                  machine.folder() + "/run/norvek/reset-register.json");
+  EXPECT_THAT(problems(), ElementsAre(HasSubstr("reset-register.json")));
+}
+
+TEST_F(HostileSourcesTest, AHugeDumpIsNamed) {
+  machine.dumped(kDownTime, std::string(2000000, 'x'));
+  EXPECT_THAT(problems(), ElementsAre(HasSubstr("it is too long")));
+}
+
+TEST_F(HostileSourcesTest, ACompressedDumpIsNamed) {
+  machine.writes("/sys/fs/pstore/dmesg-erst-7301508827709440001.enc.z", "\x78\x9c");
+  EXPECT_THAT(problems(), ElementsAre(HasSubstr("compressed")));
+}
+
+TEST_F(HostileSourcesTest, ADumpOfAnyOctetsIsShownAsText) {
+  machine.hasWatchdog("watchdog0", 0);
+  machine.dumped(kDownTime,
+                 std::string("Panic#1 Part1\nKernel panic - not syncing: \x1b[2J\xff\0end", 47));
+  std::ostringstream out;
+  print(machine.judged(), out);
+  EXPECT_THAT(out.str(), HasSubstr("Kernel panic: \\x1b[2J\\xff"));
+  EXPECT_THAT(out.str(), Not(HasSubstr("\x1b")));
+}
+
+TEST_F(HostileSourcesTest, AStatusOfAWatchdogThatIsNoneIsNamed) {
+  machine.writes("/sys/class/watchdog/watchdog1/bootstatus", "4294967295\n");
+  machine.writes("/sys/class/watchdog/watchdog2/bootstatus", "soon\n");
+  EXPECT_THAT(problems(), ElementsAre(HasSubstr("watchdog1"), HasSubstr("watchdog2")));
+}
+
+TEST_F(HostileSourcesTest, ADamagedRegisterOfTheMakerIsNamedWithThePlace) {
+  machine.writes("/run/norvek/reset-register.json", R"({"cause": 7})");
+  EXPECT_THAT(problems(), ElementsAre(HasSubstr("/cause")));
+}
+
+TEST_F(HostileSourcesTest, AFileInThePlaceOfTheControllersDeviceIsNamed) {
+  machine.writes("/dev/ipmi0", "");
+  EXPECT_THAT(problems(), testing::Each(HasSubstr("/dev/ipmi0")));
+  EXPECT_THAT(problems(), Not(testing::IsEmpty()));
+}
+
+TEST_F(HostileSourcesTest, ADamagedMemoryIsNamedAndJudgedAnew) {
+  machine.writes("/var/lib/norvek-reset-cause/judged.json", R"({"boots": {"id": ")");
+  EXPECT_THAT(problems(), ElementsAre(HasSubstr("judged.json")));
+}
+
+TEST_F(HostileSourcesTest, ATornHeartbeatIsNamed) {
+  machine.writes("/var/lib/norvek-reset-cause/heartbeat.json", R"({"boot": "22)");
+  EXPECT_THAT(problems(), ElementsAre(HasSubstr("heartbeat")));
+}
+
+}  // namespace
+}  // namespace ResetCause

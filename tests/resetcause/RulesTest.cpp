@@ -1,0 +1,344 @@
+#include "resetcause/Rules.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <iterator>
+#include <map>
+#include <set>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "support/Random.h"
+
+namespace ResetCause {
+namespace {
+
+using enum Kind;
+using testing::ElementsAre;
+
+constexpr double kBefore = 1700000000;  // the boot before began
+constexpr double kLast = kBefore + 1000;
+constexpr double kStart = kLast + 100;
+
+const Boots kBoots{.id = std::string(32, 'b'),
+                   .start = kStart,
+                   .previousId = std::string(32, 'a'),
+                   .previousStart = kBefore,
+                   .lastSign = kLast};
+
+Evidence found(Kind kind, std::string text = {}, std::optional<double> time = {}) {
+  return {kind, "a source", "a place", std::move(text), time};
+}
+
+Evidence record(std::string way, std::string text = {}) {
+  Evidence one = found(logind, std::move(text), kLast);
+  one.way = std::move(way);
+  return one;
+}
+
+Evidence requestBy(std::string user, std::string text, double time) {
+  Evidence one = found(request, std::move(text), time);
+  one.user = std::move(user);
+  return one;
+}
+
+Cause causeOf(const std::vector<Evidence>& evidence) { return verdictOf(kBoots, evidence).cause; }
+
+// Rules of the cause and of those beside it.
+std::string rulesOf(const std::vector<Evidence>& evidence) {
+  const Verdict verdict = verdictOf(kBoots, evidence);
+  std::string rules = verdict.cause.rule;
+  for (const Cause& one : verdict.beside) rules += " " + one.rule;
+  return rules;
+}
+
+TEST(RulesTest, APanicIsToldByItsText) {
+  const Cause cause = causeOf({found(panicDump, "Out of memory: system-wide", kLast + 5)});
+  EXPECT_EQ(cause.text, "Kernel panic: Out of memory: system-wide");
+  EXPECT_EQ(cause.time, kLast + 5);
+  EXPECT_EQ(cause.since, std::nullopt);
+  EXPECT_EQ(cause.confidence, Confidence::certain);
+}
+
+TEST(RulesTest, APanicByTheKeyboardWasForced) {
+  EXPECT_EQ(causeOf({found(panicDump, "sysrq triggered crash")}).text,
+            "Kernel panic: sysrq triggered crash (forced by an operator)");
+}
+
+TEST(RulesTest, AWatchdogTellsNoTimeButAWindow) {
+  const Cause cause = causeOf({found(watchdog)});
+  EXPECT_EQ(cause.text, "Watchdog expired");
+  EXPECT_EQ(cause.time, std::nullopt);
+  EXPECT_EQ(cause.since, kLast);
+}
+
+TEST(RulesTest, AWatchdogTellsWhatItFound) {
+  EXPECT_EQ(causeOf({found(watchdog), found(initCrashed)}).text,
+            "Watchdog expired; init had crashed");
+  const Cause hung = causeOf({found(watchdog), record("reboot")});
+  EXPECT_EQ(hung.text, "Watchdog expired; the reload that was requested hung");
+}
+
+TEST(RulesTest, AWatchdogOfTheControllerTellsTheTime) {
+  EXPECT_EQ(causeOf({found(watchdog), found(bmcWatchdog, "", kLast + 7)}).time, kLast + 7);
+}
+
+TEST(RulesTest, AWatchdogRegisterThatAStartThroughKexecLeftIsNoReload) {
+  Evidence old = found(watchdog);
+  old.isOld = true;
+  EXPECT_EQ(rulesOf({old, record("kexec"), found(journalStopped)}), "6");
+  EXPECT_EQ(rulesOf({old, record("reboot"), found(journalStopped)}), "2 6");
+  EXPECT_EQ(rulesOf({found(watchdog), record("kexec"), found(journalStopped)}), "2 6");
+  EXPECT_EQ(rulesOf({old, found(bmcWatchdog), record("kexec"), found(journalStopped)}), "2 6");
+}
+
+TEST(RulesTest, AMakersRegisterStandsBetweenWatchdogAndDump) {
+  EXPECT_EQ(rulesOf({found(maker, "Line card pulled"), found(watchdog), found(haltDump)}),
+            "2 2m 3");
+  EXPECT_EQ(causeOf({found(maker, "Line card pulled")}).text, "Line card pulled");
+}
+
+TEST(RulesTest, ARestartWithoutShutdownMayHaveBeenHeat) {
+  EXPECT_EQ(causeOf({found(haltDump, "reboot: Restarting system")}).text,
+            "Immediate restart without shutdown");
+  EXPECT_EQ(causeOf({found(haltDump, "critical temperature reached")}).text,
+            "Over temperature: critical temperature reached");
+}
+
+TEST(RulesTest, ARequestIsToldWithWhoAndWhy) {
+  const Cause cause = causeOf(
+      {requestBy("ada", "new firmware", kLast - 9), record("reboot"), found(journalStopped)});
+  EXPECT_EQ(cause.text, "Reload requested by ada: new firmware");
+  EXPECT_EQ(cause.time, kLast - 9);
+}
+
+TEST(RulesTest, ARequestThatTheMachineOutlivedExplainsNothing) {
+  EXPECT_EQ(rulesOf({requestBy("ada", "x", kLast - 119)}), "4");
+  EXPECT_EQ(rulesOf({requestBy("ada", "x", kLast - 121)}), "11");
+  EXPECT_EQ(rulesOf({requestBy("ada", "x", kLast - 900), found(wtmpShutdown)}), "4");
+}
+
+TEST(RulesTest, APowerKeyNeedsThePowerOffBehindIt) {
+  EXPECT_EQ(rulesOf({found(powerKey), record("power-off"), found(journalStopped)}), "5 6");
+  EXPECT_EQ(rulesOf({found(powerKey), record("reboot"), found(journalStopped)}), "6");
+  EXPECT_EQ(rulesOf({found(powerKey)}), "11");
+}
+
+TEST(RulesTest, ALoginManagersRecordIsToldByItsWay) {
+  const auto textOf = [](const Evidence& one) {
+    return causeOf({one, found(journalStopped)}).text;
+  };
+  EXPECT_EQ(textOf(record("reboot")), "Reload requested");
+  EXPECT_EQ(textOf(record("reboot", "new kernel")), "Reload requested: new kernel");
+  EXPECT_EQ(textOf(record("kexec")), "Reload requested (kexec)");
+  EXPECT_EQ(textOf(record("power-off")), "Powered off by request");
+}
+
+TEST(RulesTest, WhatHadToBeInferredIsLikely) {
+  const Cause keys = causeOf({found(ctrlAltDel, "", kLast), found(journalStopped)});
+  EXPECT_EQ(keys.text, "Ctrl-Alt-Del on the console");
+  EXPECT_EQ(keys.confidence, Confidence::likely);
+  const Cause unit = causeOf({found(failedUnit, "fan.service", kLast), found(journalStopped)});
+  EXPECT_EQ(unit.text, "Service fan.service failed (inferred)");
+  EXPECT_EQ(unit.action, "Find out why fan.service failed");
+}
+
+TEST(RulesTest, AnOrderlyEndHasTheTimeOfWhatTellsIt) {
+  const Cause cause = causeOf({found(target, "", kLast - 1), found(journalStopped, "", kLast)});
+  EXPECT_EQ(cause.text, "Orderly reload, requester unknown");
+  EXPECT_EQ(cause.time, kLast - 1);
+  EXPECT_EQ(causeOf({found(wtmpShutdown, "", kLast - 2), found(journalStopped, "", kLast)}).time,
+            kLast - 2);
+}
+
+TEST(RulesTest, AReloadThatDidNotFinishHasAWindow) {
+  const Cause cause = causeOf({record("power-off")});
+  EXPECT_EQ(cause.rule, "6+");
+  EXPECT_EQ(cause.text, "Powered off by request, but reset or power lost before it finished");
+  EXPECT_EQ(cause.time, std::nullopt);
+  EXPECT_EQ(cause.since, kLast);
+}
+
+TEST(RulesTest, AHardwareReasonThatMayBeOldIsOnlyPossible) {
+  Evidence one = found(bmcRestart, "Reset button (BMC)");
+  EXPECT_EQ(causeOf({one}).confidence, Confidence::likely);
+  one.isOld = true;
+  EXPECT_EQ(causeOf({one}).confidence, Confidence::possible);
+  EXPECT_NE(causeOf({one}).elseBe, "");
+}
+
+TEST(RulesTest, NothingIsToldAsWhatLeavesNothing) {
+  const Cause cause = causeOf({});
+  EXPECT_EQ(cause.rule, "11");
+  EXPECT_EQ(cause.text, "Power lost, hard reset or forced restart");
+  EXPECT_EQ(cause.confidence, Confidence::possible);
+  EXPECT_EQ(cause.since, kLast);
+  EXPECT_NE(cause.elseBe, "");
+}
+
+TEST(RulesTest, WithoutAnEarlierBootNothingIsKnown) {
+  const Cause cause = verdictOf({.id = "b", .start = kStart}, {}).cause;
+  EXPECT_EQ(cause.rule, "12");
+  EXPECT_EQ(cause.text, "Unknown: no record of an earlier boot");
+  EXPECT_EQ(cause.confidence, Confidence::unknown);
+  EXPECT_EQ(cause.time, kStart);
+}
+
+// What one kind alone is judged by. A login manager's record is of a power-off here.
+const std::map<Kind, std::string> kAlone{
+    {panicDump, "1"},   {haltDump, "3"},       {softwareWatchdog, "2"}, {watchdog, "2"},
+    {bmcWatchdog, "2"}, {initCrashed, "11"},   {maker, "2m"},           {request, "4"},
+    {powerKey, "11"},   {logind, "6+"},        {ctrlAltDel, "7"},       {failedUnit, "8"},
+    {target, "9+"},     {journalStopped, "9"}, {wtmpShutdown, "9"},     {hardwareFault, "10"},
+    {bmcRestart, "10"}, {kernelReason, "10"}};
+
+// Pairs that are more, or less, than the rules of both in their order.
+const std::map<std::pair<Kind, Kind>, std::string> kTogether{
+    {{panicDump, haltDump}, "1"},        {{haltDump, logind}, "6+"},
+    {{haltDump, target}, "9+"},          {{haltDump, journalStopped}, "9"},
+    {{powerKey, logind}, "5+ 6+"},       {{logind, ctrlAltDel}, "6+"},
+    {{logind, failedUnit}, "6+"},        {{logind, target}, "6+"},
+    {{logind, journalStopped}, "6"},     {{logind, wtmpShutdown}, "6"},
+    {{ctrlAltDel, failedUnit}, "7"},     {{ctrlAltDel, target}, "7+"},
+    {{ctrlAltDel, journalStopped}, "7"}, {{ctrlAltDel, wtmpShutdown}, "7"},
+    {{failedUnit, target}, "8+"},        {{failedUnit, journalStopped}, "8"},
+    {{failedUnit, wtmpShutdown}, "8"},   {{request, logind}, "4+ 6+"},
+    {{request, target}, "4+"},           {{request, journalStopped}, "4"},
+    {{request, wtmpShutdown}, "4"},      {{target, journalStopped}, "9"},
+    {{target, wtmpShutdown}, "9"},       {{journalStopped, wtmpShutdown}, "9"}};
+
+// Both, in the order of the page.
+std::string inOrder(const std::string& one, const std::string& other) {
+  const std::vector<std::string> order{"1",  "2", "2m", "3", "4",  "5",
+                                       "6+", "7", "8",  "9", "9+", "10"};
+  std::string text;
+  for (const std::string& rule : order) {
+    if (rule == one || rule == other) text += (text.empty() ? "" : " ") + rule;
+  }
+  return text.empty() ? "11" : text;
+}
+
+Evidence oneOf(Kind kind) { return kind == logind ? record("power-off") : found(kind, "a text"); }
+
+TEST(RulesTest, EveryTwoKindsTogetherAreJudgedAsThePageSays) {
+  for (const auto& [one, alone] : kAlone) {
+    for (const auto& [other, otherAlone] : kAlone) {
+      const auto exception = kTogether.find(std::minmax(one, other));
+      const std::string expected =
+          exception == kTogether.end() ? inOrder(alone, otherAlone) : exception->second;
+      EXPECT_EQ(rulesOf({oneOf(one), oneOf(other)}), expected)
+          << nameOf(one) << " and " << nameOf(other);
+    }
+  }
+}
+
+std::string firstMatched(const std::vector<Evidence>& evidence) {
+  for (const Explanation& line : explanationsOf(kBoots, evidence)) {
+    if (line.matched && line.rule != "+") return line.rule;
+  }
+  return "none";
+}
+
+std::string withoutPlus(std::string rule) {
+  if (rule.ends_with('+')) rule.pop_back();
+  return rule;
+}
+
+bool isOf(const std::vector<Evidence>& all, const Cause& cause) {
+  return std::ranges::all_of(cause.evidence, [&](const Evidence& one) {
+    return std::ranges::find(all, one) != all.end();
+  });
+}
+
+class RandomEvidence : public testing::Test {
+ protected:
+  Evidence piece() {
+    const std::vector<std::string> ways{"reboot", "power-off", "kexec", "halt", ""};
+    Evidence one = found(static_cast<Kind>(random_.below(kKinds)),
+                         std::string(random_.below(3), static_cast<char>(random_.below(256))));
+    if (random_.below(2) == 0) one.time = kBefore + random_.below(1100);
+    one.way = ways[random_.below(5)];
+    one.isOld = random_.below(3) == 0;
+    return one;
+  }
+  std::vector<Evidence> pieces() {
+    std::vector<Evidence> some;
+    for (unsigned left = random_.below(6); left > 0; --left) some.push_back(piece());
+    return some;
+  }
+  std::vector<Evidence> shuffled(std::vector<Evidence> some) {
+    for (std::size_t i = some.size(); i > 1; --i) {
+      std::swap(some[i - 1], some[random_.below(static_cast<unsigned>(i))]);
+    }
+    return some;
+  }
+
+  support::Random random_;
+};
+
+TEST_F(RandomEvidence, IsJudgedByWhatIsThereAlone) {
+  SCOPED_TRACE(random_.replay());
+  for (int step = 0; step < support::randomSteps(10000); ++step) {
+    SCOPED_TRACE(step);
+    std::vector<Evidence> evidence = pieces();
+    const Verdict verdict = verdictOf(kBoots, evidence);
+    ASSERT_NE(verdict.cause.text, "");
+    ASSERT_EQ(withoutPlus(verdict.cause.rule), firstMatched(evidence));
+    ASSERT_EQ(verdict.cause.evidence.empty(),
+              verdict.cause.rule == "11" &&
+                  std::ranges::find(evidence, initCrashed, &Evidence::kind) == evidence.end());
+    ASSERT_TRUE(isOf(evidence, verdict.cause));
+    for (const Cause& one : verdict.beside)
+      ASSERT_TRUE(!one.evidence.empty() && isOf(evidence, one));
+    ASSERT_EQ(verdict, verdictOf(kBoots, shuffled(evidence)));
+    // A piece more moves it to no row but one whose conditions hold now.
+    evidence.push_back(piece());
+    ASSERT_EQ(withoutPlus(verdictOf(kBoots, evidence).cause.rule), firstMatched(evidence));
+  }
+}
+
+TEST(ExplanationsTest, EachRowTellsWhyItMatchedOrNot) {
+  std::vector<std::string> lines;
+  for (const Explanation& one : explanationsOf(kBoots, {found(ctrlAltDel), found(target)})) {
+    lines.push_back(one.rule + (one.matched ? " yes " : " no ") + one.reason);
+  }
+  EXPECT_THAT(lines,
+              ElementsAre("1 no not found: panic dump",
+                          "2 no not found: software watchdog, watchdog, BMC watchdog",
+                          "2m no not found: maker", "3 no not found: restart dump",
+                          "4 no not found: request", "5 no not found: power key",
+                          "6 no not found: shutdown record", "7 yes found: Ctrl-Alt-Del",
+                          "8 no not found: failed unit", "9 no against it: Ctrl-Alt-Del",
+                          "+ yes not found: journal stopped, wtmp shutdown",
+                          "10 no not found: hardware fault, BMC, kernel's reset reason",
+                          "11 no a rule before it matched", "12 no a rule before it matched"));
+}
+
+TEST(BootsTest, ATimeIsCoveredBetweenTheStartsOfBoth) {
+  EXPECT_FALSE(kBoots.cover(kBefore - 1));
+  EXPECT_TRUE(kBoots.cover(kBefore));
+  EXPECT_TRUE(kBoots.cover(kStart));
+  EXPECT_FALSE(kBoots.cover(kStart + 1));
+  EXPECT_FALSE((Boots{.id = "b", .start = kStart}.cover(kStart - 1)));
+  EXPECT_FALSE((Boots{.start = kStart, .previousStart = 10}.cover(kStart - 1)));
+}
+
+TEST(BootsTest, AClockThatWentBackIsTold) {
+  Boots boots = kBoots;
+  EXPECT_THAT(notesOf(boots), ElementsAre());
+  boots.start = kLast - 500;
+  EXPECT_THAT(notesOf(boots), ElementsAre(testing::HasSubstr("set back")));
+  EXPECT_TRUE(boots.cover(kLast + 3));
+  EXPECT_FALSE(boots.cover(kLast + 4000));
+  boots.start = 12;
+  EXPECT_THAT(notesOf(boots),
+              ElementsAre(testing::HasSubstr("1970"), testing::HasSubstr("set back")));
+}
+
+}  // namespace
+}  // namespace ResetCause

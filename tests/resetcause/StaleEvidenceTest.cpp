@@ -1,0 +1,189 @@
+// What earlier reloads left lies about for days, and clocks stand anywhere. None of it is told
+// again.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <filesystem>
+#include <string>
+
+#include "resetcause/Machine.h"
+
+namespace ResetCause {
+namespace {
+
+using resetcausetest::kBefore;
+using resetcausetest::kBeforeStart;
+using resetcausetest::kDown;
+using resetcausetest::kDownTime;
+using resetcausetest::kOlder;
+using resetcausetest::kOlderStart;
+using resetcausetest::kThis;
+using resetcausetest::kThisStart;
+using resetcausetest::Machine;
+using testing::Contains;
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+constexpr char kPanic[] = "Panic#1 Part1\n<0>[ 1.1] Kernel panic - not syncing: sysrq\n";
+constexpr double kHour = 3600;
+
+class StaleEvidenceTest : public testing::Test {
+ protected:
+  // Judges, and keeps it.
+  std::string judgedAndKept() {
+    const Judgement judgement = machine.judged();
+    keep(machine.root(), judgement);
+    return resetcausetest::rulesOf(judgement.verdict);
+  }
+
+  Machine machine;
+};
+
+TEST_F(StaleEvidenceTest, ADumpOfAnEarlierReloadIsNoCause) {
+  machine.dumped(kOlderStart + 9000, kPanic, kBeforeStart + 5);
+  EXPECT_EQ(machine.rules(), "11");
+}
+
+TEST_F(StaleEvidenceTest, ADumpWhoseFolderWasMadeInThisBootIsOne) {
+  // The clock of the hardware was wrong, that of the system was set by the network.
+  machine.dumped(12345, kPanic, kThisStart + 5);
+  EXPECT_EQ(machine.rules(), "1");
+}
+
+TEST_F(StaleEvidenceTest, ADumpThatWasJudgedIsNotJudgedAgain) {
+  machine.dumped(kDownTime, kPanic);
+  EXPECT_EQ(judgedAndKept(), "1");
+  machine.reloads(std::string(32, '4'), kThisStart + kHour);
+  EXPECT_EQ(judgedAndKept(), "11");
+}
+
+TEST_F(StaleEvidenceTest, ADumpThatWasJudgedIsNoCauseWhenTheClockGoesBack) {
+  machine.dumped(kDownTime, kPanic);
+  EXPECT_EQ(judgedAndKept(), "1");
+  // The next boot starts before that crash, and thinks that it lies ahead.
+  machine.reloads(std::string(32, '4'), kDownTime - kHour);
+  EXPECT_EQ(judgedAndKept(), "11");
+  machine.reloads(std::string(32, '5'), kThisStart + kHour);
+  EXPECT_EQ(judgedAndKept(), "11");
+}
+
+TEST_F(StaleEvidenceTest, ADumpThatIsMovedAfterItWasJudgedIsNoNewOne) {
+  const std::string name = "dmesg-erst-" + std::to_string((std::uint64_t{1700015000} << 32U) + 1);
+  machine.writes("/sys/fs/pstore/" + name, kPanic);
+  EXPECT_EQ(judgedAndKept(), "1");
+  machine.dumped(1700015000, kPanic, kThisStart + 70);
+  machine.reloads(std::string(32, '4'), kThisStart + kHour);
+  EXPECT_EQ(judgedAndKept(), "11");
+}
+
+TEST_F(StaleEvidenceTest, ANewDumpOfAClockThatIsWrongIsTold) {
+  EXPECT_EQ(judgedAndKept(), "11");
+  machine.reloads(std::string(32, '4'), kThisStart + kHour);
+  machine.dumped(12345, kPanic, kThisStart - kHour);
+  EXPECT_EQ(judgedAndKept(), "1");
+}
+
+TEST_F(StaleEvidenceTest, AnEarlierBootsRecordsAreNoCause) {
+  machine.says(
+      kOlder, 9001, "System is rebooting.",
+      {{"MESSAGE_ID", "98268866d1d54a499c4e98921d93bc40"}, {"SHUTDOWN", "reboot"}, {"_UID", "0"}});
+  EXPECT_EQ(machine.rules(), "11");
+}
+
+TEST_F(StaleEvidenceTest, AnEarlierBootsRequestIsNoCause) {
+  machine.writes(
+      "/var/lib/norvek-reset-cause/requests/" + kOlder + ".json",
+      R"({"boot": ")" + kOlder + R"(", "user": "a", "reason": "b", "time": 1700009000})");
+  EXPECT_EQ(machine.rules(), "11");
+}
+
+TEST_F(StaleEvidenceTest, ARequestUnderTheNameOfAnotherBootIsPassedOver) {
+  machine.writes(
+      "/var/lib/norvek-reset-cause/requests/" + kBefore + ".json",
+      R"({"boot": ")" + kOlder + R"(", "user": "a", "reason": "b", "time": 1700009000})");
+  EXPECT_EQ(machine.rules(), "11");
+  EXPECT_THAT(machine.judged().problems, ElementsAre(HasSubstr("another boot")));
+}
+
+TEST_F(StaleEvidenceTest, AnEarlierShutdownInWtmpIsNoCause) {
+  machine.wtmpHas({});
+  EXPECT_EQ(machine.rules(), "11");
+  machine.wtmpHas(kDown);
+  EXPECT_EQ(machine.rules(), "9");
+}
+
+TEST_F(StaleEvidenceTest, WhatWasSaidStaysSaidInTheSameBoot) {
+  machine.dumped(kDownTime, kPanic);
+  const Judgement first = machine.judged();
+  keep(machine.root(), first);
+  machine.hasWatchdog("watchdog0", 0x20);
+  machine.dumped(kDownTime + 1, "Emergency#1 Part1\n");
+  const Judgement again = machine.judged();
+  EXPECT_TRUE(again.isKept);
+  EXPECT_EQ(again.verdict, first.verdict);
+}
+
+TEST_F(StaleEvidenceTest, BootsAreOrderedByTheJournalWhateverTheClock) {
+  machine.startsAt(kThis, kOlderStart - kHour);
+  machine.reloads(kThis, kOlderStart - kHour);
+  machine.initSays(kDown, "Received SIGINT.");
+  machine.initSays(kDown, "Activating special unit reboot.target...");
+  const Judgement judgement = machine.judged();
+  EXPECT_EQ(judgement.boots.previousId, kBefore);
+  EXPECT_EQ(judgement.verdict.cause.rule, "7");
+  EXPECT_THAT(notesOf(judgement.boots), ElementsAre(HasSubstr("set back")));
+}
+
+TEST_F(StaleEvidenceTest, WithoutAClockNoOldDumpIsTakenForANewOne) {
+  machine.startsAt(kBefore, 10);
+  machine.reloads(kBefore, 10);
+  machine.dumped(kOlderStart + 9000, kPanic, kOlderStart + 9500);
+  machine.reloads(kThis, 10);
+  EXPECT_EQ(machine.rules(), "11");
+}
+
+TEST_F(StaleEvidenceTest, AStartIn1970IsToldAsSuch) {
+  machine.reloads(kThis, 10);
+  EXPECT_THAT(notesOf(machine.judged().boots), Contains(HasSubstr("1970")));
+}
+
+TEST_F(StaleEvidenceTest, WithoutAnEarlierBootNothingIsKnown) {
+  Machine fresh;
+  fresh.settle();
+  std::filesystem::remove_all(fresh.folder() + "/var/log/journal");
+  EXPECT_EQ(judge(fresh.root(), *fresh.clock_).verdict.cause.rule, "12");
+}
+
+TEST_F(StaleEvidenceTest, AHeartbeatTellsTheBootBeforeWhereNoJournalDoes) {
+  machine.settle();
+  std::filesystem::remove_all(machine.folder() + "/var/log/journal");
+  machine.writes("/var/lib/norvek-reset-cause/heartbeat.json",
+                 R"({"boot": ")" + kBefore + R"(", "time": 1700015030})");
+  const Judgement judgement = judge(machine.root(), *machine.clock_);
+  EXPECT_EQ(judgement.verdict.cause.rule, "11");
+  EXPECT_EQ(judgement.verdict.cause.since, 1700015030);
+}
+
+TEST_F(StaleEvidenceTest, AHeartbeatNarrowsTheWindow) {
+  machine.writes("/var/lib/norvek-reset-cause/heartbeat.json",
+                 R"({"boot": ")" + kBefore + R"(", "time": 1700015030})");
+  EXPECT_EQ(machine.judged().verdict.cause.since, 1700015030);
+  machine.writes("/var/lib/norvek-reset-cause/heartbeat.json",
+                 R"({"boot": ")" + kOlder + R"(", "time": 1700015040})");
+  EXPECT_EQ(machine.judged().verdict.cause.since, kDownTime - 10);
+}
+
+TEST_F(StaleEvidenceTest, TheDiskOfAnotherMachineIsJudgedByItsLastBoot) {
+  std::filesystem::remove_all(machine.folder() + "/proc");
+  machine.loginManagerSays(kDown, "reboot", "System is rebooting.");
+  const Judgement judgement = machine.judged();
+  EXPECT_EQ(judgement.boots.id, kThis);
+  EXPECT_EQ(judgement.verdict.cause.rule, "6+");
+  keep(machine.root(), judgement);
+  machine.hasWatchdog("watchdog0", 0x20);
+  EXPECT_EQ(machine.rules(), "6+");
+}
+
+}  // namespace
+}  // namespace ResetCause

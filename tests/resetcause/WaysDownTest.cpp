@@ -1,0 +1,225 @@
+// Each way down leaves what it leaves on a real machine; the next boot is to tell it.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cctype>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "resetcause/Machine.h"
+
+namespace ResetCause {
+namespace {
+
+using resetcausetest::kBefore;
+using resetcausetest::kBeforeStart;
+using resetcausetest::kDown;
+using resetcausetest::kDownTime;
+using resetcausetest::kThisStart;
+using resetcausetest::Machine;
+
+// Times that are not known lie in a window.
+constexpr double kWindow = 0;
+
+struct WayDown {
+  const char* name;
+  std::function<void(Machine&)> happens;
+  const char* rules;
+  const char* cause;
+  double time;
+};
+
+void goesDownInOrder(Machine& machine, const std::string& target) {
+  machine.initSays(kDown + 1, "Stopping user@1000.service...");
+  machine.reaches(kDown + 2, target);
+  machine.journalStops(kDown + 3);
+  machine.wtmpHas(kDown + 2);
+}
+
+void unitFails(Machine& machine, double seconds) {
+  machine.initSays(seconds, "fan.service: Failed with result 'exit-code'.",
+                   {{"MESSAGE_ID", "d9b373ed55a64feb8242e02dbe79a49c"}, {"UNIT", "fan.service"}});
+}
+
+const std::vector<WayDown> kWays{
+    {"systemctl reboot",
+     [](Machine& machine) {
+       machine.loginManagerSays(kDown, "reboot", "System is rebooting.");
+       goesDownInOrder(machine, "reboot.target");
+     },
+     "6", "Reload requested", kDownTime},
+    {"shutdown with a text",
+     [](Machine& machine) {
+       machine.loginManagerSays(kDown, "reboot", "System is rebooting (new (spare) fan).");
+       goesDownInOrder(machine, "reboot.target");
+     },
+     "6", "Reload requested: new (spare) fan", kDownTime},
+    {"our own request",
+     [](Machine& machine) {
+       machine.writes("/var/lib/norvek-reset-cause/requests/" + kBefore + ".json",
+                      R"({"boot": ")" + kBefore +
+                          R"(", "user": "ada", "reason": "new kernel", "time": 1700014999.5})");
+       machine.loginManagerSays(kDown, "reboot", "System is rebooting.");
+       goesDownInOrder(machine, "reboot.target");
+     },
+     "4 6", "Reload requested by ada: new kernel", 1700014999.5},
+    {"reboot -f", [](Machine&) {}, "11", "Power lost, hard reset or forced restart", kWindow},
+    {"reboot -f, all dumps stored",
+     [](Machine& machine) {
+       machine.dumped(kDownTime, "Shutdown#1 Part1\n<6>[ 5000.1] reboot: Restarting system\n");
+     },
+     "3", "Immediate restart without shutdown", kDownTime},
+    {"power-off, a start later",
+     [](Machine& machine) {
+       machine.loginManagerSays(kDown, "power-off", "System is powering down.");
+       goesDownInOrder(machine, "poweroff.target");
+       machine.dumped(kDownTime + 4, "Shutdown#1 Part1\n<6>[ 5004.1] reboot: Power down\n");
+     },
+     "6", "Powered off by request", kDownTime},
+    {"power button",
+     [](Machine& machine) {
+       machine.says(kBefore, kDown - 1, "Power key pressed short.",
+                    {{"MESSAGE_ID", "b72ea4a2881545a0b50e200e55b9b071"}, {"_UID", "0"}});
+       machine.loginManagerSays(kDown, "power-off", "System is powering down.");
+       goesDownInOrder(machine, "poweroff.target");
+     },
+     "5 6", "Power button pressed", kDownTime - 1},
+    {"power button, then no power",
+     [](Machine& machine) {
+       machine.says(kBefore, kDown - 1, "Power key pressed short.",
+                    {{"MESSAGE_ID", "b72ea4a2881545a0b50e200e55b9b071"}, {"_UID", "0"}});
+       machine.loginManagerSays(kDown, "power-off", "System is powering down.");
+     },
+     "5+ 6+", "Power button pressed, but reset or power lost before it finished", kWindow},
+    {"panic by the keyboard",
+     [](Machine& machine) {
+       machine.dumped(kDownTime,
+                      "Panic#1 Part1\n<6>[ 5000.0] sysrq: Trigger a crash\n"
+                      "<0>[ 5000.1] Kernel panic - not syncing: sysrq triggered crash\n"
+                      "<4>[ 5000.2] CPU: 0 PID: 1\n");
+     },
+     "1", "Kernel panic: sysrq triggered crash (forced by an operator)", kDownTime},
+    {"out of memory",
+     [](Machine& machine) {
+       machine.dumped(kDownTime,
+                      "Panic#1 Part1\n<0>[ 5000.1] Kernel panic - not syncing: Out of memory: "
+                      "system-wide panic_on_oom is enabled\n");
+     },
+     "1", "Kernel panic: Out of memory: system-wide panic_on_oom is enabled", kDownTime},
+    {"reset by the keyboard, all dumps stored",
+     [](Machine& machine) {
+       machine.dumped(kDownTime, "Emergency#1 Part1\n<6>[ 5000.1] sysrq: Resetting\n");
+     },
+     "3", "Immediate restart without shutdown", kDownTime},
+    {"too hot, all dumps stored",
+     [](Machine& machine) {
+       machine.dumped(kDownTime,
+                      "Emergency#1 Part1\n<0>[ 5000.1] thermal: critical temperature reached, "
+                      "shutting down\n<6>[ 5000.2] reboot: Restarting system\n");
+     },
+     "3", "Over temperature: thermal: critical temperature reached, shutting down", kDownTime},
+    {"watchdog", [](Machine& machine) { machine.hasWatchdog("watchdog1", 0x20); }, "2",
+     "Watchdog expired", kWindow},
+    {"init crashed, then watchdog",
+     [](Machine& machine) {
+       machine.initSays(kDown, "Caught <SEGV>, dumped core as pid 77.");
+       machine.initSays(kDown + 1, "Freezing execution.");
+       machine.hasWatchdog("watchdog0", 0x20);
+     },
+     "2", "Watchdog expired; init had crashed", kWindow},
+    {"software watchdog",
+     [](Machine& machine) {
+       machine.dumped(kDownTime,
+                      "Emergency#1 Part1\n<2>[ 5000.1] softdog: Initiating system reboot\n"
+                      "<6>[ 5000.2] reboot: Restarting system\n");
+     },
+     "2", "Watchdog expired", kDownTime},
+    {"kexec",
+     [](Machine& machine) {
+       machine.loginManagerSays(kDown, "kexec", "System is rebooting with kexec.");
+       goesDownInOrder(machine, "kexec.target");
+     },
+     "6", "Reload requested (kexec)", kDownTime},
+    {"a unit's failure",
+     [](Machine& machine) {
+       unitFails(machine, kDown);
+       goesDownInOrder(machine, "reboot.target");
+     },
+     "8", "Service fan.service failed (inferred)", kDownTime},
+    {"a unit's failure, by force",
+     [](Machine& machine) {
+       unitFails(machine, kDown);
+       machine.initSays(kDown + 1, "Shutting down.");
+       machine.journalStops(kDown + 2);
+     },
+     "8", "Service fan.service failed (inferred)", kDownTime},
+    {"no login manager, a unit fails on the way down",
+     [](Machine& machine) {
+       machine.initSays(kDown - 60, "Started fan.service");
+       goesDownInOrder(machine, "reboot.target");
+       unitFails(machine, kDown + 2);
+       machine.journalStops(kDown + 4);
+     },
+     "9", "Orderly reload, requester unknown", kDownTime + 2},
+    {"Ctrl-Alt-Del",
+     [](Machine& machine) {
+       machine.initSays(kDown, "Received SIGINT.");
+       machine.initSays(kDown, "Activating special unit reboot.target...");
+       goesDownInOrder(machine, "reboot.target");
+     },
+     "7", "Ctrl-Alt-Del on the console", kDownTime},
+    {"a reload that hung",
+     [](Machine& machine) {
+       machine.loginManagerSays(kDown, "reboot", "System is rebooting.");
+       machine.hasWatchdog("watchdog0", 0x20);
+     },
+     "2 6+", "Watchdog expired; the reload that was requested hung", kWindow},
+    {"the hardware says it",
+     [](Machine& machine) {
+       machine.says(resetcausetest::kThis, 1,
+                    "x86/amd: Previous system reset reason [0x00080800]: software wrote 0x6",
+                    {{"_TRANSPORT", "kernel"}});
+     },
+     "10", "Hardware: software wrote 0x6", kWindow},
+    {"heat, by the watchdog's device",
+     [](Machine& machine) { machine.hasWatchdog("watchdog0", 0x01); }, "10",
+     "Overheated (watchdog)", kWindow},
+    {"the maker's register",
+     [](Machine& machine) {
+       machine.writes("/run/norvek/reset-register.json",
+                      R"({"cause": "Line card pulled", "time": 1700015000})");
+     },
+     "2m", "Line card pulled", kDownTime}};
+
+class WaysDownTest : public testing::TestWithParam<WayDown> {};
+
+TEST_P(WaysDownTest, IsTold) {
+  Machine machine;
+  GetParam().happens(machine);
+  const Judgement judgement = machine.judged();
+  const Cause& cause = judgement.verdict.cause;
+  EXPECT_EQ(resetcausetest::rulesOf(judgement.verdict), GetParam().rules);
+  EXPECT_EQ(cause.text, GetParam().cause);
+  EXPECT_THAT(judgement.problems, testing::ElementsAre());
+  if (GetParam().time != kWindow) {
+    ASSERT_TRUE(cause.time);
+    EXPECT_NEAR(*cause.time, GetParam().time, 0.001);
+  } else {
+    EXPECT_FALSE(cause.time);
+    ASSERT_TRUE(cause.since);
+    EXPECT_GE(*cause.since, kDownTime - 10);
+    EXPECT_LE(*cause.since, kThisStart);
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Each, WaysDownTest, testing::ValuesIn(kWays), [](const auto& way) {
+  std::string name;
+  for (const char c : std::string(way.param.name)) {
+    if (std::isalnum(static_cast<unsigned char>(c)) != 0) name += c;
+  }
+  return name;
+});
+
+}  // namespace
+}  // namespace ResetCause
