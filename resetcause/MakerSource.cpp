@@ -39,8 +39,8 @@ std::optional<Evidence> readMaker(std::string_view json, const std::string& plac
   if (const auto* time = reader.optionalMember("time")) {
     one.time = reader.child("time", *time).readFiniteNumber();
   }
-  if (const auto* detail = reader.optionalMember("detail")) {
-    one.place += ": " + reader.child("detail", *detail).readText(kMostCauseOctets).stdString();
+  if (const auto detail = reader.optionalMember("detail")) {
+    one.place += ": " + detail->readText(kMostCauseOctets).stdString();
   }
   return one;
 }
