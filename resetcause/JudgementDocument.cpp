@@ -41,15 +41,13 @@ class MapOf {
 };
 
 std::string textIn(const DocumentReader& reader, std::string_view name) {
-  const Document* value = reader.optionalMember(name);
-  if (value == nullptr) return {};
-  return reader.child(name, *value).readText(kMostOctets).stdString();
+  const auto value = reader.optionalMember(name);
+  return value ? value->readText(kMostOctets).stdString() : std::string();
 }
 
 std::optional<double> timeIn(const DocumentReader& reader, std::string_view name) {
-  const Document* value = reader.optionalMember(name);
-  if (value == nullptr) return std::nullopt;
-  return reader.child(name, *value).readFiniteNumber();
+  const auto value = reader.optionalMember(name);
+  return value ? std::optional(value->readFiniteNumber()) : std::nullopt;
 }
 
 // The value that has the name, of those that can have one.

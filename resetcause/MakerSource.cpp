@@ -36,8 +36,8 @@ std::optional<Evidence> readMaker(std::string_view json, const std::string& plac
   if (cause.document().isNull()) return std::nullopt;
   Evidence one{Kind::maker, "maker", place, cause.readText(kMostCauseOctets).stdString()};
   if (one.text.empty()) cause.fail("it is empty");
-  if (const auto* time = reader.optionalMember("time")) {
-    one.time = reader.child("time", *time).readFiniteNumber();
+  if (const auto time = reader.optionalMember("time")) {
+    one.time = time->readFiniteNumber();
   }
   if (const auto detail = reader.optionalMember("detail")) {
     one.place += ": " + detail->readText(kMostCauseOctets).stdString();
