@@ -174,15 +174,4 @@ TEST_F(SnmpdModuleTest, ForgetsTheLinesOfAnEarlierTime) {
   EXPECT_FALSE(isTableServed());
 }
 
-TEST_F(SnmpdModuleTest, TakesTheEndOfItsHostForItsOwn) {
-  load();
-  linesAreRead();
-  passUntil(&isTableServed);
-  snmp_call_callbacks(SNMP_CALLBACK_LIBRARY, SNMP_CALLBACK_SHUTDOWN, nullptr);
-  EXPECT_FALSE(isTableServed());
-  EXPECT_THAT(directives(), IsEmpty());
-  EXPECT_EQ(sa_find_next(), nullptr);
-  EXPECT_EQ(watchedDescriptors(), 0);
-}
-
 }  // namespace
