@@ -4,6 +4,7 @@
 
 #include <cctype>
 #include <functional>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -191,6 +192,9 @@ const std::vector<WayDown> kWays{
                       R"({"cause": "Line card pulled", "time": 1700015000})");
      },
      "2m", "Line card pulled", kDownTime}};
+
+// What gtest tells of one.
+void PrintTo(const WayDown& way, std::ostream* out) { *out << way.name; }
 
 class WaysDownTest : public testing::TestWithParam<WayDown> {};
 

@@ -70,10 +70,11 @@ class Calls(support.SystemTest):
     def testARequestTakesThreeSystemCalls(self):
         self.ask()
         trace = Trace(self, self.agent)
-        for _ in range(REQUESTS):
+        # The wait that the trace began in may not be seen, nor what it was for.
+        for _ in range(1 + REQUESTS):
             self.ask()
         found = collections.Counter(rounds(trace.names()))
-        self.assertEqual(sum(found.values()), REQUESTS, found)
+        self.assertIn(sum(found.values()), (REQUESTS, 1 + REQUESTS), found)
         self.assertGreaterEqual(found[CALLS], REQUESTS - OTHERS, found)
 
     def testRequestsThatCameTogetherAreAllAnswered(self):
