@@ -67,6 +67,7 @@ std::vector<ReportedReload> reloadsOf(const Document& history) {
     }
   }
   std::vector<ReportedReload> reloads;
+  reloads.reserve(byIndex.size());
   for (auto& [index, reload] : byIndex) reloads.push_back(std::move(reload));
   return reloads;
 }

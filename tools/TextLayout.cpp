@@ -1,9 +1,8 @@
 #include "tools/TextLayout.h"
 
-#include <locale.h>
-#include <wchar.h>
-
 #include <algorithm>
+#include <clocale>
+#include <cwchar>
 
 #include "Qel/Utf8.h"
 
