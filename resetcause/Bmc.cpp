@@ -14,7 +14,7 @@ namespace ResetCause {
 
 namespace {
 
-// Network functions and commands, as the specification numbers them.
+// Network functions and commands, as IPMI numbers them.
 constexpr std::uint8_t kChassis = 0x00;
 constexpr std::uint8_t kGetChassisStatus = 0x01;
 constexpr std::uint8_t kGetRestartCause = 0x07;
