@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "Cell/Cell.h"
 #include "Kavra/Aside.h"
@@ -61,11 +62,12 @@ struct SnmpdModule::Served {
         logPump(processLog(), loop),
         activityPump(loop),
         database(options, loop),
-        plugins(pluginsOf(options), database, options.cellType, options.contexts),
+        pluginFiles(pluginsOf(options)),
+        plugins(pluginFiles, database, options.cellType, options.contexts),
         door(statusDoorOf(options, loop, [this] {
           return statusText(options.cellId, "", database, plugins.tree());
         })) {
-    std::ranges::for_each(pluginsOf(options), keep);
+    std::ranges::for_each(pluginFiles, keep);
   }
 
   const Options options;
@@ -73,6 +75,7 @@ struct SnmpdModule::Served {
   const LogPump logPump;
   const ActivityPump activityPump;
   const StateDatabase database;
+  const std::vector<std::string> pluginFiles;
   const PluginHost plugins;
   const std::unique_ptr<StatusDoor> door;
 };
