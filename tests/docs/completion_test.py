@@ -48,19 +48,24 @@ class Completion(unittest.TestCase):
         self.write("db.json", json.dumps({f"cell/{n}/redundancy/status": document for n in (1, 2)}))
 
     def testOffersTheCommands(self):
-        commands = sorted(program_help.commandsIn(program_help.helpOf("kavra")))
-        self.assertEqual(self.offered("kavra "), commands)
-        self.assertEqual(self.offered("kavra --db file:db.json "), commands)
+        for program, option in (("kavra", "--db file:db.json"), ("norvek-reset-cause", "--root disk")):
+            with self.subTest(program=program):
+                commands = sorted(program_help.commandsIn(program_help.helpOf(program)))
+                self.assertEqual(self.offered(f"{program} "), commands)
+                self.assertEqual(self.offered(f"{program} {option} "), commands)
         self.assertEqual(self.offered("kavra s"), ["serve", "set-redundancy", "show", "status"])
 
     def testOffersTheOptionsOfEachCommand(self):
-        options = program_help.kavraOptions()
-        everywhere = {"--db", "--db-auth", "-h", "--help"}
-        for command, own in options.items():
-            with self.subTest(command=command):
-                expected = own if command == "" else own | everywhere
-                self.assertEqual(self.offered(f"kavra {command} -"), sorted(expected))
+        for program, everywhere in (("kavra", {"--db", "--db-auth"}), ("norvek-reset-cause", {"--root"})):
+            for command, own in program_help.optionsOfCommands(program).items():
+                with self.subTest(program=program, command=command):
+                    expected = own if command == "" else own | everywhere | {"-h", "--help"}
+                    self.assertEqual(self.offered(f"{program} {command} -"), sorted(expected))
         self.assertEqual(self.offered("kavra show --c"), ["--cell", "--color"])
+
+    def testOffersTheProgramThatARequestIsToRun(self):
+        self.assertIn("systemctl", self.offered("norvek-reset-cause request --reason x -- system"))
+        self.assertEqual(self.offered("norvek-reset-cause request --reason x -- systemctl --"), [])
 
     def testOffersTheOptionsOfTheAgent(self):
         options = program_help.optionsIn(program_help.helpOf("norvek-snmpd"))
@@ -75,13 +80,15 @@ class Completion(unittest.TestCase):
                              "kavra show --snmp h -a SHA-2": ["SHA-224", "SHA-256"],
                              "kavra set-redundancy --switchover-capable ": ["false", "true"],
                              "kavra show --cell ": ["1", "2"],
-                             "norvek-snmpd --trace M": ["MiscSnmp="]}.items():
+                             "norvek-snmpd --trace M": ["MiscSnmp="],
+                             "norvek-reset-cause record --cell ": ["1", "2"]}.items():
             with self.subTest(line=line):
                 self.assertEqual(self.offered(line), values)
 
     def testOffersNothingWhereAnythingMayStand(self):
         for line in ("kavra add-cause --cause ", "kavra show --snmp h -u ", "norvek-snmpd --context ",
-                     "kavra get cell/1 "):
+                     "kavra get cell/1 ", "norvek-reset-cause request --reason ",
+                     "norvek-reset-cause find "):
             with self.subTest(line=line):
                 self.assertEqual(self.offered(line), [])
 
@@ -95,6 +102,8 @@ class Completion(unittest.TestCase):
                          ["file:db.auth", "file:db.json"])
         self.assertEqual(self.offered("norvek-snmpd --peer-db redis"), ["redis+unix:", "redis://"])
         self.assertEqual(self.offered("kavra --db redis://h --db-auth db.a"), ["db.auth"])
+        self.assertEqual(self.offered("norvek-reset-cause record --db file:db.j"), ["db.json"])
+        self.assertEqual(self.offered("norvek-reset-cause --root o"), ["other"])
         self.assertEqual(self.offered("kavra serve o"), ["other"])
         self.assertEqual(self.offered("kavra put some/path o"), ["other"])
 

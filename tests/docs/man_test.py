@@ -32,11 +32,11 @@ def optionsOf(text):
 
 
 def sections(text):
-    """The parts of kavra's page: {command: its part}, with all before the first under ""."""
+    """The parts of a page: {command: its part}, with the options of the program under ""."""
     parts = re.split(r"^\.S[sh] ", text, flags=re.M)
     found = {"": "".join(part for part in parts if part.startswith("OPTIONS"))}
     for part in parts:
-        name = re.match(r"[a-z-]+(?= )", part)
+        name = re.match(r"[a-z-]+(?=\s)", part)
         if name:
             found[name.group()] = part
     return found
@@ -47,7 +47,7 @@ class Man(unittest.TestCase):
 
     def testEachPageFormatsWithoutAWarningIn80Columns(self):
         pages = sorted(glob.glob(os.path.join(PAGES, "*.[1-8]")))
-        self.assertLessEqual({"kavra.1", "kavra.json.5", "norvek-snmpd.8"},
+        self.assertLessEqual({"kavra.1", "kavra.json.5", "norvek-reset-cause.8", "norvek-snmpd.8"},
                              set(map(os.path.basename, pages)))
         for page in pages:
             with self.subTest(page=os.path.basename(page)):
@@ -66,9 +66,12 @@ class Man(unittest.TestCase):
         self.assertEqual(optionsOf(source("norvek-snmpd.8")),
                          program_help.optionsIn(program_help.helpOf("norvek-snmpd")))
 
-    def testKavrasPageNamesTheOptionsOfEachCommand(self):
-        written = {command: optionsOf(text) for command, text in sections(source("kavra.1")).items()}
-        self.assertEqual(written, program_help.kavraOptions())
+    def testPagesNameTheOptionsOfEachCommand(self):
+        for program, page in (("kavra", "kavra.1"), ("norvek-reset-cause", "norvek-reset-cause.8")):
+            with self.subTest(program=program):
+                written = {command: optionsOf(text)
+                           for command, text in sections(source(page)).items()}
+                self.assertEqual(written, program_help.optionsOfCommands(program))
 
     def testTheExampleOfADatabaseIsOne(self):
         example = re.search(r"^\.Sh EXAMPLES\n\.Bd.*?\n(.*?)^\.Ed", source("kavra.json.5"),

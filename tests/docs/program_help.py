@@ -29,10 +29,10 @@ def commandsIn(text):
     return re.findall(r"^  ([a-z-]+) ", listed, flags=re.M)
 
 
-def kavraOptions():
-    """The options of each command of kavra, those of all under ""; -h is everybody's."""
-    whole = helpOf("kavra")
+def optionsOfCommands(program):
+    """The options of each command of a program, those of all under ""; -h is everybody's."""
+    whole = helpOf(program)
     options = {"": optionsIn(whole)}
     for command in commandsIn(whole):
-        options[command] = optionsIn(helpOf("kavra", command)) - {"-h", "--help"}
+        options[command] = optionsIn(helpOf(program, command)) - {"-h", "--help"}
     return options

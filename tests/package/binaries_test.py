@@ -12,7 +12,7 @@ import unittest
 
 BUILD = os.environ["BUILD"]
 HARDENED = os.environ.get("HARDENED") == "1"
-PROGRAMS = ["bin/norvek-snmpd", "bin/kavra"]
+PROGRAMS = ["bin/norvek-snmpd", "bin/kavra", "bin/norvek-reset-cause"]
 LIBRARIES = ["lib/libqelplatform.so", "lib/libMiscSnmp.so", "lib/norvek.so"]
 
 

@@ -17,6 +17,8 @@ ROOT = os.path.join(os.path.dirname(os.path.abspath(__file__)), "../..")
 UNITS = os.path.join(ROOT, "packaging/systemd")
 TUNNEL = os.path.join(ROOT, "packaging/tunnel/kavra-tunnel.service")
 BAR = 1.5
+RECORD = "norvek-reset-cause.service"
+HEARTBEAT = "norvek-reset-cause-heartbeat.service"
 
 
 def settings(text):
@@ -39,7 +41,9 @@ class Units(unittest.TestCase):
             with open(file) as text:
                 self.units[instance] = text.read()
         self.assertEqual(sorted(self.units), ["kavra-publisher@1.service", "kavra-redis@1.service",
-                                              "kavra-tunnel.service", "norvek-snmpd.service"])
+                                              "kavra-tunnel.service", HEARTBEAT, RECORD,
+                                              "norvek-snmpd.service"])
+        self.settings = {unit: settings(text) for unit, text in self.units.items()}
 
     def rating(self, unit):
         said = subprocess.run(
@@ -62,13 +66,25 @@ class Units(unittest.TestCase):
         self.assertLessEqual(self.rating(unit), BAR)
 
     def testRunAsAUserOfTheirOwn(self):
-        found = {unit: settings(text) for unit, text in self.units.items()}
-        users = [found[unit].get("User") for unit in sorted(found)]
-        self.assertEqual(users, [["kavra"], ["kavra-redis"], None, ["norvek-snmpd"]])
-        self.assertEqual(found["kavra-tunnel.service"]["DynamicUser"], ["yes"])
+        users = {unit: found["User"] for unit, found in self.settings.items() if "User" in found}
+        self.assertEqual(users, {"kavra-publisher@1.service": ["kavra"],
+                                 "kavra-redis@1.service": ["kavra-redis"],
+                                 "norvek-snmpd.service": ["norvek-snmpd"]})
+        self.assertEqual(self.settings["kavra-tunnel.service"]["DynamicUser"], ["yes"])
+
+    def testAsRootHaveNoRightThatTheyCanDoWithout(self):
+        """To read what is root's, write where others own, and leave to these what it wrote."""
+        self.assertEqual(self.settings[RECORD]["CapabilityBoundingSet"],
+                         ["CAP_CHOWN CAP_DAC_OVERRIDE CAP_FOWNER"])
+        self.assertEqual(self.settings[HEARTBEAT]["CapabilityBoundingSet"], [""])
+        for unit in (RECORD, HEARTBEAT):
+            with self.subTest(unit):
+                self.assertEqual(self.settings[unit]["PrivateNetwork"], ["yes"])
+                self.assertEqual(self.settings[unit]["UMask"], ["0022"], "others read what it leaves")
 
     def testAreGivenTheirOwnSecretsAlone(self):
-        secrets = {unit: settings(text)["LoadCredential"] for unit, text in self.units.items()}
+        secrets = {unit: found["LoadCredential"] for unit, found in self.settings.items()
+                   if "LoadCredential" in found}
         self.assertEqual(secrets, {
             "norvek-snmpd.service": ["agent:/etc/norvek/agent"],
             "kavra-publisher@1.service":
@@ -82,17 +98,37 @@ class Units(unittest.TestCase):
                 self.assertEqual(settings(text)["SystemCallErrorNumber"], ["EPERM"])
 
     def testComeBackHoweverOftenTheyFail(self):
-        for unit, text in self.units.items():
+        for unit in self.units.keys() - {RECORD}:
             with self.subTest(unit):
-                self.assertEqual(settings(text)["StartLimitIntervalSec"], ["0"])
-                self.assertIn(settings(text)["Restart"], [["always"], ["on-failure"]])
+                self.assertEqual(self.settings[unit]["StartLimitIntervalSec"], ["0"])
+                self.assertIn(self.settings[unit]["Restart"], [["always"], ["on-failure"]])
+
+    def testTryARecordAgainForAWhile(self):
+        """Nothing is lost by giving up: the judgement is kept, and is recorded when asked again."""
+        found = self.settings[RECORD]
+        self.assertEqual((found["Restart"], found["RestartPreventExitStatus"]), (["on-failure"], ["2"]))
+        attempt = int(found["TimeoutStartSec"][0].removesuffix("s"))
+        pause = int(found["RestartSec"][0].removesuffix("s"))
+        within = 60 * int(found["StartLimitIntervalSec"][0].removesuffix("min"))
+        self.assertEqual(attempt, 60, "the agent waits no longer for the first")
+        # Also when each attempt takes as long as all that a judgement waits for, there is an end.
+        self.assertLess(int(found["StartLimitBurst"][0]) * (pause + 45), within)
+
+    def testJudgeBeforeAnybodyAsks(self):
+        found = self.settings[RECORD]
+        self.assertLessEqual({"systemd-pstore.service", "systemd-journal-flush.service"},
+                             set(" ".join(found["After"]).split()))
+        self.assertEqual(found["Before"], ["norvek-snmpd.service"])
+        self.assertIn(RECORD, self.settings["kavra-publisher@1.service"]["After"])
 
     def testTellWhenTheyAreReady(self):
-        for unit, text in self.units.items():
-            if unit == "kavra-tunnel.service":
-                continue  # stunnel does not tell
+        types = {unit: found.get("Type") for unit, found in self.settings.items()}
+        self.assertEqual(types.pop("kavra-tunnel.service"), None, "stunnel does not tell")
+        self.assertEqual(types.pop(RECORD), ["oneshot"], "it is ready when it is done")
+        self.assertEqual(types.pop(HEARTBEAT), None, "nobody waits for it")
+        for unit, kind in types.items():
             with self.subTest(unit):
-                self.assertEqual(settings(text)["Type"], ["notify"])
+                self.assertEqual(kind, ["notify"])
 
 
 if __name__ == "__main__":
