@@ -121,6 +121,10 @@ int statusOf(const std::vector<std::string>& command) {
   return error == 0 ? waitFor(child) : 127;
 }
 
+void become(const std::vector<std::string>& command) {
+  ::execvp(command.front().c_str(), argumentsOf(command).data());
+}
+
 std::string outputOf(const std::string& path, std::size_t most, double seconds) {
   const auto deadline = Monotonic::now() + std::chrono::duration_cast<Monotonic::duration>(
                                                std::chrono::duration<double>(seconds));

@@ -11,6 +11,9 @@ namespace ResetCause {
 // std::system_error.
 int statusOf(const std::vector<std::string>& command);
 
+// Becomes the command, found in PATH; returns where it cannot be run.
+void become(const std::vector<std::string>& command);
+
 // What the program at a path prints, without arguments, input or environment. Raises
 // SourceException where it ends with another status than 0, prints more than `most` octets, or is
 // not done within `seconds`: it is killed then.

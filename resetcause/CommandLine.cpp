@@ -1,11 +1,15 @@
 #include "resetcause/CommandLine.h"
 
+#include <unistd.h>
+
 #include <CLI/CLI.hpp>
 #include <chrono>
 #include <cstddef>
 #include <exception>
+#include <optional>
 #include <ostream>
 #include <string>
+#include <system_error>
 #include <thread>
 #include <vector>
 
@@ -14,6 +18,7 @@
 #include "Qel/ActivityManager.h"
 #include "Qel/Clock.h"
 #include "Qel/Escape.h"
+#include "Qel/Failure.h"
 #include "Qel/Number.h"
 #include "Qel/Ptr.h"
 #include "Qel/Types.h"
@@ -32,6 +37,9 @@ namespace {
 
 using Words = std::vector<std::string>;
 
+// Asks again as root, with the command left to whoever asked; polkit says who may run it.
+constexpr char kRequestAsRoot[] = "/usr/lib/norvek-reset-cause/request-as-root";
+
 U32 numberIn(const char* option, const std::string& text, U32 most) {
   const auto number = Qel::numberOf<U32>(text);
   if (!number || *number == 0 || *number > most) {
@@ -44,7 +52,7 @@ U32 numberIn(const char* option, const std::string& text, U32 most) {
 // Builds the parser, and binds to each command what it does.
 class Program {
  public:
-  explicit Program(std::ostream& out) : out_(out) {
+  Program(std::ostream& out, std::ostream& err) : out_(out), err_(err) {
     app_.require_subcommand(1);
     app_.set_version_flag("--version", "norvek-reset-cause " RESETCAUSE_VERSION,
                           "Print the version and stop");
@@ -58,6 +66,9 @@ class Program {
   }
 
   CLI::App& app() { return app_; }
+  void tell(const std::string& why) const {
+    err_ << "norvek-reset-cause: " << Qel::printableLine(why) << std::endl;
+  }
 
  private:
   static std::string text(const CLI::Option* option, const std::string& otherwise = {}) {
@@ -125,10 +136,23 @@ class Program {
     });
   }
 
+  // Whoever may restart the machine may note it, too: polkit knows. Returns where there is none.
+  void askPolkit(const std::string& reason, const Words& command) const {
+    if (!root().isThisMachine() || ::geteuid() == 0 || ::access(kRequestAsRoot, X_OK) != 0) return;
+    Words words{"pkexec", kRequestAsRoot, reason};
+    words.insert(words.end(), command.begin(), command.end());
+    become(words);
+  }
+
   // The record comes first, since the machine may be gone before the command returns.
   void ask(const Request& request, const Words& command) const {
     const Requests requests(root());
-    requests.add(request);
+    try {
+      requests.add(request);
+    } catch (const std::system_error& error) {
+      if (error.code() == std::errc::permission_denied) askPolkit(request.reason, command);
+      throw;
+    }
     const int status = statusOf(command);
     if (status == 0) return;
     requests.remove(request.boot);
@@ -146,14 +170,24 @@ class Program {
       if (every->count() == 0) return heart.beat(id, *clock_);
       constexpr U32 kHour = 3600;
       const std::chrono::seconds pause(numberIn("--every", text(every), kHour));
-      for (;;) {
-        heart.beat(id, *clock_);
-        std::this_thread::sleep_for(pause);
-      }
+      beatEvery(pause, heart, id);
     });
   }
 
+  // A disk that is full or away may come back; what is wrong with it is told once.
+  [[noreturn]] void beatEvery(std::chrono::seconds pause, const Heartbeat& heart,
+                              const std::string& id) const {
+    std::optional<std::string> told;
+    for (;;) {
+      const auto why = Qel::failureOf([&] { heart.beat(id, *clock_); });
+      if (why && why != told) tell(*why + "; trying again");
+      told = why;
+      std::this_thread::sleep_for(pause);
+    }
+  }
+
   std::ostream& out_;
+  std::ostream& err_;
   const Qel::Ptr<Qel::Clock const> clock_ = Qel::activityManager()->clock();
   CLI::App app_{"Why this machine reloaded", "norvek-reset-cause"};
   CLI::Option* root_ = nullptr;
@@ -162,9 +196,9 @@ class Program {
 }  // namespace
 
 int runCommandLine(int argc, const char* const* argv, std::ostream& out, std::ostream& err) {
-  Program program(out);
+  Program program(out, err);
   const auto fail = [&](const char* why, int status) {
-    err << "norvek-reset-cause: " << Qel::printableLine(why) << '\n';
+    program.tell(why);
     return status;
   };
   try {
