@@ -36,17 +36,25 @@ install(FILES "${PROJECT_SOURCE_DIR}/NorvekGeneralMIB/NorvekGeneralMIB.h"
         DESTINATION "${MISCSNMP_INCLUDE_DIR}/NorvekGeneralMIB")
 install(FILES "${PROJECT_SOURCE_DIR}/mibs/NorvekGeneralMIB.txt"
         DESTINATION "${CMAKE_INSTALL_DATADIR}/snmp/mibs")
+# What the documents link to lies beside them as in the sources.
 install(FILES "${PROJECT_SOURCE_DIR}/README.md" "${PROJECT_SOURCE_DIR}/LICENSE"
+              "${PROJECT_SOURCE_DIR}/CHANGELOG.md"
         DESTINATION "${CMAKE_INSTALL_DOCDIR}")
+install(FILES "${PROJECT_SOURCE_DIR}/mibs/NorvekGeneralMIB.txt"
+        DESTINATION "${CMAKE_INSTALL_DOCDIR}/mibs")
 install(DIRECTORY "${PROJECT_SOURCE_DIR}/examples" DESTINATION "${CMAKE_INSTALL_DOCDIR}")
+install(DIRECTORY "${PROJECT_SOURCE_DIR}/docs" DESTINATION "${CMAKE_INSTALL_DOCDIR}"
+        FILES_MATCHING PATTERN "*.md" PATTERN "*.svg" PATTERN "*.png" PATTERN "*.json"
+        PATTERN "man" EXCLUDE)
 
 foreach(section IN ITEMS 1 5 8)
   file(GLOB pages CONFIGURE_DEPENDS "${PROJECT_SOURCE_DIR}/docs/man/*.${section}")
   install(FILES ${pages} DESTINATION "${CMAKE_INSTALL_MANDIR}/man${section}")
 endforeach()
-# One file under the names of both programs, as bash looks for it.
+# One file under the names of all programs, as bash looks for it.
 install(FILES "${PROJECT_SOURCE_DIR}/packaging/bash-completion/kavra"
               "${PROJECT_SOURCE_DIR}/packaging/bash-completion/norvek-snmpd"
+              "${PROJECT_SOURCE_DIR}/packaging/bash-completion/norvek-reset-cause"
         DESTINATION "${CMAKE_INSTALL_DATADIR}/bash-completion/completions")
 
 foreach(set IN ITEMS MiscSnmpPlatform MiscSnmpPlugin MiscSnmpTable)

@@ -118,7 +118,7 @@ class Units(unittest.TestCase):
         found = self.settings[RECORD]
         self.assertLessEqual({"systemd-pstore.service", "systemd-journal-flush.service"},
                              set(" ".join(found["After"]).split()))
-        self.assertEqual(found["Before"], ["norvek-snmpd.service"])
+        self.assertEqual(found["Before"], ["norvek-snmpd.service snmpd.service"])
         self.assertIn(RECORD, self.settings["kavra-publisher@1.service"]["After"])
 
     def testTellWhenTheyAreReady(self):
