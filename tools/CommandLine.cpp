@@ -346,11 +346,16 @@ class Program {
         "ask this agent rather than the database: [TRANSPORT:]HOST[:PORT], as snmpwalk takes it; "
         "communities and passphrases, and what else is not given, come from snmp.conf"));
     agent->excludes(db_)->excludes(auth_);
+    const CLI::Option* evidence =
+        flag(showing, "--evidence", "what each cause was concluded from, which no agent shows");
     addSession(showing, agent);
     showing->callback([=, this] {
       const auto number = cell->count() > 0 ? std::optional(cellOf(cell)) : std::nullopt;
       const auto style = json->count() > 0 ? std::nullopt : std::optional(styleOf(showing));
       const bool isAsked = agent->count() > 0;
+      if (evidence->count() > 0 && isAsked) {
+        throw CommandError("--evidence: an agent shows no evidence; ask its database");
+      }
       const Report report =
           isAsked ? reportOf(sessionOf(showing), number) : commands().report(number);
       show(report, style, *clock_, out_);
@@ -400,7 +405,8 @@ class Program {
       throw CommandError("--color: " + Qel::quoted(when) + " is not auto, always or never");
     }
     const bool isColoured = when == "always" || (when == "auto" && screen_.takesColour);
-    return {screen_.columns, isColoured, showing->get_option("--utc")->count() > 0};
+    return {screen_.columns, isColoured, showing->get_option("--utc")->count() > 0,
+            showing->get_option("--evidence")->count() > 0};
   }
 
   static constexpr char kPathHelp[] = "names joined by '/', as kavra ls prints them";
