@@ -51,6 +51,7 @@ class Completion(unittest.TestCase):
         commands = sorted(program_help.commandsIn(program_help.helpOf("kavra")))
         self.assertEqual(self.offered("kavra "), commands)
         self.assertEqual(self.offered("kavra --db file:db.json "), commands)
+        self.assertEqual(self.offered("kavra ch"), ["check"])
         self.assertEqual(self.offered("kavra s"), ["serve", "set-redundancy", "show", "status"])
 
     def testOffersTheOptionsOfEachCommand(self):
@@ -75,6 +76,7 @@ class Completion(unittest.TestCase):
                              "kavra show --snmp h -a SHA-2": ["SHA-224", "SHA-256"],
                              "kavra set-redundancy --switchover-capable ": ["false", "true"],
                              "kavra show --cell ": ["1", "2"],
+                             "kavra check --since ": ["1d", "1h"],
                              "norvek-snmpd --trace M": ["MiscSnmp="]}.items():
             with self.subTest(line=line):
                 self.assertEqual(self.offered(line), values)

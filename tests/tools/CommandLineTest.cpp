@@ -442,7 +442,7 @@ TEST_F(CommandLineTest, ExplainsItself) {
   EXPECT_EQ(outcome.status, 0);
   for (const char* word :
        {"ls", "get", "put", "del", "watch", "record-reset", "add-cause", "set-redundancy", "status",
-        "serve", "--db", "--db-auth"}) {
+        "serve", "show", "check", "--db", "--db-auth"}) {
     EXPECT_THAT(outcome.out, HasSubstr(word));
   }
 }
@@ -456,7 +456,7 @@ TEST_F(CommandLineTest, SaysWhatItCanDoWhereNothingIsAsked) {
 
 TEST_F(CommandLineTest, DescribesEveryOption) {
   for (const char* command : {"", "ls", "get", "put", "del", "watch", "record-reset", "add-cause",
-                              "set-redundancy", "status", "serve"}) {
+                              "set-redundancy", "status", "serve", "show", "check"}) {
     std::istringstream help(kavra(*command == 0 ? Words{"--help"} : Words{command, "--help"}).out);
     int options = 0;
     for (std::string line; std::getline(help, line);) {
