@@ -96,7 +96,8 @@ void describe(CLI::App& app, Options& options, std::vector<std::string>& traces)
       "loopback addresses]");
   addEngine(app, options);
   addName(app, "--plugin", options.plugins, "FILE",
-          fmt::format("Plug-in library; repeatable [{} beside the program]", kDefaultPlugin));
+          fmt::format("Plug-in library; repeatable [the {} that came with the program]",
+                      kDefaultPlugin));
   add(app, "--context", options.contexts, "NAME",
       fmt::format("A further SNMP context to offer the plug-ins, 1 to {} octets; repeatable "
                   "[the default context alone]",

@@ -34,8 +34,8 @@ struct Options {
   std::optional<std::string> configurationFile;  // in place of the built-in access
   std::optional<std::string> engineId;           // its octets
   std::string stateDirectory;                    // where the starts are counted, or empty
-  std::vector<std::string> plugins;              // files; empty for the one beside the program
-  std::vector<std::string> contexts;             // the default context, "", comes first
+  std::vector<std::string> plugins;   // files; empty for the one that came with the program
+  std::vector<std::string> contexts;  // the default context, "", comes first
   std::vector<TraceOption> traces;
   std::optional<std::string> traceFile;     // further ones
   std::optional<std::string> statusSocket;  // none: the default place, where it can be had

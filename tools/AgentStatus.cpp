@@ -100,7 +100,7 @@ std::string shown(const Document& value) {
   if (value.isNull()) return "-";
   if (const auto* flag = value.as<bool>()) return *flag ? "yes" : "no";
   if (const auto* text = value.as<Qel::String>()) return Qel::printableLine(text->view());
-  return Kavra::Json::write(value, Form::line);
+  return Qel::printableLine(Kavra::Json::write(value, Form::line));
 }
 
 std::string shown(const Document& map, std::string_view name) {
@@ -173,7 +173,7 @@ void printTable(const Document& status, std::ostream& out) {
 void printAgentStatus(const std::string& path, bool asJson, std::ostream& out) {
   const Document status = statusAt(path.empty() ? onlySocket() : path);
   if (asJson) {
-    out << Kavra::Json::write(status, Form::pretty) << '\n';
+    out << Kavra::Json::writePrintable(status, Form::pretty);
   } else {
     printTable(status, out);
   }

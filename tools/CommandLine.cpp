@@ -28,6 +28,7 @@
 #include "Qel/Ptr.h"
 #include "Qel/Types.h"
 #include "tools/AgentStatus.h"
+#include "tools/Check.h"
 #include "tools/Commands.h"
 #include "tools/Errors.h"
 #include "tools/Report.h"
@@ -124,9 +125,24 @@ class Program {
     addCells();
     addStatus();
     addShow();
+    addCheck();
   }
 
   CLI::App& app() { return app_; }
+  // The exit status of a command that did what it was asked to.
+  int status() const noexcept { return status_; }
+  // Tells of what went wrong, and returns the exit status.
+  int fail(const std::string& problem) {
+    const auto commands = app_.get_subcommands();
+    if (!commands.empty() && commands.front()->get_name() == kCheck) {
+      // Whoever calls it reads nothing but standard output.
+      conclude(uncheckable(problem));
+      out_.flush();
+      return status_;
+    }
+    err_ << "kavra: " << Qel::printableLine(problem) << '\n';
+    return 1;
+  }
 
   // The parser asks for a command even where there is a word that is none.
   std::string problemOf(const CLI::ParseError& error) const {
@@ -334,31 +350,67 @@ class Program {
 
   void addShow() {
     CLI::App* showing = command("show", "print why and when the supervisors reloaded, for people");
-    const CLI::Option* cell = option(
-        showing, "--cell", "N", "this supervisor alone; with --snmp, 0 is the one that answers");
+    const CLI::Option* cell = option(showing, "--cell", "N", kShownCellHelp);
     CLI::Option* json = flag(showing, "--json", "as a JSON document");
     flag(showing, "--utc", "times in UTC rather than in local time")->excludes(json);
     option(showing, "--color", "WHEN",
            "auto (default: on a terminal without NO_COLOR), always, never")
         ->excludes(json);
-    CLI::Option* agent = named(option(
-        showing, "--snmp", "HOST",
-        "ask this agent rather than the database: [TRANSPORT:]HOST[:PORT], as snmpwalk takes it; "
-        "communities and passphrases, and what else is not given, come from snmp.conf"));
-    agent->excludes(db_)->excludes(auth_);
-    addSession(showing, agent);
+    const CLI::Option* evidence =
+        flag(showing, "--evidence", "what each cause was concluded from, which no agent shows");
+    const CLI::Option* agent = addAgent(showing);
     showing->callback([=, this] {
-      const auto number = cell->count() > 0 ? std::optional(cellOf(cell)) : std::nullopt;
+      if (evidence->count() > 0 && agent->count() > 0) {
+        throw CommandError("--evidence: an agent shows no evidence; ask its database");
+      }
       const auto style = json->count() > 0 ? std::nullopt : std::optional(styleOf(showing));
-      const bool isAsked = agent->count() > 0;
-      const Report report =
-          isAsked ? reportOf(sessionOf(showing), number) : commands().report(number);
-      show(report, style, *clock_, out_);
+      show(reportFor(cell, agent, showing), style, *clock_, out_);
     });
   }
 
+  void addCheck() {
+    CLI::App* checking = command(
+        kCheck, "tell systems like Nagios whether a supervisor reloaded: OK, WARNING, CRITICAL");
+    const CLI::Option* cell = option(checking, "--cell", "N", kShownCellHelp);
+    const CLI::Option* since =
+        option(checking, "--since", "LENGTH", "how far back: 90s, 30min, 1h, 2d (default: 1h)");
+    const CLI::Option* isRequestedOk =
+        flag(checking, "--requested-ok", "a reload by request is OK rather than WARNING");
+    const CLI::Option* agent = addAgent(checking);
+    checking->callback([=, this] {
+      const CheckOptions options{lengthTyped(since), isRequestedOk->count() > 0};
+      conclude(check(reportFor(cell, agent, checking), clock_->now(), options));
+    });
+  }
+  static double lengthTyped(const CLI::Option* since) {
+    const std::string length = typed(since).value_or("1h");
+    if (const auto seconds = lengthOf(length)) return *seconds;
+    throw CommandError("--since: " + Qel::quoted(length) +
+                       " is not a length of time like 90s, "
+                       "30min, 1h or 2d");
+  }
+  void conclude(const CheckResult& result) {
+    out_ << result.text;
+    status_ = static_cast<int>(result.state);
+  }
+
+  Report reportFor(const CLI::Option* cell, const CLI::Option* agent, const CLI::App* command) {
+    const auto number = cell->count() > 0 ? std::optional(cellOf(cell)) : std::nullopt;
+    return agent->count() > 0 ? reportOf(sessionOf(command), number) : commands().report(number);
+  }
+  // Lets a command ask an agent.
+  const CLI::Option* addAgent(CLI::App* command) {
+    CLI::Option* agent = named(option(
+        command, "--snmp", "HOST",
+        "ask this agent rather than the database: [TRANSPORT:]HOST[:PORT], as snmpwalk takes it; "
+        "communities and passphrases, and what else is not given, come from snmp.conf"));
+    agent->excludes(db_)->excludes(auth_);
+    addSession(command, agent);
+    return agent;
+  }
+
   // The options of a session, as net-snmp's own commands have them, but those that are secrets.
-  static void addSession(CLI::App* showing, CLI::Option* agent) {
+  static void addSession(CLI::App* command, CLI::Option* agent) {
     for (const auto& [name, type, help] :
          {std::tuple("-v", "1|2c|3",
                      "the version (default: snmp.conf's; 3 where a user is named, else 2c)"),
@@ -369,7 +421,7 @@ class Program {
           {"-n", "CONTEXT", "the context"},
           {"-t", "SECONDS", "how long to wait before asking again"},
           {"-r", "RETRIES", "how often to ask again"}}) {
-      named(option(showing, name, type, help))->needs(agent);
+      named(option(command, name, type, help))->needs(agent);
     }
     for (const std::string name : {"-c", "-A", "-X"}) {
       const auto refuse = [name](const std::string&) -> std::string {
@@ -377,13 +429,13 @@ class Program {
                            ": a secret is not for the command line, where everybody sees it: see "
                            "defCommunity, defAuthPassphrase and defPrivPassphrase in snmp.conf(5)");
       };
-      option(showing, name.c_str(), "SECRET", "")->check(refuse)->group("");
+      option(command, name.c_str(), "SECRET", "")->check(refuse)->group("");
     }
   }
 
-  static SnmpOptions sessionOf(const CLI::App* showing) {
-    const auto of = [&](const char* name) { return typed(showing->get_option(name)); };
-    return {text(showing->get_option("--snmp")),
+  static SnmpOptions sessionOf(const CLI::App* command) {
+    const auto of = [&](const char* name) { return typed(command->get_option(name)); };
+    return {text(command->get_option("--snmp")),
             of("-v"),
             of("-u"),
             of("-l"),
@@ -400,9 +452,13 @@ class Program {
       throw CommandError("--color: " + Qel::quoted(when) + " is not auto, always or never");
     }
     const bool isColoured = when == "always" || (when == "auto" && screen_.takesColour);
-    return {screen_.columns, isColoured, showing->get_option("--utc")->count() > 0};
+    return {screen_.columns, isColoured, showing->get_option("--utc")->count() > 0,
+            showing->get_option("--evidence")->count() > 0};
   }
 
+  static constexpr char kCheck[] = "check";
+  static constexpr char kShownCellHelp[] =
+      "this supervisor alone; with --snmp, 0 is the one that answers";
   static constexpr char kPathHelp[] = "names joined by '/', as kavra ls prints them";
   static constexpr char kPrefixHelp[] = "only paths that begin so (default: all)";
   static constexpr char kCauseHelp[] = "the description of a cause";
@@ -418,6 +474,7 @@ class Program {
   CLI::App app_{"The command line of the state database", "kavra"};
   CLI::Option* db_ = nullptr;
   CLI::Option* auth_ = nullptr;
+  int status_ = 0;
 };
 
 }  // namespace
@@ -432,16 +489,15 @@ int runCommandLine(int argc, const char* const* argv, std::istream& in, std::ost
       program.app().parse(argc, argv);
     }
     if (!out.flush()) throw CommandError("standard output takes no more");
-    return 0;
+    return program.status();
   } catch (const CLI::ParseError& error) {
     if (error.get_exit_code() == 0) return program.app().exit(error, out, err);
-    err << "kavra: " << Qel::printableLine(program.problemOf(error)) << '\n';
+    return program.fail(program.problemOf(error));
   } catch (const Kavra::OwnedException& error) {
-    err << "kavra: " << Qel::printableLine(error.what()) << "; --force edits it all the same\n";
+    return program.fail(std::string(error.what()) + "; --force edits it all the same");
   } catch (const std::exception& error) {
-    err << "kavra: " << Qel::printableLine(error.what()) << '\n';
+    return program.fail(error.what());
   }
-  return 1;
 }
 
 }  // namespace Tools

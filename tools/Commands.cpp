@@ -129,7 +129,9 @@ Store::Listing Commands::listing(const std::string& prefix) {
 }
 
 void Commands::ls(const std::string& prefix) {
-  for (const auto& [path, time] : listing(prefix)) out_ << path << '\n';
+  for (const auto& [path, time] : listing(prefix)) {
+    out_ << Qel::printableLine(path.view()) << '\n';
+  }
 }
 
 void Commands::lsLong(const std::string& prefix, bool utc) {
@@ -137,7 +139,7 @@ void Commands::lsLong(const std::string& prefix, bool utc) {
   for (const auto& [path, time] : listing(prefix)) {
     const std::string when = time ? timeText(*time, utc) : "-";
     out_ << fmt::format("{:<{}}  {:>6}  {}\n", when, utc ? 20 : 25,
-                        time ? ageText(now - *time) : "-", path.view());
+                        time ? ageText(now - *time) : "-", Qel::printableLine(path.view()));
   }
 }
 
@@ -153,7 +155,7 @@ void Commands::get(const std::string& path) {
   const Store::Documents documents = store_->documents(Qel::String(path));
   const auto found = documents.find(Qel::String(path));
   if (found == documents.end()) throwNotPublished(path);
-  out_ << Kavra::Json::write(found->second, Form::pretty) << '\n';
+  out_ << Kavra::Json::writePrintable(found->second, Form::pretty);
 }
 
 void Commands::update(const std::string& path, const Store::Edit& edit) {
@@ -246,7 +248,7 @@ Report Commands::report(const std::optional<U32>& cell) {
 
 void Commands::status() {
   const Kavra::Status status = store_->status();
-  out_ << Kavra::Json::write(Kavra::documentOf(status, Qel::String(url_)), Form::pretty) << '\n';
+  out_ << Kavra::Json::writePrintable(Kavra::documentOf(status, Qel::String(url_)), Form::pretty);
   needReachable(status, url_);
 }
 
@@ -255,7 +257,7 @@ void Commands::status(const Qel::Ptr<Store>& peer, const std::string& peerUrl) {
   const Kavra::Status other = peer->status();
   Document::Map both = Kavra::documentOf(own, Qel::String(url_));
   both.emplace_back("peer", Kavra::documentOf(other, Qel::String(peerUrl)));
-  out_ << Kavra::Json::write(both, Form::pretty) << '\n';
+  out_ << Kavra::Json::writePrintable(both, Form::pretty);
   needReachable(own, url_);
   needReachable(other, peerUrl);
 }

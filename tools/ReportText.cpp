@@ -1,13 +1,15 @@
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
 #include <algorithm>
-#include <cmath>
 #include <cstddef>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "Qel/Escape.h"
+#include "tools/RecordedVerdict.h"
 #include "tools/Report.h"
 #include "tools/TextLayout.h"
 #include "tools/Time.h"
@@ -21,8 +23,15 @@ constexpr std::size_t kAgeColumns = 13;
 constexpr std::size_t kTextBegin = 2 + kAgeColumns + 2;
 constexpr std::size_t kLabelColumns = 8;
 
+// Of the timeline, in front of the cause: when it was, and how long it ran before.
+constexpr std::size_t kWhenColumns = 17;
+constexpr std::size_t kUpColumns = 10;
+constexpr std::size_t kTimelineIndent = kWhenColumns + 2 + kUpColumns + 2;
+constexpr std::size_t kLeastForTimelineText = 24;
+constexpr std::size_t kMostInTimeline = 10;
+constexpr std::size_t kMostOfSummary = 120;
+
 constexpr char kUnknown[] = "time unknown";
-constexpr char kFuture[] = "in the future";
 
 // The attributes of a terminal (ECMA-48, SGR).
 constexpr char kPlain[] = "";
@@ -30,16 +39,6 @@ constexpr char kBold[] = "1";
 constexpr char kFaint[] = "2";
 constexpr char kYellow[] = "33";
 constexpr char kCyan[] = "36";
-
-std::string agoText(double age) {
-  constexpr double kYear = 365.2425 * 86400;
-  constexpr double kSlack = 60;  // by which clocks may differ
-  const double years = age / kYear;
-  if (age < -kSlack) return kFuture;
-  if (age < 1) return "just now";
-  if (years >= 1000) return "long ago";
-  return years >= 2 ? fmt::format("{:.0f} years ago", std::floor(years)) : ageText(age) + " ago";
-}
 
 // The lines of a text that may have several.
 std::vector<std::string_view> linesOf(std::string_view text) {
@@ -52,11 +51,30 @@ std::vector<std::string_view> linesOf(std::string_view text) {
   return lines;
 }
 
-std::string nameOf(const ReportedCell& cell) {
-  if (!cell.cell) return "The unit that answered";
-  const bool isSupervisor = *cell.cell == 1 || *cell.cell == 2;
-  return fmt::format("{} {}{}", isSupervisor ? "Supervisor" : "Cell", *cell.cell,
-                     cell.hasAnswered ? ", which answered" : "");
+std::string textIndent() { return std::string(kTextBegin, ' '); }
+
+std::string whenText(const ReportedTime& time, bool isUtc) {
+  if (!time.isKnown()) return kUnknown;
+  const std::string end = timeText(*time.until, isUtc);
+  if (time.isMoment()) return end;
+  if (!time.since) return "before " + end;
+  return fmt::format("between {} and {}", timeText(*time.since, isUtc), end);
+}
+
+std::string descriptionOf(const ReportedCause& cause) {
+  return cause.description.empty() ? "(no description)" : Qel::printableLine(cause.description);
+}
+
+std::string padded(const std::string& text, std::size_t columns) {
+  return fmt::format("{:<{}}", text, columns);
+}
+
+// The first cause of a reload, or as much of it as leaves a timeline one.
+std::string summaryOf(const ReportedReload& reload) {
+  if (reload.causes.empty()) return "no cause was recorded";
+  const std::string text = shortened(descriptionOf(reload.causes.front()), kMostOfSummary);
+  const std::size_t further = reload.causes.size() - 1;
+  return further == 0 ? text : fmt::format("{} (and {} more)", text, further);
 }
 
 class Writer {
@@ -72,9 +90,10 @@ class Writer {
 
   void cell(const ReportedCell& cell) {
     if (!text_.empty()) line("");
-    line(painted(kBold, nameOf(cell)));
-    for (const ReportedReload& each : cell.reloads) reload(each);
-    if (cell.reloads.empty()) line("\n  no reload is recorded");
+    line(painted(kBold, nameOf(cell) + (cell.cell && cell.hasAnswered ? ", which answered" : "")));
+    if (cell.reloads.empty()) return line("\n  no reload is recorded");
+    reload(cell.reloads.front());
+    if (cell.reloads.size() > 1) timeline(cell.reloads);
   }
 
  private:
@@ -82,8 +101,9 @@ class Writer {
     const bool isPlain = !style_.isColoured || attribute.empty() || text.empty();
     return isPlain ? std::string(text) : fmt::format("\x1b[{}m{}\x1b[0m", attribute, text);
   }
-  std::string whenText(const ReportedCause& cause) const {
-    return cause.time ? timeText(*cause.time, style_.isUtc) : kUnknown;
+  // How long ago something was, in the words of the column of ages.
+  std::string ageOf(const ReportedTime& time) const {
+    return time.isKnown() ? agoText(now_ - *time.until) : kUnknown;
   }
   std::string paintedAge(const std::string& age) const {
     const bool isDoubtful = age == kUnknown || age == kFuture;
@@ -104,28 +124,83 @@ class Writer {
   void reload(const ReportedReload& reload) {
     if (reload.causes.empty()) {
       line("");
-      block(fmt::format("  {}  ", paintedAge(kUnknown)), 0, kFaint, "no cause was recorded");
+      block(fmt::format("  {}  ", paintedAge(kUnknown)), 0, kFaint, summaryOf(reload));
     }
     std::string shownBefore = kUnknown;
     bool isFirst = true;
     for (const ReportedCause& each : reload.causes) {
-      const std::string age = each.time ? agoText(now_ - *each.time) : kUnknown;
-      const std::string when =
-          whenText(each) + (!isFirst && age == kFuture ? fmt::format(", {}", kFuture) : "");
+      const ReportedTime time = timeOf(each);
+      const std::string age = ageOf(time);
+      const std::string when = whenText(time, style_.isUtc) +
+                               (!isFirst && age == kFuture ? fmt::format(", {}", kFuture) : "");
       line("");
       block(fmt::format("  {}  ", paintedAge(isFirst ? age : "also")), 0, kBold,
-            each.description.empty() ? "(no description)" : Qel::printableLine(each.description));
-      if (when != shownBefore) block(std::string(kTextBegin, ' '), 0, kFaint, when);
+            descriptionOf(each));
+      if (when != shownBefore) block(textIndent(), 0, kFaint, when);
       labelled("Action", kCyan, each.recommendedAction);
-      labelled("Detail", kFaint, each.detail);
+      detail(each);
       shownBefore = when;
       isFirst = false;
     }
   }
 
+  void detail(const ReportedCause& cause) {
+    const auto verdict = verdictIn(cause.detail);
+    if (!verdict) {
+      labelled("Detail", kFaint, cause.detail);
+      if (style_.hasEvidence && cause.detail.empty()) labelled("Found", kFaint, "not recorded");
+      return;
+    }
+    const char* separator = verdict->orElse.empty() ? "" : ": ";
+    labelled("Sure", kFaint, verdict->confidence + separator + verdict->orElse);
+    if (!style_.hasEvidence) return;
+    labelled("Rule", kFaint, verdict->rule);
+    labelled("Found", kFaint,
+             verdict->evidence.empty() ? "nothing that tells"
+                                       : fmt::format("{}", fmt::join(verdict->evidence, "\n")));
+    labelled("Boot", kFaint, verdict->boot);
+  }
+
+  void timeline(const std::vector<ReportedReload>& reloads) {
+    line("");
+    line(painted(kBold, "  The last reloads"));
+    line("");
+    const std::size_t shown = std::min(reloads.size(), kMostInTimeline);
+    for (std::size_t i = 0; i < shown; ++i) entry(reloads[i], upBefore(reloads, i));
+    if (shown == reloads.size()) return;
+    block(textIndent(), 0, kFaint, fmt::format("and {} older", reloads.size() - shown));
+  }
+
+  // In a line where there is room for it, else when it was stands above the cause.
+  void entry(const ReportedReload& reload, const std::optional<double>& seconds) {
+    const ReportedTime time = timeOf(reload);
+    const std::string front = fmt::format("  {}  ", paintedAge(ageOf(time)));
+    const std::string up = seconds ? "up " + spanText(*seconds) : "";
+    const std::string when =
+        time.isKnown() ? minuteText(time.since.value_or(*time.until), style_.isUtc) : "";
+    const std::string cause = summaryOf(reload) + doubtOf(time);
+    const bool isRow = style_.columns >= kTextBegin + kTimelineIndent + kLeastForTimelineText &&
+                       when.size() <= kWhenColumns && up.size() <= kUpColumns;
+    if (isRow) {
+      block(fmt::format("{}{}  {}  ", front, painted(kFaint, padded(when, kWhenColumns)),
+                        painted(kFaint, padded(up, kUpColumns))),
+            kTimelineIndent, kPlain, cause);
+      return;
+    }
+    const std::string both = when + (when.empty() || up.empty() ? "" : ", ") + up;
+    if (!both.empty()) block(front, 0, kFaint, both);
+    block(both.empty() ? front : textIndent(), 0, kPlain, cause);
+  }
+
+  // What is to be said of a time that is a window.
+  std::string doubtOf(const ReportedTime& time) const {
+    if (!time.isKnown() || time.isMoment()) return {};
+    return time.since ? ", by " + minuteText(*time.until, style_.isUtc) : ", or before";
+  }
+
   void labelled(std::string_view label, const char* attribute, std::string_view text) {
-    std::string front = std::string(kTextBegin, ' ') + painted(attribute, label) +
-                        std::string(kLabelColumns - label.size(), ' ');
+    std::string front =
+        textIndent() + painted(attribute, label) + std::string(kLabelColumns - label.size(), ' ');
     for (const std::string_view each : linesOf(text)) {
       block(front, kLabelColumns, kPlain, Qel::printableLine(each));
       front = std::string(kTextBegin + kLabelColumns, ' ');

@@ -80,4 +80,9 @@ std::vector<std::string> wrapped(std::string_view text, std::size_t most) {
   return lines;
 }
 
+std::string shortened(std::string_view text, std::size_t most) {
+  const auto lines = wrapped(text, most);
+  return lines.front() + (lines.size() > 1 ? " ..." : "");
+}
+
 }  // namespace Tools

@@ -16,4 +16,7 @@ std::size_t widthOf(std::string_view text);
 // wider than a line, between characters. No line ends in blanks; an empty text is one empty line.
 std::vector<std::string> wrapped(std::string_view text, std::size_t most);
 
+// The text or, where it takes more columns than that, as many of its words and "...".
+std::string shortened(std::string_view text, std::size_t most);
+
 }  // namespace Tools

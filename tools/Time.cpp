@@ -21,6 +21,7 @@ namespace {
 constexpr int kMinute = 60;
 constexpr int kHour = 60 * kMinute;
 constexpr int kDay = 24 * kHour;
+constexpr double kYear = 365.2425 * kDay;
 
 // Takes the parts of a text from its front. Once one is missing, nothing more is taken.
 class Parts {
@@ -149,6 +150,40 @@ std::string ageText(double seconds) {
     if (seconds >= 2 * length) return fmt::format("{:.0f} {}", std::floor(seconds / length), name);
   }
   return fmt::format("{:.0f} s", std::floor(std::max(seconds, 0.0)));
+}
+
+std::string minuteText(double seconds, bool utc) {
+  const auto whole = static_cast<std::time_t>(std::floor(seconds));
+  return utc ? fmt::format("{:%Y-%m-%d %H:%MZ}", fmt::gmtime(whole))
+             : fmt::format("{:%Y-%m-%d %H:%M}", fmt::localtime(whole));
+}
+
+std::string spanText(double seconds) {
+  const double years = seconds / kYear;
+  return years >= 2 ? fmt::format("{:.0f} years", std::floor(years)) : ageText(seconds);
+}
+
+std::string agoText(double age) {
+  constexpr double kSlack = 60;
+  constexpr double kLong = 1000 * kYear;
+  if (age < -kSlack) return kFuture;
+  if (age < 1) return "just now";
+  return age >= kLong ? "long ago" : spanText(age) + " ago";
+}
+
+std::optional<double> lengthOf(std::string_view text) {
+  struct Unit {
+    std::string_view name;
+    int seconds;
+  };
+  constexpr std::array<Unit, 7> kUnits{
+      {{"min", kMinute}, {"s", 1}, {"m", kMinute}, {"h", kHour}, {"d", kDay}, {"w", 7 * kDay}, {}}};
+  const auto unit =
+      std::ranges::find_if(kUnits, [&](const Unit& each) { return text.ends_with(each.name); });
+  const auto number = Qel::numberOf<double>(text.substr(0, text.size() - unit->name.size()));
+  if (!number) return {};
+  const double seconds = *number * std::max(unit->seconds, 1);
+  return std::isfinite(seconds) && seconds > 0 ? std::optional(seconds) : std::nullopt;
 }
 
 }  // namespace Tools

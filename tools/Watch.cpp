@@ -16,7 +16,7 @@ namespace {
 std::string lineOf(const Qel::String& path, const Kavra::CheckedDocument* checked) {
   const Qel::Document::Map line{
       {"path", path}, {"document", checked == nullptr ? Qel::Document() : checked->document}};
-  return Kavra::Json::write(line, Kavra::Json::Form::line);
+  return Kavra::Json::writePrintable(line, Kavra::Json::Form::line);
 }
 
 }  // namespace
@@ -32,7 +32,7 @@ void watch(const Kavra::StoreUrl& url, const std::string& prefix,
               [&](const Qel::String& path, const Kavra::CheckedDocument* checked) -> Qel::String {
                 // What does not fit is on standard error already.
                 if (checked != nullptr && !checked->fits()) return {};
-                out << lineOf(path, checked) << '\n' << std::flush;
+                out << lineOf(path, checked) << std::flush;
                 if (!out) loop.stop();
                 return {};
               });

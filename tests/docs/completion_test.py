@@ -53,6 +53,7 @@ class Completion(unittest.TestCase):
                 commands = sorted(program_help.commandsIn(program_help.helpOf(program)))
                 self.assertEqual(self.offered(f"{program} "), commands)
                 self.assertEqual(self.offered(f"{program} {option} "), commands)
+        self.assertEqual(self.offered("kavra ch"), ["check"])
         self.assertEqual(self.offered("kavra s"), ["serve", "set-redundancy", "show", "status"])
 
     def testOffersTheOptionsOfEachCommand(self):
@@ -80,6 +81,7 @@ class Completion(unittest.TestCase):
                              "kavra show --snmp h -a SHA-2": ["SHA-224", "SHA-256"],
                              "kavra set-redundancy --switchover-capable ": ["false", "true"],
                              "kavra show --cell ": ["1", "2"],
+                             "kavra check --since ": ["1d", "1h"],
                              "norvek-snmpd --trace M": ["MiscSnmp="],
                              "norvek-reset-cause record --cell ": ["1", "2"]}.items():
             with self.subTest(line=line):

@@ -189,6 +189,77 @@ class Show(ShowTest):
                       self.refused("--snmp", blind.address))
 
 
+RESET_CAUSE = os.path.join(support.PROGRAMS, "norvek-reset-cause")
+WINDOW = """Supervisor 1
+
+{age}  Power lost, hard reset or forced restart
+                 between 2023-11-17T18:13:20Z and 2023-11-17T20:13:20Z
+                 Sure    possible: loss of power, the reset line and a forced
+                         restart leave the same traces
+
+  The last reloads
+
+{age}  2023-11-17 18:13Z  up 2 d      Power lost, hard reset or forced
+                                                restart, by 2023-11-17 20:13Z
+{age}  2023-11-15 01:00Z  up 2 h      Reload requested by admin: new
+                                                fans
+{age}  2023-11-14 22:13Z              Unknown: no record of an earlier
+                                                boot
+"""
+
+
+@unittest.skipUnless(os.path.exists(RESET_CAUSE), "norvek-reset-cause is not built")
+class FoundByTheMachine(ShowTest):
+    """What norvek-reset-cause records on a machine made of a few files."""
+
+    def boots(self, number, start):
+        boot = str(number) * 32
+        for name, text in (("proc/sys/kernel/random/boot_id", boot + "\n"),
+                           ("proc/stat", f"cpu 1 2\nbtime {start}\n")):
+            os.makedirs(os.path.dirname(self.path("machine/" + name)), exist_ok=True)
+            self.write("machine/" + name, text)
+        subprocess.run([RESET_CAUSE, "--root", "machine", "record", "--db", "file:kavra.json",
+                        "--cell", "1"], cwd=self.directory, check=True, capture_output=True,
+                       timeout=support.PATIENCE)
+        return boot
+
+    def leaves(self, boot, name, **members):
+        path = "machine/var/lib/norvek-reset-cause/" + name
+        os.makedirs(os.path.dirname(self.path(path)), exist_ok=True)
+        self.write(path, json.dumps({"boot": boot, **members}))
+
+    def threeBoots(self):
+        first = self.boots(1, 1700000000)
+        self.leaves(first, f"requests/{first}.json", user="admin", reason="new fans",
+                    time=1700010000)
+        self.leaves(first, "heartbeat.json", time=1700010030)
+        second = self.boots(2, 1700010060)
+        self.leaves(second, "heartbeat.json", time=1700244800)
+        self.boots(3, 1700252000)
+
+    def testThreeBootsAreShownAsAVerdictAndATimeline(self):
+        self.threeBoots()
+        self.assertEqual(ages(self.shown("--utc")), WINDOW)
+
+    def testTheEvidenceIsShownWhereItIsAskedForAndInJsonAlways(self):
+        first = self.boots(1, 1700000000)
+        self.leaves(first, f"requests/{first}.json", user="admin", reason="fans\x1b[2J|",
+                    time=1700010000)
+        self.leaves(first, "heartbeat.json", time=1700010030)
+        self.boots(2, 1700010060)
+        self.assertNotIn("Found", self.shown())
+        shown = self.shown("--evidence")
+        self.assertIn("Sure    certain\n", shown)
+        # Lines are broken between words, and within long ones.
+        self.assertIn(f"Foundrequest:machine/var/lib/norvek-reset-cause/requests/{first}.json:"
+                      "fans\\x1b[2J|,byadmin(2023-11-15T01:00:00Z)", "".join(shown.split()))
+        verdict, = [cause["verdict"] for cell in json.loads(self.shown("--json"))["cells"]
+                    for cause in cell["reloads"][0]["causes"]]
+        self.assertEqual((verdict["boot"], verdict["confidence"], verdict["rule"]),
+                         ("2" * 32, "certain", "4"))
+        self.assertIn("by admin", verdict["evidence"][0])
+
+
 class HostileAgent:
     """Answers every request with the same bindings, [(object identifier, encoded value)]."""
 

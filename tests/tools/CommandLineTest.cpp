@@ -178,6 +178,23 @@ TEST_F(CommandLineTest, SuggestsWhatMayHaveBeenMeant) {
   EXPECT_EQ(listing.err, "kavra: nothing is published under cell/3; did you mean cell/2?\n");
 }
 
+TEST_F(CommandLineTest, PrintsNoCharacterThatATerminalObeys) {
+  const std::string path = "odd/\xc2\x9b\xe2\x80\xae";
+  const std::string json =
+      "{\"type\": \"System::ResetCauseHistory\", \"rebootHistory\": {\"0\": {\"causeQ\": "
+      "[{\"description\": \"a\x7f \xc2\x80 \xc2\x9f \xe2\x80\xae\\u001b \xc3\x9f\", \"time\": "
+      "1}]}}}";
+  done({"put", path}, json);
+  const std::string got = done({"get", path});
+  EXPECT_THAT(got, HasSubstr("\"a\\u007f \\u0080 \\u009f \\u202e\\u001b \xc3\x9f\""));
+  EXPECT_EQ(Kavra::Json::read(got), documentAt(path)) << "it is the same";
+  EXPECT_EQ(done({"ls"}), "odd/\\xc2\\x9b\\xe2\\x80\\xae\n");
+  EXPECT_THAT(done({"ls", "--long"}), EndsWith("odd/\\xc2\\x9b\\xe2\\x80\\xae\n"));
+  // A document of a type that nobody knows is told of under its path.
+  directory_.write("{\"" + path + "\": {\"type\": \"a\x7f\"}}");
+  EXPECT_THAT(done({"status"}), AllOf(HasSubstr("odd/\\u009b\\u202e"), Not(HasSubstr("\x7f"))));
+}
+
 TEST_F(CommandLineTest, SaysThatItMadeTheDatabaseAndOnlyThen) {
   const std::string line = "kavra: created " + directory_.url() + "\n";
   EXPECT_EQ(kavra({"ls"}).err, "");
@@ -423,8 +440,9 @@ TEST_F(CommandLineTest, KeepsItsErrorOnOneLine) {
 TEST_F(CommandLineTest, ExplainsItself) {
   const Outcome outcome = kavra({"--help"});
   EXPECT_EQ(outcome.status, 0);
-  for (const char* word : {"ls", "get", "put", "del", "watch", "record-reset", "add-cause",
-                           "set-redundancy", "status", "serve", "--db", "--db-auth"}) {
+  for (const char* word :
+       {"ls", "get", "put", "del", "watch", "record-reset", "add-cause", "set-redundancy", "status",
+        "serve", "show", "check", "--db", "--db-auth"}) {
     EXPECT_THAT(outcome.out, HasSubstr(word));
   }
 }
@@ -438,7 +456,7 @@ TEST_F(CommandLineTest, SaysWhatItCanDoWhereNothingIsAsked) {
 
 TEST_F(CommandLineTest, DescribesEveryOption) {
   for (const char* command : {"", "ls", "get", "put", "del", "watch", "record-reset", "add-cause",
-                              "set-redundancy", "status", "serve"}) {
+                              "set-redundancy", "status", "serve", "show", "check"}) {
     std::istringstream help(kavra(*command == 0 ? Words{"--help"} : Words{command, "--help"}).out);
     int options = 0;
     for (std::string line; std::getline(help, line);) {

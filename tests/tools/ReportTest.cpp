@@ -44,7 +44,7 @@ std::vector<std::string> linesOf(const std::string& text) {
   return lines;
 }
 
-TEST(ReportTest, ShowsTheReloadsOfEachSupervisorTheLatestFirst) {
+TEST(ReportTest, ShowsTheLastReloadOfEachSupervisorAndThoseBeforeAsATimeline) {
   const Report report{
       "file:db",
       {{1,
@@ -71,9 +71,12 @@ TEST(ReportTest, ShowsTheReloadsOfEachSupervisorTheLatestFirst) {
            also  Fan failure
                  2023-11-14T22:13:21Z
 
-       12 d ago  Reload requested by admin: software upgrade to 4.31.2,
-                 announced well before
-                 2023-11-02T22:16:40Z
+  The last reloads
+
+      3 min ago  2023-11-14 22:13Z  up 11 d     Power loss (and 1 more)
+       12 d ago  2023-11-02 22:16Z              Reload requested by admin:
+                                                software upgrade to 4.31.2,
+                                                announced well before
 
 Supervisor 2
 
@@ -93,7 +96,11 @@ TEST(ReportTest, SaysWhatIsNotKnown) {
             "Supervisor 1\n\n"
             "   time unknown  (no description)\n\n"
             "           also  b\n                 2023-11-14T22:16:40Z\n\n"
-            "   time unknown  no cause was recorded\n");
+            "  The last reloads\n\n"
+            "   time unknown                                 (no description) (and 1 more)\n"
+            "   time unknown                                 no cause was recorded\n");
+  EXPECT_EQ(shown(reportOf({reload(0, {})})),
+            "Supervisor 1\n\n   time unknown  no cause was recorded\n");
   EXPECT_EQ(shown({"file:d\033b", {}, {}}), "No reload is recorded in file:d\\x1bb\n");
 }
 
@@ -136,6 +143,85 @@ TEST(ReportTest, ColoursNothingButWhatItIsAskedTo) {
   EXPECT_THAT(shown(report), Not(HasSubstr("\033")));
 }
 
+TEST(ReportTest, ShowsTenReloadsInTheTimelineAndHowManyAreOlder) {
+  std::vector<ReportedReload> reloads;
+  for (U32 i = 0; i < 12; ++i) reloads.push_back(reload(i, {cause("a", kNow - i * 86400.0)}));
+  const auto lines = linesOf(shown(reportOf(reloads)));
+  ASSERT_EQ(lines.size(), 18U);
+  EXPECT_EQ(lines[7], "       just now  2023-11-14 22:16Z  up 24 h     a");
+  EXPECT_EQ(lines[16], "        9 d ago  2023-11-05 22:16Z  up 24 h     a");
+  EXPECT_EQ(lines[17], "                 and 2 older");
+}
+
+TEST(ReportTest, TellsHowLongItRanOnlyWhereThatIsKnown) {
+  const auto upOf = [](const std::optional<double>& before, const std::optional<double>& last,
+                       U32 index = 1) {
+    return upBefore({reload(0, {cause("a", last)}), reload(index, {cause("b", before)})}, 0);
+  };
+  EXPECT_EQ(upOf(kNow - 600, kNow), 600);
+  EXPECT_EQ(upOf(kNow, kNow), 0);
+  EXPECT_EQ(upOf(kNow + 1, kNow), std::nullopt) << "a clock that was set back";
+  EXPECT_EQ(upOf({}, kNow), std::nullopt);
+  EXPECT_EQ(upOf(kNow, {}), std::nullopt);
+  EXPECT_EQ(upOf(kNow - 600, kNow, 2), std::nullopt) << "one is missing in between";
+  EXPECT_EQ(upBefore({reload(0, {cause("a", kNow)})}, 0), std::nullopt);
+  EXPECT_EQ(upBefore({reload(0, {cause("a", kNow)}), reload(1, {})}, 0), std::nullopt);
+}
+
+// A verdict of norvek-reset-cause.
+constexpr char kWindow[] =
+    "boot: 0123456789abcdef0123456789abcdef\n"
+    "when: between 2023-11-14T20:00:00Z and 2023-11-14T22:13:20Z\nhow sure: possible\nrule: 11\n"
+    "but: loss of power, the reset line and a forced restart leave the same traces\n";
+constexpr char kBeforeStart[] =
+    "boot: 0123456789abcdef0123456789abcdef\nwhen: before 2023-11-14T10:00:00Z\n"
+    "how sure: likely\nrule: 9\n"
+    "journal stopped: /var/log/journal, boot 1: Journal stopped (2023-11-14T09:59:00Z)\n"
+    "wtmp: /var/log/wtmp\n";
+ReportedCause judged(const std::string& description, double time, const std::string& detail) {
+  return {description, time, {}, detail};
+}
+Report judgedReport() {
+  return reportOf({reload(0, {judged("Power lost", kNow - 8200, kWindow)}),
+                   reload(1, {judged("Orderly reload", kNow - 99999, kBeforeStart)})});
+}
+
+TEST(ReportTest, ShowsAWindowAndHowSureTheVerdictIs) {
+  EXPECT_EQ(shown(judgedReport()), R"(Supervisor 1
+
+      3 min ago  Power lost
+                 between 2023-11-14T20:00:00Z and 2023-11-14T22:13:20Z
+                 Sure    possible: loss of power, the reset line and a forced
+                         restart leave the same traces
+
+  The last reloads
+
+      3 min ago  2023-11-14 20:00Z  up 10 h     Power lost, by 2023-11-14 22:13Z
+       12 h ago  2023-11-14 10:00Z              Orderly reload, or before
+)");
+}
+
+TEST(ReportTest, ShowsTheEvidenceWhereItIsAskedFor) {
+  Report report = reportOf({reload(0, {judged("Orderly reload", kNow, kBeforeStart)})});
+  const ReportStyle style{80, false, true, true};
+  EXPECT_EQ(textOf(report, kNow, style), R"(Supervisor 1
+
+       12 h ago  Orderly reload
+                 before 2023-11-14T10:00:00Z
+                 Sure    likely
+                 Rule    9
+                 Found   journal stopped: /var/log/journal, boot 1: Journal
+                         stopped (2023-11-14T09:59:00Z)
+                         wtmp: /var/log/wtmp
+                 Boot    0123456789abcdef0123456789abcdef
+)");
+  EXPECT_THAT(shown(report), Not(HasSubstr("wtmp")));
+  EXPECT_THAT(textOf(judgedReport(), kNow, style), HasSubstr("Found   nothing that tells\n"));
+  EXPECT_THAT(textOf(reportOf(cause("a", kNow)), kNow, style), HasSubstr("Found   not recorded\n"));
+  EXPECT_THAT(textOf(reportOf(judged("a", kNow, "PSU 1 lost")), kNow, style),
+              testing::AllOf(HasSubstr("Detail  PSU 1 lost\n"), Not(HasSubstr("Found"))));
+}
+
 // Texts of somebody who means ill: attributes, titles, line ends, what is no UTF-8.
 const std::string kHostile =
     "\033[2J\033]0;x\007\x9b\xc2\x9b"
@@ -154,12 +240,26 @@ TEST(ReportTest, ShowsHostileTextsAsTextInTheirOwnColumns) {
   }
 }
 
+TEST(ReportTest, ShowsHostileEvidenceAsText) {
+  const std::string text = textOf(reportOf({reload(0, {judged(kHostile, kNow, kWindow + kHostile)}),
+                                            reload(1, {judged(kHostile, 5, kHostile)})}),
+                                  kNow, {80, false, true, true});
+  for (const char c : text) EXPECT_TRUE(c == '\n' || (c >= ' ' && c <= '~'));
+  EXPECT_THAT(text, HasSubstr("\n                 Found   \\x1b[2J"));
+  EXPECT_EQ(text.find("\nSupervisor 9"), std::string::npos);
+}
+
 TEST(ReportTest, FitsIntoTheColumnsThatThereAre) {
   std::string text;
   for (int i = 0; i < 40; ++i) text += kHostile + " 电源 word e\xcc\x81\xcc\x81 ";
-  const Report report = reportOf(ReportedCause{text, -9.0e15, text, text});
-  for (const std::size_t columns : {40U, 80U, 100U}) {
-    const auto lines = linesOf(textOf(report, kNow, {columns, false, true}));
+  Report report = reportOf(ReportedCause{text, -9.0e15, text, text});
+  for (const double time : {-9.0e15, kNow, 9.0e15, 0.5}) {
+    const U32 index = static_cast<U32>(report.cells[0].reloads.size());
+    report.cells[0].reloads.push_back(reload(index, {{text, time, text, text}}));
+    report.cells[0].reloads.push_back(reload(index + 1, {judged(text, time, kWindow + text)}));
+  }
+  for (const std::size_t columns : {40U, 71U, 72U, 80U, 100U}) {
+    const auto lines = linesOf(textOf(report, kNow, {columns, false, true, true}));
     EXPECT_GT(lines.size(), 80U);
     for (const std::string& line : lines) EXPECT_LE(widthOf(line), columns) << line;
   }
@@ -179,12 +279,38 @@ TEST(ReportTest, ReadsAHistoryInTheOrderOfItsReloads) {
                       "0": {"causeQ": [{"description": "a", "time": -1.5,
                                         "recommendedAction": "act", "detail": "more"}]}}})"));
   const Report report = reportOf(reloads);
-  EXPECT_EQ(Kavra::Json::write(documentOf(report, 5.0), Kavra::Json::Form::line),
-            R"({"source": "file:db", "now": 5.0, "cells": [{"cell": 1, "reloads": [)"
-            R"({"reload": 0, "causes": [{"description": "a", "time": -1.5, )"
-            R"("recommendedAction": "act", "detail": "more"}]}, )"
-            R"({"reload": 2, "causes": [{"description": "b", "time": null}, )"
-            R"({"description": "c", "time": 7.0}]}, {"reload": 10, "causes": []}]}]})");
+  EXPECT_EQ(
+      Kavra::Json::write(documentOf(report, 5.0), Kavra::Json::Form::line),
+      R"({"source": "file:db", "now": 5.0, "cells": [{"cell": 1, "reloads": [)"
+      R"({"reload": 0, "requested": false, "causes": [{"description": "a", "time": -1.5, )"
+      R"("recommendedAction": "act", "detail": "more"}]}, )"
+      R"({"reload": 2, "requested": false, "causes": [{"description": "b", "time": null}, )"
+      R"({"description": "c", "time": 7.0}]}, {"reload": 10, "requested": false, "causes": []}]}]})");
+}
+
+TEST(ReportTest, HasInItsDocumentWhatWasConcludedAndHowLongItRan) {
+  Report report = reportOf({reload(0, {judged("Reload requested", 7, kWindow)}),
+                            reload(1, {judged("b", 7, kBeforeStart)})});
+  const Qel::Document document = documentOf(report, 5.0);
+  const auto& cell = document.memberAs<Qel::Document::List>("cells")->front();
+  const auto& reloads = *cell.memberAs<Qel::Document::List>("reloads");
+  EXPECT_TRUE(*reloads[0].memberAs<bool>("requested"));
+  EXPECT_EQ(*reloads[0].memberAs<double>("upBefore"), 36000);
+  EXPECT_EQ(reloads[1].member("upBefore"), nullptr);
+  const auto verdictOf = [](const Qel::Document& each) {
+    const auto& first = each.memberAs<Qel::Document::List>("causes")->front();
+    return Kavra::Json::write(*first.member("verdict"), Kavra::Json::Form::line);
+  };
+  EXPECT_EQ(verdictOf(reloads[0]),
+            R"({"boot": "0123456789abcdef0123456789abcdef", "since": 1699992000.0, )"
+            R"("until": 1700000000.0, "confidence": "possible", "rule": "11", "orElse": )"
+            R"("loss of power, the reset line and a forced restart leave the same traces", )"
+            R"("evidence": []})");
+  EXPECT_EQ(verdictOf(reloads[1]),
+            R"({"boot": "0123456789abcdef0123456789abcdef", "until": 1699956000.0, )"
+            R"("confidence": "likely", "rule": "9", "evidence": ["journal stopped: )"
+            "/var/log/journal, boot 1: Journal stopped (2023-11-14T09:59:00Z)\", "
+            R"("wtmp: /var/log/wtmp"]})");
 }
 
 TEST(ReportTest, SaysInItsDocumentWhoAnswered) {

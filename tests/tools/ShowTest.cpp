@@ -114,6 +114,18 @@ TEST_F(ShowTest, RefusesOptionsThatSayNothing) {
                "localhost: users, levels, protocols and contexts are for version 3: -v 3");
 }
 
+TEST_F(ShowTest, ShowsEvidenceOnRequest) {
+  historiesAre(R"({"cell/1/sys/reset/history": {"type": "System::ResetCauseHistory", )"
+               R"("rebootHistory": {"0": {"causeQ": [{"description": "Power loss", "time": 17, )"
+               R"("detail": "boot: 3\nwhen: 1970-01-01T00:00:17Z\nhow sure: likely\nrule: 10\n)"
+               R"(bmc: /dev/ipmi0\n"}]}}}})");
+  EXPECT_THAT(kavra({"show"}).out,
+              testing::AllOf(HasSubstr("Sure    likely\n"), Not(HasSubstr("ipmi0"))));
+  EXPECT_THAT(kavra({"show", "--evidence"}).out, HasSubstr("Found   bmc: /dev/ipmi0\n"));
+  refusesToAsk({"localhost", "--evidence"},
+               "--evidence: an agent shows no evidence; ask its database");
+}
+
 TEST_F(ShowTest, ShowsADatabaseOrAnAgentButNotBoth) {
   refuses({"show", "--snmp", "localhost"}, "--db excludes --snmp");
   refusesToAsk({"localhost", "--db-auth", "file"}, "--db-auth excludes --snmp");

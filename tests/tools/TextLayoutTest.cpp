@@ -56,6 +56,14 @@ std::string randomText(support::Random& random) {
   return text;
 }
 
+TEST(TextLayoutTest, ShortensWhatIsLongerThanItMayBe) {
+  EXPECT_EQ(shortened("one two", 7), "one two");
+  EXPECT_EQ(shortened("one two three", 7), "one two ...");
+  EXPECT_EQ(shortened("one two three", 6), "one ...");
+  EXPECT_EQ(shortened("onetwothree", 6), "onetwo ...");
+  EXPECT_EQ(shortened("", 6), "");
+}
+
 std::string withoutBlanks(std::string text) {
   std::erase(text, ' ');
   return text;

@@ -114,5 +114,27 @@ TEST_F(TimeTest, TellsAgesInTheirLargestUnit) {
   EXPECT_EQ(ageText(172800), "2 d");
 }
 
+TEST_F(TimeTest, TellsTimesToTheMinute) {
+  EXPECT_EQ(minuteText(1795276859.9, true), "2026-11-21 16:00Z");
+  EXPECT_EQ(minuteText(1795276859.9, false), "2026-11-21 17:00");
+  EXPECT_EQ(minuteText(-0.5, true), "1969-12-31 23:59Z");
+}
+
+TEST_F(TimeTest, ReadsLengthsOfTime) {
+  for (const auto& [text, seconds] : std::vector<std::pair<std::string, double>>{{"90", 90},
+                                                                                 {"90s", 90},
+                                                                                 {"1.5m", 90},
+                                                                                 {"30min", 1800},
+                                                                                 {"1h", 3600},
+                                                                                 {"2d", 172800},
+                                                                                 {"1w", 604800}}) {
+    EXPECT_EQ(lengthOf(text), seconds) << text;
+  }
+  for (const char* text : {"", "h", "1 h", "1y", "-1h", "0", "0h", "1hh", "nan", "inf", "1e400",
+                           "1e308w", "1h30m", " 1h", "0x10"}) {
+    EXPECT_EQ(lengthOf(text), std::nullopt) << text;
+  }
+}
+
 }  // namespace
 }  // namespace Tools

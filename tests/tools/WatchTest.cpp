@@ -59,6 +59,12 @@ TEST_F(WatchTest, PrintsALineForEachChange) {
   EXPECT_EQ(program->readLine(), line("a", "null"));
 }
 
+TEST_F(WatchTest, PrintsNoCharacterThatATerminalObeys) {
+  const auto program = watching();
+  put("a\xc2\x9b", document(1));
+  EXPECT_EQ(program->readLine(), line("a\\u009b", document(1)));
+}
+
 TEST_F(WatchTest, PrintsOnlyWhatBeginsWithThePrefix) {
   put("cell/1/x", document(1));
   const auto program = watching("cell/2");

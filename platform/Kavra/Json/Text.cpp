@@ -1,5 +1,7 @@
 #include "Kavra/Json/Text.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
@@ -11,6 +13,7 @@
 
 #include "Kavra/Json/Base64.h"
 #include "Kavra/Json/Reader.h"
+#include "Qel/Escape.h"
 #include "Qel/Utf8.h"
 
 namespace Kavra::Json {
@@ -124,6 +127,24 @@ class Writer {
   std::string text_;
 };
 
+// Of well-formed UTF-8.
+std::string withoutControls(std::string_view json) {
+  std::string spelt;
+  spelt.reserve(json.size());
+  while (!json.empty()) {
+    const std::string_view character = json.substr(0, Qel::utf8CharacterSize(json));
+    const char32_t point = Qel::utf8CodePoint(character);
+    // Controls stand in texts alone, where each may be spelt; only line ends stand between them.
+    if (character != "\n" && Qel::isControl(point)) {
+      spelt += fmt::format("\\u{:04x}", static_cast<unsigned>(point));
+    } else {
+      spelt += character;
+    }
+    json.remove_prefix(character.size());
+  }
+  return spelt;
+}
+
 }  // namespace
 
 Exception::~Exception() = default;
@@ -138,6 +159,10 @@ std::string write(const Qel::Document& document, Form form, std::size_t levels) 
   Writer writer(form, levels);
   writer.write(document);
   return writer.take();
+}
+
+std::string writePrintable(const Qel::Document& document, Form form) {
+  return withoutControls(write(document, form)) + '\n';
 }
 
 }  // namespace Kavra::Json

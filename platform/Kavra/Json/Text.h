@@ -35,4 +35,8 @@ enum class Form {
 // Raises Exception for a number that is not finite or a member name that is not UTF-8.
 std::string write(const Qel::Document& document, Form form, std::size_t levels = 0);
 
+// The same for a terminal, and with a line end: what a terminal takes for more than text
+// (Qel::isControl) is spelt \uNNNN. It reads back to the same.
+std::string writePrintable(const Qel::Document& document, Form form);
+
 }  // namespace Kavra::Json

@@ -160,6 +160,17 @@ TEST(TextTest, DoesNotWriteWhatJsonCannotHold) {
   EXPECT_THROW(line(Document::Map{{"\xff", true}}), Exception);
 }
 
+TEST(TextTest, SpellsWhatATerminalObeysWhereItIsPrinted) {
+  const Document document = Document::Map{{"a\x7f", Qel::String("\033\n\xc2\x80\xc2\x9f\u202e")},
+                                          {"\u00a0", Qel::String("\u00df\\")}};
+  const std::string printed = writePrintable(document, Form::pretty);
+  EXPECT_EQ(printed,
+            "{\n  \"a\\u007f\": \"\\u001b\\n\\u0080\\u009f\\u202e\",\n"
+            "  \"\u00a0\": \"\u00df\\\\\"\n}\n");
+  EXPECT_EQ(read(printed), document);
+  EXPECT_EQ(writePrintable(Document(true), Form::line), "true\n");
+}
+
 TEST(TextTest, ReadsAndWritesManyMembersInLinearTime) {
   std::string json = "{";
   for (int i = 0; i < 200000; ++i) json += "\"member " + std::to_string(i) + "\": 1, ";
