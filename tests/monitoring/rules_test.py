@@ -364,9 +364,17 @@ class RulesTest(unittest.TestCase):
         agent = self.agent()
         agent.tells(0, {0: [("Power loss", LONG_AGO)]})
         agent.tells(10, {0: [("\xff\xfe", LONG_AGO + 5)]}, octets=True)
-        self.alerted(12, (UNREQUESTED, 1, LONG_AGO + 5))
+        self.alerted(12)
+        self.alerted(13, (UNREQUESTED, 1, LONG_AGO + 5))
         agent.tells(90, {0: [("Power loss", LONG_AGO + 90)]})
         self.alerted(91, (UNREQUESTED, 1, LONG_AGO + 90))
+
+    def testSticksToTheTextWhenTheJobsMissTheAgentOneAfterTheOther(self):
+        agent = self.agent()
+        agent.tells(0, {0: [("Power loss", LONG_AGO)]})
+        agent.tells(10, {0: [("Power loss", LONG_AGO)]}, octets=True)
+        agent.isSilent(12)
+        self.expect(15, 'last_over_time(agent:norvek_reload_cause_time_seconds:told{octets!=""}[1h])', [])
 
     def testKnowsARequestInHexadecimal(self):
         agent = self.agent()
@@ -374,7 +382,7 @@ class RulesTest(unittest.TestCase):
         for minute, text in ((10, "Reload requested by \xff"), (90, "Powered off by request\xff"),
                              (180, "Power button pressed \xff")):
             agent.tells(minute, {0: [(text, LONG_AGO + minute)]}, octets=True)
-            self.alerted(minute + 2)
+            self.alerted(minute + 3)
         self.count(185, "cell:norvek_reloads:count1d", 3)
 
     def testKeepsEachReloadForWhoeverLooksBack(self):
