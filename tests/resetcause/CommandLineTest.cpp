@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <sstream>
 #include <string>
@@ -40,7 +41,10 @@ class ResetCauseCommandTest : public testing::Test {
  protected:
   Outcome run(std::vector<std::string> words) {
     machine.settle();
-    words.insert(words.begin(), {"norvek-reset-cause", "--root", machine.folder()});
+    if (std::ranges::find(words, "--root") == words.end()) {
+      words.insert(words.begin(), {"--root", machine.folder()});
+    }
+    words.insert(words.begin(), "norvek-reset-cause");
     std::vector<const char*> argv;
     for (const std::string& word : words) argv.push_back(word.c_str());
     std::ostringstream out;
@@ -166,6 +170,18 @@ TEST_F(ResetCauseCommandTest, RecordThatMeetsNoDatabaseTellsItAndSaysTheSameLate
   EXPECT_EQ(record().out, "cell 1: Watchdog expired\n");
 }
 
+TEST_F(ResetCauseCommandTest, RecordThatCannotKeepItTellsTheDatabaseAllTheSame) {
+  machine.hasWatchdog("watchdog0", 0x20);
+  machine.writes("/var/lib/norvek-reset-cause", "no folder");
+  for (int i = 0; i < 2; ++i) {
+    const Outcome recorded = record();
+    EXPECT_EQ(recorded.status, 1);
+    EXPECT_EQ(recorded.out, "cell 1: Watchdog expired\n");
+    EXPECT_THAT(recorded.err, AllOf(HasSubstr("recorded, but not kept: "), HasSubstr("/var/lib/")));
+    EXPECT_THAT(descriptions(), testing::ElementsAre("Watchdog expired"));
+  }
+}
+
 TEST_F(ResetCauseCommandTest, RecordLeavesAloneWhatIsNoHistory) {
   machine.writes("/kavra.json", R"({"cell/1/sys/reset/history": {"type": "nothing"}})");
   EXPECT_EQ(record().status, 1);
@@ -246,6 +262,18 @@ TEST_F(ResetCauseCommandTest, AWrongCallIsToldInOneLine) {
     EXPECT_THAT(wrong.err, StartsWith("norvek-reset-cause: "));
     EXPECT_EQ(wrong.err.find('\n'), wrong.err.size() - 1);
   }
+}
+
+TEST_F(ResetCauseCommandTest, ARootThatIsNoFolderIsAWrongOne) {
+  machine.writes("/file", "");
+  std::filesystem::create_symlink("loop", machine.folder() + "/loop");
+  for (const char* name : {"/file", "/none", "/loop"}) {
+    const Outcome wrong = run({"find", "--root", machine.folder() + name});
+    EXPECT_EQ(wrong.status, 2);
+    EXPECT_THAT(wrong.err, HasSubstr(name));
+    EXPECT_EQ(wrong.out, "");
+  }
+  EXPECT_EQ(run({"find", "--root", ""}).status, 2);
 }
 
 TEST(HeartbeatTest, TheFirstOfABootPutsThatOfTheBootBeforeAside) {

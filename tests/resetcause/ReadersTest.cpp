@@ -55,6 +55,9 @@ TEST(DumpTextTest, TextsOfOthersAreNoDumps) {
 TEST(DumpNameTest, HasTheSecondOfTheCrash) {
   EXPECT_EQ(timeOfDump("dmesg-erst-7301444403200000001"), 1700000000);
   EXPECT_EQ(timeOfDump("dmesg-efi-170000000001001"), 1700000000);
+  EXPECT_EQ(timeOfDump("dmesg-efi_pstore-170000000001001"), 1700000000);
+  // Of the year 2040.
+  EXPECT_EQ(timeOfDump("dmesg-erst-9260432719093956609"), 2208988800);
   EXPECT_EQ(timeOfDump("dmesg-erst-7301444403200000001.enc.z"), 1700000000);
   for (const char* name : {"dmesg-erst-", "dmesg-erst-x", "dmesg-efi-99999999999999999999999",
                            "console-ramoops-0", "dmesg.txt"}) {

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <string>
+#include <vector>
 
 #include "resetcause/Machine.h"
 
@@ -113,6 +114,27 @@ TEST_F(StaleEvidenceTest, AnEarlierShutdownInWtmpIsNoCause) {
   EXPECT_EQ(machine.rules(), "9");
 }
 
+TEST_F(StaleEvidenceTest, AShutdownInWtmpIsNoneOfABootWhoseStartWasLostThere) {
+  // The boot before was too short for its own record: wtmp ends with the one before that.
+  machine.startsAt(kBefore, kOlderStart + 100);
+  machine.wtmpHas(9000);
+  EXPECT_EQ(machine.rules(), "11");
+}
+
+TEST_F(StaleEvidenceTest, AShutdownInWtmpCountsWhereNoClockWasSet) {
+  const std::string before(32, '4');
+  machine.reloads(before, 10);
+  machine.says(before, kDown, "an hour like any other");
+  machine.reloads(std::string(32, '5'), 20);
+  machine.startsAt(kBefore, 10);
+  machine.startsAt(kThis, 20);
+  machine.wtmpHas(kDown);
+  EXPECT_EQ(machine.rules(), "9");
+  machine.startsAt(kBefore, kOlderStart);
+  machine.wtmpHas(kDown);
+  EXPECT_EQ(machine.rules(), "11");
+}
+
 TEST_F(StaleEvidenceTest, WhatWasSaidStaysSaidInTheSameBoot) {
   machine.dumped(kDownTime, kPanic);
   const Judgement first = machine.judged();
@@ -172,6 +194,38 @@ TEST_F(StaleEvidenceTest, AHeartbeatNarrowsTheWindow) {
   machine.writes("/var/lib/norvek-reset-cause/heartbeat.json",
                  R"({"boot": ")" + kOlder + R"(", "time": 1700015040})");
   EXPECT_EQ(machine.judged().verdict.cause.since, kDownTime - 10);
+}
+
+TEST_F(StaleEvidenceTest, AHeartbeatOfThisBootIsNoneOfTheBootBefore) {
+  machine.settle();
+  std::filesystem::remove_all(machine.folder() + "/var/log/journal");
+  for (const char* name : {"heartbeat", "heartbeat-before"}) {
+    machine.writes(std::string("/var/lib/norvek-reset-cause/") + name + ".json",
+                   R"({"boot": ")" + kThis + R"(", "time": 1700020030})");
+  }
+  EXPECT_EQ(judge(machine.root(), *machine.clock_).verdict.cause.rule, "12");
+}
+
+TEST_F(StaleEvidenceTest, AStartJustBefore1970IsToldAsIts) {
+  machine.startsAt(kThis, -0.5);
+  machine.reloads(kThis, -0.5);
+  EXPECT_EQ(machine.judged().boots.start, 0);
+}
+
+TEST_F(StaleEvidenceTest, WhatIsExplainedOfAnotherMachinesDiskIsWhatWasJudged) {
+  machine.dumped(kDownTime, kPanic);
+  std::filesystem::remove_all(machine.folder() + "/proc");
+  const auto lines = [&] {
+    machine.settle();
+    std::vector<std::string> all;
+    for (const Explanation& line : explain(machine.root(), *machine.clock_)) {
+      if (line.matched) all.push_back(line.rule);
+    }
+    return all;
+  };
+  EXPECT_THAT(lines(), ElementsAre("1"));
+  EXPECT_EQ(judgedAndKept(), "1");
+  EXPECT_THAT(lines(), ElementsAre("0", "1"));
 }
 
 TEST_F(StaleEvidenceTest, TheDiskOfAnotherMachineIsJudgedByItsLastBoot) {
