@@ -35,6 +35,7 @@ endforeach()
 install(FILES "${PROJECT_SOURCE_DIR}/NorvekGeneralMIB/NorvekGeneralMIB.h"
         DESTINATION "${MISCSNMP_INCLUDE_DIR}/NorvekGeneralMIB")
 install(FILES "${PROJECT_SOURCE_DIR}/mibs/NorvekGeneralMIB.txt"
+              "${PROJECT_SOURCE_DIR}/mibs/NorvekNotificationMIB.txt"
         DESTINATION "${CMAKE_INSTALL_DATADIR}/snmp/mibs")
 # What the documents link to lies beside them as in the sources.
 install(FILES "${PROJECT_SOURCE_DIR}/README.md" "${PROJECT_SOURCE_DIR}/LICENSE"

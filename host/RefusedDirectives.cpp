@@ -25,6 +25,7 @@ constexpr const char* kNoCertificates = "this agent reads no certificates";
 constexpr const char* kNoMibFiles = "this agent reads no MIB files";
 constexpr const char* kNoPersistence = "net-snmp keeps nothing here";
 constexpr const char* kNoStatistics = "nothing shows these statistics";
+constexpr const char* kNoRefusalsTold = "no manager is notified of a request that is refused";
 constexpr const char* kOwnEngine = "the engine id is this agent's own, or given by --engine-id";
 constexpr const char* kOwnUser = "the process stays the user and group that started it";
 
@@ -49,6 +50,8 @@ constexpr RefusedDirective kRefused[] = {
     {nullptr, "snmpTlstmParams", kNoCertificates},
     {nullptr, "snmpTlstmAddr", kNoCertificates},
     {nullptr, "engineBoots", "this agent counts its starts itself"},
+    {nullptr, "authtrapenable", kNoRefusalsTold},
+    {nullptr, "pauthtrapenable", kNoRefusalsTold},
     {nullptr, "vacmView", kNoPersistence},
     {nullptr, "vacmGroup", kNoPersistence},
     {nullptr, "vacmAccess", kNoPersistence},
@@ -56,6 +59,7 @@ constexpr RefusedDirective kRefused[] = {
     {nullptr, "oldEngineID", kOwnEngine},
     {nullptr, "engineIDType", kOwnEngine},
     {nullptr, "engineIDNic", kOwnEngine},
+    {kLibrary, "clientaddr", "a sink of notifications has its own -s ADDRESS"},
     {kLibrary, "persistentDir", kNoPersistence},
     {kLibrary, "noPersistentLoad", kNoPersistence},
     {kLibrary, "noPersistentSave", kNoPersistence},

@@ -47,8 +47,13 @@ std::optional<std::string> failureOf(const std::function<void()>& read) {
 }  // namespace
 
 Reload::Reload(const Options& options, TraceLevels& traces, const StateDatabase& database,
-               SnmpAgent& agent, Qel::EventLoop& loop)
-    : options_(options), traces_(traces), database_(database), agent_(agent), loop_(loop) {}
+               SnmpAgent& agent, Qel::EventLoop& loop, std::function<void()> accessWasRead)
+    : options_(options),
+      traces_(traces),
+      database_(database),
+      agent_(agent),
+      loop_(loop),
+      accessWasRead_(std::move(accessWasRead)) {}
 
 void Reload::begin() {
   again_ = trial_ != nullptr;
@@ -102,11 +107,13 @@ void Reload::handleAccess(const std::string& problem) {
     // What is wrong with a line names the file.
     const std::string place = problem.starts_with(file) ? "" : file + ": ";
     log(fmt::format("{}{}; the access that stands goes on", place, problem), LOG_ERR);
-  } else if (const auto failure = failureOf([this] { agent_.readConfigurationAgain(); })) {
-    log(fmt::format("{}; it changed while it was taken in, which lets in fewer than it should",
-                    *failure));
   } else {
-    log(fmt::format("{}: taken in", file));
+    const auto failure = failureOf([this] { agent_.readConfigurationAgain(); });
+    log(failure ? fmt::format("{}; it changed while it was taken in, which lets in fewer than it "
+                              "should",
+                              *failure)
+                : fmt::format("{}: taken in", file));
+    accessWasRead_();
   }
   end();
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -17,9 +18,10 @@ namespace Host {
 // stays as it was, and one line says so.
 class Reload {
  public:
-  // All must outlive the object.
+  // All must outlive the object. `accessWasRead` is called after each time that the access was read
+  // again, or lost.
   Reload(const Options& options, TraceLevels& traces, const StateDatabase& database,
-         SnmpAgent& agent, Qel::EventLoop& loop);
+         SnmpAgent& agent, Qel::EventLoop& loop, std::function<void()> accessWasRead);
 
   // Begins; access is tried out apart, and taken in later, from the loop. What is asked for
   // meanwhile is done after that, once. Never raises.
@@ -37,6 +39,7 @@ class Reload {
   const StateDatabase& database_;
   SnmpAgent& agent_;
   Qel::EventLoop& loop_;
+  const std::function<void()> accessWasRead_;
   std::unique_ptr<Trial> trial_;  // while one is under way
   bool again_ = false;
 };

@@ -2,11 +2,11 @@
 
 #include <fmt/format.h>
 
-#include <chrono>
 #include <cstdlib>
 #include <utility>
 
 #include "host/Errors.h"
+#include "host/MonotonicSeconds.h"
 #include "host/NetSnmp.h"
 #include "host/NetSnmpLog.h"
 #include "host/SnmpEngine.h"
@@ -42,10 +42,6 @@ void keepNoState() {
 void leaveOutModules() {
   static bool leftOut = false;  // the list is net-snmp's and outlives its shutdown
   if (!std::exchange(leftOut, true)) add_to_init_list(std::string("-smux,iquery").data());
-}
-
-double monotonicSeconds() {
-  return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
 }
 
 void roleIs(const Options& options) {

@@ -8,6 +8,7 @@
 #include "host/HostAccess.h"
 #include "host/Listener.h"
 #include "host/Options.h"
+#include "host/SinkDirectives.h"
 #include "host/SnmpConfiguration.h"
 #include "host/SystemGroup.h"
 
@@ -41,6 +42,8 @@ class SnmpAgent {
   // as well. Raises StartError where the file does not hold: by then the old access is gone. A
   // subagent has none.
   void readConfigurationAgain();
+  // Whom the configuration that was read last wants to be notified. Nobody of a subagent's.
+  const SinkDirectives& sinks() const { return sinks_; }
 
  private:
   struct Library {
@@ -54,6 +57,7 @@ class SnmpAgent {
 
   HostAccess hostAccess_;
   const Library library_;
+  SinkDirectives sinks_;
   std::unique_ptr<SystemGroup> systemGroup_;
   std::unique_ptr<SnmpConfiguration> configuration_;
   std::unique_ptr<AgentxMaster> master_;  // of a subagent

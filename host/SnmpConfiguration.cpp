@@ -12,6 +12,7 @@
 #include "host/NetSnmp.h"
 #include "host/NetSnmpLog.h"
 #include "host/RefusedDirectives.h"
+#include "host/SinkDirectives.h"
 
 namespace Host {
 namespace {
@@ -101,6 +102,7 @@ void SnmpConfiguration::readFile(int when) {
     return note(fmt::format("{}: {}", *file_, reason));
   }
   refuseWhatIsNotObeyed();
+  if (!isSubagent()) SinkDirectives::listen();
   const NetSnmpLog::Capture capture;
   const char* type = netsnmp_ds_get_string(NETSNMP_DS_LIBRARY_ID, NETSNMP_DS_LIB_APPTYPE);
   if (auto* handlers = read_config_get_handlers(type)) {

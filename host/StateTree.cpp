@@ -3,9 +3,11 @@
 #include <fmt/format.h>
 
 #include <functional>
+#include <utility>
 
 #include "Qel/Entity.h"
 #include "Qel/Exception.h"
+#include "Qel/GenericValue.h"
 #include "Qel/String.h"
 #include "Qel/TypeNode.h"
 #include "Snmp/SnmpUtil.h"
@@ -18,6 +20,8 @@ namespace {
 constexpr auto kModelType = "MiscSnmp::GeneralMib";
 constexpr auto kAgentRootType = "MiscSnmp::Agent::Root";
 constexpr auto kAgentAttribute = "agent";
+constexpr auto kTableAttribute = "reloadCauseTable";
+constexpr auto kKeyType = "MiscSnmp::ReloadCauseKey";
 
 Qel::Ptr<Qel::Entity> newEntity(Qel::Dir& root, const char* directory, const char* name,
                                 const char* typeName) {
@@ -47,15 +51,23 @@ std::optional<Value> toldBy(const std::function<Value()>& ask) {
   }
 }
 
+// The key of a unit's first row.
+Qel::Ptr<Qel::GenericIf> firstKeyOf(U32 unit) {
+  const Qel::TypeNode* const type = Qel::typeNode(kKeyType);
+  if (type == nullptr) Qel::throwRangeException("no type of keys");
+  return type->valueOfStrep(Qel::String(fmt::format(
+      "Value('{}', ** {{'unitIndex': {}, 'instanceIndex': 0, 'causeIndex': 1}})", kKeyType, unit)));
+}
+
 }  // namespace
 
 StateTree::StateTree(const StateDatabase& database, const std::string& cellType)
     : root_(Qel::make<Qel::Dir>("")) {
-  const auto model = newEntity(*root_, "snmp/misc", "generalMib", kModelType);
-  model_ = Qel::genericIf(model);
+  modelEntity_ = newEntity(*root_, "snmp/misc", "generalMib", kModelType);
+  model_ = Qel::genericIf(modelEntity_);
   agentRoot_ = Qel::genericIf(newEntity(*root_, "snmp/agent", "misc", kAgentRootType));
   const Qel::Ptr<System::ResetCauseHistory const> history = database.resetHistory();
-  agentRoot_->attributeIs(kAgentAttribute, {database.redundancyStatus(), model, history,
+  agentRoot_->attributeIs(kAgentAttribute, {database.redundancyStatus(), modelEntity_, history,
                                             database.entityManager(), Qel::String(cellType)});
   SnmpUtil::rootIs(root_);
 }
@@ -67,6 +79,30 @@ StateTree::~StateTree() {
 
 std::optional<U32> StateTree::rowsOf(U32 unit) const {
   return toldBy<U32>([&] { return model_->operation("reloadCauseTableRows", {unit}).toU32(); });
+}
+
+Qel::Ptr<System::ResetInstance const> StateTree::reloadOf(U32 unit) const {
+  using Reload = Qel::Ptr<System::ResetInstance const>;
+  return toldBy<Reload>([&]() -> Reload {
+           const auto row =
+               model_->operation(kTableAttribute, {firstKeyOf(unit)}).toPtr<Qel::PtrInterface>();
+           if (!row) return nullptr;
+           return Qel::genericIf(row)->attribute("resetCause").toPtr<System::ResetInstance const>();
+         })
+      .value_or(nullptr);
+}
+
+Qel::Ptr<Qel::PtrInterface> StateTree::follow(std::function<void(U32 unit)> call) const {
+  using Notifiee = Qel::Ptr<Qel::PtrInterface>;
+  return toldBy<Notifiee>([&]() -> Notifiee {
+           return model_->type().genericNotifiee(
+               modelEntity_, [call = std::move(call)](const Qel::String& attribute,
+                                                      const Qel::GenericValue& key) {
+                 if (attribute != kTableAttribute || key.isNothing()) return;
+                 call(key.toGenericIf()->attribute("unitIndex").toU32());
+               });
+         })
+      .value_or(nullptr);
 }
 
 std::optional<StateTree::Mount> StateTree::peerMount() const {

@@ -1,15 +1,21 @@
 #pragma once
 
+#include <functional>
 #include <optional>
 #include <string>
 
 #include "Qel/Dir.h"
+#include "Qel/Entity.h"
 #include "Qel/GenericIf.h"
 #include "Qel/Ptr.h"
 #include "Qel/Types.h"
+#include "System/ResetInstance.h"
 #include "host/StateDatabase.h"
 
 namespace Host {
+
+// Units that the table may have: the own cell, and the two supervisors.
+inline constexpr U32 kUnits = 3;
 
 // The process's own state tree: the MIB model at "snmp/misc/generalMib" and, beside it, the agent
 // that fills it. Both are of types that a plug-in registers, and are driven through the reflective
@@ -32,9 +38,16 @@ class StateTree {
   enum class Mount { none, waiting, mounted };
   // How far the agent is with the history of the peer cell: whether it asks for it, and has it.
   std::optional<Mount> peerMount() const;
+  // The reload whose causes the table shows of a unit; null where it has no row of it.
+  Qel::Ptr<System::ResetInstance const> reloadOf(U32 unit) const;
+
+  // Calls with the unit of each row that comes or goes, from inside the change, while the result is
+  // held; null where the plug-in does not tell. To be let go of before the tree.
+  [[nodiscard]] Qel::Ptr<Qel::PtrInterface> follow(std::function<void(U32 unit)> call) const;
 
  private:
   const Qel::Ptr<Qel::Dir> root_;
+  Qel::Ptr<Qel::Entity> modelEntity_;
   Qel::Ptr<Qel::GenericIf> model_;
   Qel::Ptr<Qel::GenericIf> agentRoot_;
 };

@@ -16,7 +16,6 @@ namespace {
 
 using Qel::Document;
 
-constexpr U32 kUnits = 3;  // the own cell, and the two supervisors
 constexpr std::size_t kMostListed = 256;
 
 struct Database {

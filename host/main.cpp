@@ -12,10 +12,14 @@
 #include "Qel/ActivityManager.h"
 #include "Qel/ServiceManager.h"
 #include "host/ActivityPump.h"
+#include "host/AgentNotifications.h"
 #include "host/Errors.h"
 #include "host/Log.h"
 #include "host/LogPump.h"
+#include "host/MonotonicSeconds.h"
 #include "host/NetSnmpEventLoop.h"
+#include "host/NotificationSinks.h"
+#include "host/Notifier.h"
 #include "host/Options.h"
 #include "host/PluginHost.h"
 #include "host/PluginLibrary.h"
@@ -34,6 +38,12 @@ namespace {
 constexpr int kFailed = 1;
 constexpr int kWrongUsage = 2;
 
+// Where the notifications that were sent are remembered, or "".
+std::string toldCausesFile(const Host::Options& options) {
+  if (options.stateDirectory.empty()) return {};
+  return fmt::format("{}/told-causes-{}", options.stateDirectory, options.cellId);
+}
+
 void serve(const Host::Options& options, const Host::SignalEvents& reloadSignals) {
   Host::TerminationSignals signals;
   Qel::traceSinkIs(Host::logTrace);
@@ -51,7 +61,20 @@ void serve(const Host::Options& options, const Host::SignalEvents& reloadSignals
   const Host::PluginHost plugins(Host::PluginLibrary::filesOf(options.plugins), database,
                                  options.cellType, options.contexts);
 
-  Host::Reload reload(options, traces, database, agent, loop);
+  Host::AgentNotifications master(loop, [&agent] { return agent.problem().empty(); });
+  Host::NotificationSinks sinks(loop);
+  sinks.sinksAre(agent.sinks());
+  const bool isSubagent = options.agentxAddress.has_value();
+  Host::NotificationChannel& channel =
+      isSubagent ? static_cast<Host::NotificationChannel&>(master) : sinks;
+  Host::Notifier notifier([&plugins](U32 unit) { return plugins.tree().reloadOf(unit); }, channel,
+                          toldCausesFile(options), loop, Host::monotonicSeconds);
+  const auto following = plugins.tree().follow([&notifier](U32 unit) { notifier.changed(unit); });
+
+  Host::Reload reload(options, traces, database, agent, loop, [&] {
+    sinks.sinksAre(agent.sinks());
+    notifier.lookAtAll();
+  });
   const auto onReload = reloadSignals.watch(loop, [&reload] { reload.begin(); });
   const auto door = Host::statusDoorOf(options, loop, [&] {
     return Host::statusText(options.cellId, agent.problem(), database, plugins.tree());
@@ -60,6 +83,7 @@ void serve(const Host::Options& options, const Host::SignalEvents& reloadSignals
   // What a file holds already is in the table before the first request is.
   Qel::activityManager()->run();
   agent.listenAt(options.listenAddresses);
+  if (!isSubagent) notifier.agentStarted();
   std::vector<std::string> missing =
       Host::waitForDatabases(database, loop, Host::kDatabasePatience);
   if (!agent.problem().empty()) missing.push_back(agent.problem());

@@ -17,10 +17,13 @@
 #include "Qel/Escape.h"
 #include "Qel/Trace.h"
 #include "host/ActivityPump.h"
+#include "host/AgentNotifications.h"
 #include "host/Errors.h"
 #include "host/Log.h"
 #include "host/LogPump.h"
+#include "host/MonotonicSeconds.h"
 #include "host/NetSnmp.h"
+#include "host/Notifier.h"
 #include "host/PluginHost.h"
 #include "host/PluginLibrary.h"
 #include "host/StateDatabase.h"
@@ -53,6 +56,14 @@ void keep(const std::string& file) {
   if (handle != nullptr) ::dlclose(handle);
 }
 
+// Beside what snmpd itself remembers, where none is named.
+std::string toldCausesFile(const Options& options) {
+  const std::string& named = options.stateDirectory;
+  return fmt::format("{}/norvek-told-causes-{}",
+                     named.empty() ? std::string(get_persistent_directory()) : named,
+                     options.cellId);
+}
+
 }  // namespace
 
 struct SnmpdModule::Served {
@@ -64,6 +75,10 @@ struct SnmpdModule::Served {
         database(options, loop),
         pluginFiles(pluginsOf(options)),
         plugins(pluginFiles, database, options.cellType, options.contexts),
+        notifications(loop, [] { return true; }),
+        notifier([this](U32 unit) { return plugins.tree().reloadOf(unit); }, notifications,
+                 toldCausesFile(options), loop, monotonicSeconds),
+        following(plugins.tree().follow([this](U32 unit) { notifier.changed(unit); })),
         door(statusDoorOf(options, loop, [this] {
           return statusText(options.cellId, "", database, plugins.tree());
         })) {
@@ -77,6 +92,9 @@ struct SnmpdModule::Served {
   const StateDatabase database;
   const std::vector<std::string> pluginFiles;
   const PluginHost plugins;
+  AgentNotifications notifications;
+  Notifier notifier;
+  const Qel::Ptr<Qel::PtrInterface> following;
   const std::unique_ptr<StatusDoor> door;
 };
 

@@ -1,0 +1,97 @@
+#include "host/ToldCauses.h"
+
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <optional>
+#include <sstream>
+#include <system_error>
+
+#include "Kavra/FileContent.h"
+#include "Kavra/FileDescriptor.h"
+#include "Qel/Number.h"
+#include "host/Log.h"
+
+namespace Host {
+namespace {
+
+constexpr std::size_t kMostToldOctets = 4096;
+
+// The units of the text, or nothing where it is something else.
+std::optional<ReloadNews::Told> toldIn(const std::string& text) {
+  ReloadNews::Told told;
+  std::istringstream lines(text);
+  for (std::string line; std::getline(lines, line);) {
+    const auto space = line.find(' ');
+    if (space == line.npos) return {};
+    const auto unit = Qel::numberOf<U32>(line.substr(0, space));
+    const auto digest = Qel::numberOf<ReloadNews::Digest>(line.substr(space + 1));
+    if (!unit || !digest) return {};
+    told[*unit] = *digest;
+  }
+  return told;
+}
+
+std::string textOf(const ReloadNews::Told& told) {
+  std::string text;
+  for (const auto& [unit, digest] : told) text += fmt::format("{} {}\n", unit, digest);
+  return text;
+}
+
+// False with errno.
+bool replace(const std::string& file, const std::string& text) {
+  const std::string fresh = file + ".new";
+  {
+    const Kavra::FileDescriptor made(
+        ::open(fresh.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, 0644));
+    if (!made) return false;
+    const auto written = ::write(made.fd(), text.data(), text.size());
+    if (written >= 0 && written != static_cast<ssize_t>(text.size())) errno = ENOSPC;
+    if (written != static_cast<ssize_t>(text.size())) return false;
+  }
+  return std::rename(fresh.c_str(), file.c_str()) == 0;
+}
+
+}  // namespace
+
+ReloadNews::Told ToldCauses::read() {
+  told_.clear();
+  if (file_.empty()) return told_;
+  const Kavra::FileDescriptor opened(::open(file_.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+  if (!opened && errno == ENOENT) return told_;
+  if (!opened) {
+    problemIs(std::strerror(errno));
+    return told_;
+  }
+  try {
+    const auto text = Kavra::readUpTo(opened, kMostToldOctets);
+    if (const auto told = text ? toldIn(*text) : std::nullopt) {
+      told_ = *told;
+    } else {
+      problemIs("not what was told of units");
+    }
+  } catch (const std::system_error& error) {
+    problemIs(error.code().message());
+  }
+  return told_;
+}
+
+void ToldCauses::toldIs(U32 unit, ReloadNews::Digest digest) {
+  told_[unit] = digest;
+  if (file_.empty()) return;
+  problemIs(replace(file_, textOf(told_)) ? "" : std::strerror(errno));
+}
+
+void ToldCauses::problemIs(const std::string& problem) {
+  if (!problem.empty() && problem != problem_) {
+    logLine(fmt::format("{}: {}: what was told may be told again after a restart", file_, problem),
+            LOG_WARNING);
+  }
+  problem_ = problem;
+}
+
+}  // namespace Host
