@@ -154,7 +154,7 @@ class ConsoleTest(MonitoredTest):
         self.assertEqual([row[:2] for row in groups["By request"]], [["core-1", "1"], ["core-1", "2"]])
         (silent,), (failed,) = groups["Silent"], groups["Not by request"]
         self.assertEqual((silent[0], silent[3]), ("spare-3", "Power lost, hard reset or forced restart"))
-        self.assertRegex(silent[2], r"^\d{4}-\d\d-\d\d \d\d:\d\d:\d\d 30d 0h ago$")
+        self.assertRegex(silent[2], r"^\d{4}-\d\d-\d\d \d\d:\d\d:\d\d 30d \dh ago$")
         self.assertEqual((failed[0], failed[3]), (
             "edge-1", "Watchdog expired Reload requested by the active supervisor"))
         self.assertEqual(self.browser.texts(".legend li"), [
@@ -188,7 +188,7 @@ class ConsoleTest(MonitoredTest):
         self.show("device-light", device="edge-1")
         self.assertBothBesideEachOther()
         self.assertReadable()
-        self.show("device-dark", scheme="dark", device="edge-1")
+        self.show(scheme="dark", device="edge-1")
         self.assertReadable()
         self.show(width=360, device="edge-1")
         self.assertReadable()
@@ -236,6 +236,22 @@ class ConsoleTest(MonitoredTest):
         self.assertEqual(self.browser.texts(".supervisor:last-child .nothing"), ["Nothing is told."])
         self.assertReadable()
 
+    def testShowsCopiesThatDifferAndAChangedTextOnce(self):
+        _, two = self.device("edge-1", [("Power loss", NOW - HOUR)], [("Heat", NOW - 2 * DAY)])
+        self.look(cells=2)
+        waitFor(lambda: len(self.query("cell:norvek_reload_cause_time_seconds:peer")) == 2, "copies")
+        self.device("edge-1-later", [("Power loss", NOW - HOUR)], [("Heat of CPU 1", NOW - 2 * DAY)])
+        self.target(("edge-1", 1, self.agents[0][2]), ("edge-1", 2, self.agents[3][2]))
+        waitFor(lambda: {labels["description"] for labels, _ in self.query(
+            'cell:norvek_reload_cause_time_seconds:history{cell="2"}')} == {"Heat of CPU 1"},
+            "the other text")
+        self.show(device="edge-1")
+        self.assertEqual(self.browser.texts(".supervisor:first-child .unlike"), [])
+        self.assertEqual(self.browser.texts(".supervisor:last-child .unlike"), ["The two do not agree."])
+        self.assertEqual(self.browser.texts("td[data-name=Causes]"), ["Power loss", "Heat of CPU 1"])
+        self.assertEqual(self.browser.texts(".supervisor dt:nth-of-type(3) + dd"), ["1", "0"])
+        self.assertReadable()
+
     def testShowsWhatIsNoTextAndWhatHasNoTime(self):
         bad = b"\xff\xfe".decode(errors="surrogateescape")
         self.recordReset(1, [(bad, NOW - HOUR), ("", 0)])
@@ -244,9 +260,10 @@ class ConsoleTest(MonitoredTest):
         self.write("past.txt", "")
         self.look(cells=2)
         self.show(device="edge 1/ä&x")
-        self.assertEqual(self.browser.texts(".supervisor ol li"), [
-            "0xFFFE " + time.strftime("%Y-%m-%d %H:%M:%S", time.gmtime(NOW - HOUR)) + " 1h 0m ago",
-            "no text time unknown"])
+        bad, untimed = self.browser.texts(".supervisor ol li")
+        at = time.strftime("%Y-%m-%d %H:%M:%S", time.gmtime(NOW - HOUR))
+        self.assertRegex(bad, f"^0xFFFE {at} 1h \\d+m ago$")
+        self.assertEqual(untimed, "no text time unknown")
         self.browser.open(self.consolePage())
         self.browser.script("document.querySelector('tbody a').click()")
         waitFor(lambda: self.browser.texts("h1") == ["edge 1/ä&x"], "the link leads to the device")

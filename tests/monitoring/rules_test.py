@@ -36,6 +36,11 @@ class Agent:
     def __init__(self, device, cell):
         self.labels = {"device": device, "cell": str(cell), "instance": f"{device}-{cell}"}
         self.told = []
+        self.begin = 0
+
+    def jobBegins(self, minute):
+        """The job that asks for text does so from then on."""
+        self.begin = minute * 60 // STEP
 
     def tells(self, minute, units, octets=False):
         self.told.append((minute * 60 // STEP, units, octets))
@@ -55,6 +60,8 @@ class Agent:
         job = "norvek-octets" if octets else "norvek"
         found = {named("up", {**self.labels, "job": "norvek"}): int(units is not None and not octets),
                  named("up", {**self.labels, "job": "norvek-octets"}): int(units is not None)}
+        if step < self.begin:
+            del found[named("up", {**self.labels, "job": "norvek"})]
         for unit, causes in (units or {}).items():
             for position, (text, time) in enumerate(causes, 1):
                 row = {**self.labels, "job": job, "unit": str(unit), "reload": "0",
@@ -376,6 +383,13 @@ class RulesTest(unittest.TestCase):
         agent.isSilent(12)
         self.expect(15, 'last_over_time(agent:norvek_reload_cause_time_seconds:told{octets!=""}[1h])', [])
 
+    def testPrefersTheTextThatComesAfterTheOctets(self):
+        agent = self.agent()
+        agent.tells(0, {0: [("Power loss", LONG_AGO)]}, octets=True)
+        agent.jobBegins(5)
+        agent.tells(5, {0: [("Power loss", LONG_AGO)]})
+        self.expect(6, 'last_over_time(agent:norvek_reload_cause_time_seconds:told{octets!=""}[1h])', [])
+
     def testKnowsARequestInHexadecimal(self):
         agent = self.agent()
         agent.tells(0, {0: [("Power loss", LONG_AGO)]})
@@ -384,6 +398,14 @@ class RulesTest(unittest.TestCase):
             agent.tells(minute, {0: [(text, LONG_AGO + minute)]}, octets=True)
             self.alerted(minute + 3)
         self.count(185, "cell:norvek_reloads:count1d", 3)
+
+    def testKeepsTheTimeWhileTwoTextsAreToldOfAReload(self):
+        agent, again = self.agent(), self.agent()
+        again.labels["instance"] = "edge-1 at another address"
+        agent.tells(0, {0: [("Power loss", LONG_AGO)]})
+        again.tells(0, {0: [("Power lost", LONG_AGO)]})
+        record = "cell:norvek_reload_cause_time_seconds:history"
+        self.expect(5, f"max by (reloaded) ({record})", [({"reloaded": str(LONG_AGO)}, LONG_AGO)])
 
     def testKeepsEachReloadForWhoeverLooksBack(self):
         agent = self.agent()
