@@ -37,6 +37,7 @@ class Agent:
         self.labels = {"device": device, "cell": str(cell), "instance": f"{device}-{cell}"}
         self.told = []
         self.begin = 0
+        self.end = None
 
     def jobBegins(self, minute):
         """The job that asks for text does so from then on."""
@@ -48,6 +49,10 @@ class Agent:
     def isSilent(self, minute):
         self.told.append((minute * 60 // STEP, None, False))
 
+    def isRemoved(self, minute):
+        """It is no target from then on."""
+        self.end = minute * 60 // STEP
+
     def at(self, step):
         for begin, units, octets in reversed(self.told):
             if begin <= step:
@@ -56,6 +61,8 @@ class Agent:
 
     def samples(self, step):
         """{series: value} of one moment."""
+        if self.end is not None and step >= self.end:
+            return {}
         units, octets = self.at(step)
         job = "norvek-octets" if octets else "norvek"
         found = {named("up", {**self.labels, "job": "norvek"}): int(units is not None and not octets),
@@ -261,13 +268,14 @@ class RulesTest(unittest.TestCase):
         self.count(105, "cell:norvek_reloads:count1d", 0)
 
     def testKeepsOneAlertWhileTheAgentComesAndGoes(self):
-        agent = self.agent()
-        agent.tells(0, {0: [("Power loss", LONG_AGO)]})
-        for minute in range(10, 30, 2):
-            agent.tells(minute, {0: [("Watchdog expired", LONG_AGO + 5)]})
-            agent.isSilent(minute + 1)
+        for cell, text in ((1, "Watchdog expired"), (2, "Unknown")):
+            agent = self.agent(cell)
+            agent.tells(0, {0: [("Power loss", LONG_AGO)]})
+            for minute in range(10, 30, 2):
+                agent.tells(minute, {0: [(text, LONG_AGO + 5)]})
+                agent.isSilent(minute + 1)
         for minute in range(10, 30):
-            self.alerted(minute, (UNREQUESTED, 1, LONG_AGO + 5))
+            self.alerted(minute, (UNREQUESTED, 1, LONG_AGO + 5), (UNEXPLAINED, 2, LONG_AGO + 5))
 
     def testKeepsARequestInMindWhileTheAgentIsSilent(self):
         agent = self.agent()
@@ -275,6 +283,12 @@ class RulesTest(unittest.TestCase):
         agent.tells(10, {0: [("Reload requested", LONG_AGO + 5)]})
         agent.isSilent(11)
         self.alerted(15, (SILENT, 1))
+
+    def testForgetsADeviceThatIsNoTargetAnyLonger(self):
+        agent, _ = self.agent(), self.agent(device="edge-2").tells(0, {})
+        agent.tells(0, {0: [("Power loss", LONG_AGO)]})
+        agent.isRemoved(10)
+        self.expect(20, "cell:norvek_reload_time_seconds:last", [])
 
     def testTakesARecentReloadOfANewDeviceForNews(self):
         agent, older = self.agent(), self.agent(device="edge-2")
