@@ -1,9 +1,10 @@
-"""The files for Prometheus and its kind, as their own programs check them, and as they fit together."""
+"""The files for Prometheus and its kind: as its programs check them, and as they fit together."""
 
 import os
 import re
 import shutil
 import subprocess
+import tempfile
 import unittest
 
 ROOT = os.path.join(os.path.dirname(os.path.abspath(__file__)), "../..")
@@ -25,7 +26,8 @@ class FilesTest(unittest.TestCase):
     def assertTaken(self, *command):
         if not shutil.which(command[0]):
             self.skipTest(f"{command[0]} is not installed (script/packages monitoring)")
-        result = subprocess.run(command, cwd=MONITORING, text=True, capture_output=True, check=False)
+        result = subprocess.run(command, cwd=MONITORING, text=True, capture_output=True,
+                                check=False)
         self.assertEqual(result.returncode, 0, result.stdout + result.stderr)
 
     def testPrometheusTakesItsConfigurationAndTheRules(self):
@@ -36,6 +38,26 @@ class FilesTest(unittest.TestCase):
 
     def testTheExporterTakesTheModules(self):
         self.assertTaken("prometheus-snmp-exporter", "--config.file=snmp.yml", "--dry-run")
+
+    def testTheSetUpThatTheDocumentShowsIsTaken(self):
+        if not os.path.isdir("/etc/prometheus"):
+            self.skipTest("Prometheus is not installed (script/packages monitoring)")
+        block = text("docs/monitoring.md").split("```")[1].strip().splitlines()
+        self.assertEqual([line.split()[0] for line in block],
+                         ["apt", "cd", "cat", "cp", "systemctl"])
+        with tempfile.TemporaryDirectory() as place:
+            shutil.copytree("/etc/prometheus", f"{place}/prometheus")
+            # As Debian leaves it, where somebody has set this machine up already.
+            with open(f"{place}/prometheus/snmp.yml", "w") as file:
+                file.write("# nothing but a comment\n")
+            commands = "\n".join(block[1:4]).replace("/etc/prometheus", f"{place}/prometheus")
+            commands = commands.replace("/usr/share/doc/norvek-snmpd/examples", ROOT)
+            subprocess.run(["bash", "-ec", commands], check=True)
+            self.assertTaken("promtool", "check", "config", f"{place}/prometheus/prometheus.yml")
+            self.assertTaken("amtool", "check-config", f"{place}/prometheus/alertmanager.yml")
+            self.assertTaken("prometheus-snmp-exporter", "--dry-run",
+                             f"--config.file={place}/prometheus/snmp.yml")
+            self.assertTrue(os.path.exists(f"{place}/prometheus/consoles/norvek.html"))
 
     def testBothFormsOfTheModulesAskForTheSame(self):
         modules = text("monitoring/snmp-split.yml").partition("\nmodules:\n")[2]

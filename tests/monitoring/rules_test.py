@@ -1,4 +1,4 @@
-"""The rules for Prometheus, played to promtool: what agents tell over the hours, and what is alerted."""
+"""The rules for Prometheus, played to promtool: what agents tell, hour by hour, and the alerts."""
 
 import json
 import os
@@ -18,6 +18,7 @@ LOOP = "NorvekReloadLoop"
 DIFFERS = "NorvekCopyDiffers"
 SILENT = "NorvekAgentSilent"
 EXPORTER_DOWN = "NorvekExporterDown"
+IN_HEXADECIMAL = 'last_over_time(agent:norvek_reload_cause_time_seconds:told{octets!=""}[1h])'
 
 
 def named(metric, labels):
@@ -65,10 +66,10 @@ class Agent:
             return {}
         units, octets = self.at(step)
         job = "norvek-octets" if octets else "norvek"
-        found = {named("up", {**self.labels, "job": "norvek"}): int(units is not None and not octets),
-                 named("up", {**self.labels, "job": "norvek-octets"}): int(units is not None)}
-        if step < self.begin:
-            del found[named("up", {**self.labels, "job": "norvek"})]
+        found = {named("up", {**self.labels, "job": "norvek-octets"}): int(units is not None)}
+        if step >= self.begin:
+            found[named("up", {**self.labels, "job": "norvek"})] = int(
+                units is not None and not octets)
         for unit, causes in (units or {}).items():
             for position, (text, time) in enumerate(causes, 1):
                 row = {**self.labels, "job": job, "unit": str(unit), "reload": "0",
@@ -90,8 +91,8 @@ class Exporter:
 
 def inputSeries(sources, steps):
     """Every series with a value for each step, or that it went stale."""
-    moments = [{series: value for source in sources for series, value in source.samples(step).items()}
-               for step in range(steps)]
+    moments = [{series: value for source in sources
+                for series, value in source.samples(step).items()} for step in range(steps)]
     names = sorted({series for moment in moments for series in moment})
     lines = []
     for name in names:
@@ -242,7 +243,8 @@ class RulesTest(unittest.TestCase):
         for device in range(5):
             agent = self.agent(device=f"edge-{device}")
             agent.tells(0, {0: [("Power loss", LONG_AGO)]})
-            agent.tells(5 + device, {0: [("Unknown" if device < 2 else "Power loss", LONG_AGO + 9)]})
+            text = "Unknown" if device < 2 else "Power loss"
+            agent.tells(5 + device, {0: [(text, LONG_AGO + 9)]})
         self.count(4, "norvek_reloads:count1d", 0, cell=None)
         self.count(20, "norvek_reloads:count1d", 5, cell=None)
         self.count(20, "norvek_reloads_unexplained:count1d", 2, cell=None)
@@ -395,14 +397,14 @@ class RulesTest(unittest.TestCase):
         agent.tells(0, {0: [("Power loss", LONG_AGO)]})
         agent.tells(10, {0: [("Power loss", LONG_AGO)]}, octets=True)
         agent.isSilent(12)
-        self.expect(15, 'last_over_time(agent:norvek_reload_cause_time_seconds:told{octets!=""}[1h])', [])
+        self.expect(15, IN_HEXADECIMAL, [])
 
     def testPrefersTheTextThatComesAfterTheOctets(self):
         agent = self.agent()
         agent.tells(0, {0: [("Power loss", LONG_AGO)]}, octets=True)
         agent.jobBegins(5)
         agent.tells(5, {0: [("Power loss", LONG_AGO)]})
-        self.expect(6, 'last_over_time(agent:norvek_reload_cause_time_seconds:told{octets!=""}[1h])', [])
+        self.expect(6, IN_HEXADECIMAL, [])
 
     def testKnowsARequestInHexadecimal(self):
         agent = self.agent()
@@ -431,7 +433,8 @@ class RulesTest(unittest.TestCase):
             ({"__name__": record, **about, "position": str(position), "description": text,
               "reloaded": str(reloaded)}, value)
             for position, text, reloaded, value in (
-                (1, "Power loss", LONG_AGO, LONG_AGO), (1, "Power loss", LONG_AGO + 5, LONG_AGO + 5),
+                (1, "Power loss", LONG_AGO, LONG_AGO),
+                (1, "Power loss", LONG_AGO + 5, LONG_AGO + 5),
                 (2, "Heat", LONG_AGO + 5, LONG_AGO + 7))])
 
 
