@@ -136,6 +136,13 @@ class RulesTest(unittest.TestCase):
             ({"alertname": name, **dict(zip(("cell", "reloaded"), map(str, about)))}, 1)
             for name, *about in alerts])
 
+    def says(self, minute, name, labels, annotations):
+        """What the one alert of that name is about, and says."""
+        self.last = max(self.last, minute)
+        self.annotations.append({"eval_time": f"{minute}m", "alertname": name, "exp_alerts": [{
+            "exp_labels": {**labels, "device": "edge-1", "cell": "1"},
+            "exp_annotations": annotations}]})
+
     def count(self, minute, record, number, cell=1):
         about = {} if cell is None else {"cell": str(cell)}
         labels = {"__name__": record, **about, **({"device": "edge-1"} if about else {})}
@@ -170,14 +177,21 @@ class RulesTest(unittest.TestCase):
         agent = self.agent()
         agent.tells(0, {0: [("Power loss", LONG_AGO)]})
         agent.tells(10, {0: [("Watchdog expired", 1700003600), ('Fan "3" failed', 1700003601)]})
-        self.last = 10
-        self.annotations = [{"eval_time": "10m", "alertname": UNREQUESTED, "exp_alerts": [{
-            "exp_labels": {"severity": "critical", "device": "edge-1", "cell": "1",
-                           "reloaded": "1700003600"},
-            "exp_annotations": {
+        agent.isSilent(11)
+        for minute in (10, 13):
+            self.says(minute, UNREQUESTED, {"severity": "critical", "reloaded": "1700003600"}, {
                 "summary": "Supervisor 1 of edge-1 reloaded, and nobody requested it",
                 "description": 'Watchdog expired; Fan "3" failed; at 2023-11-14 23:13:20 +0000 UTC',
-                "runbook": "docs/monitoring.md#norvekreloadunrequested"}}]}]
+                "runbook": "docs/monitoring.md#norvekreloadunrequested"})
+
+    def testSaysThatNothingIsKnown(self):
+        agent = self.agent()
+        agent.tells(0, {0: [("Power loss", LONG_AGO)]})
+        agent.tells(10, {0: [("", 0)]})
+        self.says(10, UNEXPLAINED, {"severity": "warning", "reloaded": "0"}, {
+            "summary": "Supervisor 1 of edge-1 reloaded, and the cause is unknown",
+            "description": "no text; at an unknown time",
+            "runbook": "docs/monitoring.md#norvekreloadunexplained"})
 
     def testIsSilentAboutARequestedReload(self):
         agent = self.agent()
