@@ -57,8 +57,8 @@ class Browser:
                            "element.innerText.replace(/\\s+/g, ' ').trim())" % json.dumps(selector))
 
     def picture(self, file):
-        """The whole page as PNG."""
-        height = self.script("return document.documentElement.scrollHeight")
+        """The page as PNG, less what is below 1800 pixels."""
+        height = min(self.script("return document.documentElement.scrollHeight"), 1800)
         width = self.script("return window.innerWidth")
         shot = self.devtools("Page.captureScreenshot", format="png", captureBeyondViewport=True,
                              clip={"x": 0, "y": 0, "width": width, "height": height, "scale": 1})

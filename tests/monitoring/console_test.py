@@ -17,14 +17,15 @@ from support import waitFor  # noqa: E402
 
 NOW = int(time.time())
 HOUR, DAY = 3600, 86400
+POWER_LOST = "Power lost, hard reset or forced restart"
 PICTURES = os.environ.get("MONITORING_PICTURES")  # a folder to leave pictures in
 
 # What a reader must be able to tell from its ground: the least contrast of any text (WCAG 2.1 asks
 # for 4.5), and the text.
 LEAST_CONTRAST = """
   const luminance = colour => {
-    const [r, g, b] = colour.map(part => (part /= 255) <= 0.03928 ? part / 12.92
-                                                                  : ((part + 0.055) / 1.055) ** 2.4);
+    const [r, g, b] = colour.map(part => part / 255).map(
+        part => part <= 0.03928 ? part / 12.92 : ((part + 0.055) / 1.055) ** 2.4);
     return 0.2126 * r + 0.7152 * g + 0.0722 * b;
   };
   const parts = text => text.match(/[\\d.]+/g).map(Number);
@@ -66,14 +67,15 @@ class ConsoleTest(MonitoredTest):
         self.agents = []
 
     def device(self, name, *supervisors, past=()):
-        """A device whose supervisors tell these causes, [(text, time)] each; `past` is what Prometheus
-        knows of before, (cell, text, time) each."""
+        """A device whose supervisors tell these causes, [(text, time)] each; `past` is what
+        Prometheus knows of before, (cell, text, time) each."""
         database = {}
         for cell, causes in enumerate(supervisors, 1):
             database[f"cell/{cell}/sys/reset/history"] = history(causes)
             if len(supervisors) == 2:
                 database[f"cell/{cell}/redundancy/status"] = {
-                    "type": "Redundancy::RedundancyStatus", "protocol": 3, "switchoverCapable": True}
+                    "type": "Redundancy::RedundancyStatus", "protocol": 3,
+                    "switchoverCapable": True}
         self.write(f"{name}.json", json.dumps(database))
         agents = [self.start(cell=cell, db=f"file:{name}.json")
                   for cell, _ in enumerate(supervisors, 1)]
@@ -84,9 +86,12 @@ class ConsoleTest(MonitoredTest):
     def remember(self, device, past):
         with open(self.path("past.txt"), "a") as file:
             for cell, text, at in past:
-                file.write("cell:norvek_reload_cause_time_seconds:history{device=%s,cell=\"%d\","
-                           "position=\"1\",description=%s,reloaded=\"%d\"} %d %d\n" %
-                           (json.dumps(device), cell, json.dumps(text, ensure_ascii=False), at, at, at + 60))
+                labels = ",".join(f"{name}={json.dumps(str(value), ensure_ascii=False)}"
+                                  for name, value in (("device", device), ("cell", cell),
+                                                      ("position", 1), ("description", text),
+                                                      ("reloaded", int(at))))
+                file.write("cell:norvek_reload_cause_time_seconds:history{%s} %d %d\n" %
+                           (labels, at, at + 60))
 
     def look(self, cells):
         """Everything runs, and the supervisors are known."""
@@ -98,6 +103,10 @@ class ConsoleTest(MonitoredTest):
         self.monitor(*self.agents)
         waitFor(lambda: len(self.query("cell:norvek_reload_cause_time_seconds:history")) >= cells,
                 "the reloads are known")
+
+    def waitForCopies(self, number):
+        waitFor(lambda: len(self.query("cell:norvek_reload_cause_time_seconds:peer")) >= number,
+                "each tells of the other")
 
     def show(self, picture=None, width=1280, scheme="light", **parameters):
         self.browser.looks(width, scheme)
@@ -127,10 +136,10 @@ class ConsoleTest(MonitoredTest):
         self.assertEqual(self.browser.script("return document.scripts.length"), 0)
 
     def fleet(self):
-        self.device("edge-1", [("Watchdog expired", NOW - HOUR / 2), ("Reload requested by the active "
-                                                                     "supervisor", NOW - HOUR / 2 + 9)],
+        self.device("edge-1", [("Watchdog expired", NOW - HOUR / 2),
+                               ("Reload requested by the active supervisor", NOW - HOUR / 2 + 9)],
                     [("Reload requested by anna: new kernel", NOW - 3 * DAY)],
-                    past=[(2, "Power lost, hard reset or forced restart", NOW - 6 * DAY),
+                    past=[(2, POWER_LOST, NOW - 6 * DAY),
                           (1, "Reload requested by anna: new kernel", NOW - 3 * DAY - HOUR)])
         self.device("edge-2", [("Orderly reload, requester unknown", NOW - 5 * HOUR)],
                     [("Power button pressed", NOW - 40 * DAY)],
@@ -139,22 +148,24 @@ class ConsoleTest(MonitoredTest):
                     [("Reload requested by root: firmware 4.2", NOW - 8 * HOUR)],
                     past=[(1, "Over temperature: CPU 1", NOW - 5 * DAY),
                           (2, "Over temperature: CPU 1", NOW - 5 * DAY + 4000)])
-        self.device("lab-7", [("<script>document.title = 'taken'</script> “{{ 1 }}” & \u202egnp.exe", NOW - 4 * DAY)])
-        gone, = self.device("spare-3", [("Power lost, hard reset or forced restart", NOW - 30 * DAY)])
+        self.device("lab-7", [("<script>document.title = 'taken'</script> “{{ 1 }}” & "
+                               "\u202egnp.exe", NOW - 4 * DAY)])
+        gone, = self.device("spare-3", [(POWER_LOST, NOW - 30 * DAY)])
         self.look(cells=9)
         gone.stopped()
         waitFor(lambda: self.query('max by (device) (up{device="spare-3"}) == 0'), "one is missed")
-        waitFor(lambda: len(self.query("cell:norvek_reload_cause_time_seconds:peer")) >= 7, "copies")
+        self.waitForCopies(7)
 
     def testShowsTheFleetByState(self):
         self.fleet()
         self.show("fleet-light")
         groups = self.groups()
         self.assertEqual(list(groups), ["Silent", "Not by request", "Cause unknown", "By request"])
-        self.assertEqual([row[:2] for row in groups["By request"]], [["core-1", "1"], ["core-1", "2"]])
+        self.assertEqual([row[:2] for row in groups["By request"]],
+                         [["core-1", "1"], ["core-1", "2"]])
         (silent,), (failed,) = groups["Silent"], groups["Not by request"]
-        self.assertEqual((silent[0], silent[3]), ("spare-3", "Power lost, hard reset or forced restart"))
-        self.assertRegex(silent[2], r"^\d{4}-\d\d-\d\d \d\d:\d\d:\d\d 30d 0h ago$")
+        self.assertEqual((silent[0], silent[3]), ("spare-3", POWER_LOST))
+        self.assertRegex(silent[2], r"^\d{4}-\d\d-\d\d \d\d:\d\d:\d\d 30d \dh ago$")
         self.assertEqual((failed[0], failed[3]), (
             "edge-1", "Watchdog expired Reload requested by the active supervisor"))
         self.assertEqual(self.browser.texts(".legend li"), [
@@ -170,7 +181,8 @@ class ConsoleTest(MonitoredTest):
                          ["edge-1", "edge-2", "core-1", "core-1", "edge-2", "edge-1", "edge-1",
                           "lab-7", "core-1", "core-1", "edge-1"])
         self.assertEqual(rows[4][1:], ["Not by request", "Kernel panic: Out of memory"])
-        self.assertEqual(rows[7][2], "<script>document.title = 'taken'</script> “{{ 1 }}” & \ufffdgnp.exe")
+        self.assertEqual(rows[7][2],
+                         "<script>document.title = 'taken'</script> “{{ 1 }}” & \ufffdgnp.exe")
         self.assertEqual(self.browser.script("return document.title"), "Reloads")
         self.assertEqual(self.browser.script(
             "return document.querySelectorAll('.track i.unrequested').length"), 6)
@@ -188,22 +200,25 @@ class ConsoleTest(MonitoredTest):
         self.show("device-light", device="edge-1")
         self.assertBothBesideEachOther()
         self.assertReadable()
-        self.show("device-dark", scheme="dark", device="edge-1")
+        self.show(scheme="dark", device="edge-1")
         self.assertReadable()
         self.show(width=360, device="edge-1")
         self.assertReadable()
 
     def assertBothBesideEachOther(self):
-        one, two = self.browser.script("return Array.from(document.querySelectorAll('.supervisor'), "
-                                       "box => { const r = box.getBoundingClientRect(); "
-                                       "return [r.top, r.left, r.right] })")
+        one, two = self.browser.script("""
+          return Array.from(document.querySelectorAll('.supervisor'), box => {
+            const { top, left, right } = box.getBoundingClientRect();
+            return [top, left, right];
+          })""")
         self.assertEqual(one[0], two[0])
         self.assertLess(one[2], two[1])
         self.assertEqual(self.browser.texts(".supervisor h2"),
                          ["Supervisor 1 Not by request", "Supervisor 2 Quiet"])
-        causes = self.browser.texts(".supervisor:first-child ol .cause")
-        self.assertEqual(causes, ["Watchdog expired", "Reload requested by the active supervisor"] * 2)
-        self.assertEqual(self.browser.texts(".supervisor:first-child .alert"), ["NorvekReloadUnrequested"])
+        self.assertEqual(self.browser.texts(".supervisor:first-child ol .cause"),
+                         ["Watchdog expired", "Reload requested by the active supervisor"] * 2)
+        self.assertEqual(self.browser.texts(".supervisor:first-child .alert"),
+                         ["NorvekReloadUnrequested"])
 
     def testSaysSoWhereThereIsNothing(self):
         self.write("past.txt", "# EOF\n")
@@ -222,7 +237,7 @@ class ConsoleTest(MonitoredTest):
     def testShowsADeviceOneOfWhoseAgentsIsGone(self):
         one, two = self.device("edge-1", [("Power loss", NOW - 3 * DAY)], [("Heat", NOW - 2 * DAY)])
         self.look(cells=2)
-        waitFor(lambda: len(self.query("cell:norvek_reload_cause_time_seconds:peer")) == 2, "copies")
+        self.waitForCopies(2)
         two.stopped()
         waitFor(lambda: self.query('max by (cell) (up{cell="2"}) == 0') and
                 len(self.query("cell:norvek_reload_cause_time_seconds:own")) == 1, "it is missed")
@@ -233,7 +248,27 @@ class ConsoleTest(MonitoredTest):
         self.assertEqual(agents[0], "answers")
         self.assertRegex(agents[1], r"^does not answer, and did \d+m?s ago$")
         self.assertEqual(self.browser.texts(".supervisor:last-child ol .cause"), ["Heat"])
-        self.assertEqual(self.browser.texts(".supervisor:last-child .nothing"), ["Nothing is told."])
+        self.assertEqual(self.browser.texts(".supervisor:last-child .nothing"),
+                         ["Nothing is told."])
+        self.assertReadable()
+
+    def testShowsCopiesThatDifferAndAChangedTextOnce(self):
+        _, two = self.device("edge-1", [("Power loss", NOW - HOUR)], [("Heat", NOW - 2 * DAY)])
+        self.look(cells=2)
+        self.waitForCopies(2)
+        self.device("edge-1-later", [("Power loss", NOW - HOUR)],
+                    [("Heat of CPU 1", NOW - 2 * DAY)])
+        self.target(("edge-1", 1, self.agents[0][2]), ("edge-1", 2, self.agents[3][2]))
+        waitFor(lambda: {labels["description"] for labels, _ in self.query(
+            'cell:norvek_reload_cause_time_seconds:history{cell="2"}')} == {"Heat of CPU 1"},
+            "the other text")
+        self.show(device="edge-1")
+        self.assertEqual(self.browser.texts(".supervisor:first-child .unlike"), [])
+        self.assertEqual(self.browser.texts(".supervisor:last-child .unlike"),
+                         ["The two do not agree."])
+        self.assertEqual(self.browser.texts("td[data-name=Causes]"),
+                         ["Power loss", "Heat of CPU 1"])
+        self.assertEqual(self.browser.texts(".supervisor dt:nth-of-type(3) + dd"), ["1", "0"])
         self.assertReadable()
 
     def testShowsWhatIsNoTextAndWhatHasNoTime(self):
@@ -244,9 +279,10 @@ class ConsoleTest(MonitoredTest):
         self.write("past.txt", "")
         self.look(cells=2)
         self.show(device="edge 1/ä&x")
-        self.assertEqual(self.browser.texts(".supervisor ol li"), [
-            "0xFFFE " + time.strftime("%Y-%m-%d %H:%M:%S", time.gmtime(NOW - HOUR)) + " 1h 0m ago",
-            "no text time unknown"])
+        bad, untimed = self.browser.texts(".supervisor ol li")
+        at = time.strftime("%Y-%m-%d %H:%M:%S", time.gmtime(NOW - HOUR))
+        self.assertRegex(bad, f"^0xFFFE {at} 1h \\d+m ago$")
+        self.assertEqual(untimed, "no text time unknown")
         self.browser.open(self.consolePage())
         self.browser.script("document.querySelector('tbody a').click()")
         waitFor(lambda: self.browser.texts("h1") == ["edge 1/ä&x"], "the link leads to the device")

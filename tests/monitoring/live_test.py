@@ -60,8 +60,8 @@ class LiveTest(MonitoredTest):
                                               ("NorvekReloadUnrequested", "edge-1", "1")})
 
     def testAnyOctetsSurvive(self):
-        texts = ['say "why" \\ and how', "two\nlines\tand\r", "nul \x00", "für Straße ☃ 😀", "x" * 1024, "",
-                 "<script>alert(1)</script> {{ . }} $1 %s", '"} 1', "\x1b[31mred\x7f", "\u202eleft"]
+        texts = ['say "why" \\ and how', "two\nlines\tand\r", "nul \x00", "für Straße ☃ 😀", "x" * 1024,
+                 "", "<script>alert(1)</script> {{ . }} $1 %s", '"} 1', "\x1b[31mred\x7f", "\u202eleft"]
         self.putHistory(1, {0: [(text, NOW) for text in texts]})
         agent = self.start()
         self.monitor(("edge-1", 1, agent.address))
@@ -88,7 +88,8 @@ class LiveTest(MonitoredTest):
         agent = self.start()
         self.startExporter()
         _, text = self.scraped(agent)
-        told = [line for line in text.splitlines() if line.startswith("norvek_") and 'unit="0"' in line]
+        told = [line for line in text.splitlines()
+                if line.startswith("norvek_") and 'unit="0"' in line]
         row = 'reload="0",unit="0"}'
         self.assertEqual(told, [
             f'norvek_reload_cause_info{{description="Fan failure",position="2",{row} 1',

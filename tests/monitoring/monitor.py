@@ -131,7 +131,8 @@ class MonitoredTest(SystemTest):
     def target(self, *agents):
         """Names (device, cell, address) as the targets."""
         self.write("norvek-targets.yml", json.dumps([
-            {"targets": [re.sub("^udp:", "", address)], "labels": {"device": device, "cell": str(cell)}}
+            {"targets": [re.sub("^udp:", "", address)],
+             "labels": {"device": device, "cell": str(cell)}}
             for device, cell, address in agents]))
 
     def monitor(self, *agents):

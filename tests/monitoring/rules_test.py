@@ -1,4 +1,4 @@
-"""The rules for Prometheus, played to promtool: what agents tell over the hours, and what is alerted."""
+"""The rules for Prometheus, played to promtool: what agents tell, hour by hour, and the alerts."""
 
 import json
 import os
@@ -18,6 +18,7 @@ LOOP = "NorvekReloadLoop"
 DIFFERS = "NorvekCopyDiffers"
 SILENT = "NorvekAgentSilent"
 EXPORTER_DOWN = "NorvekExporterDown"
+IN_HEXADECIMAL = 'last_over_time(agent:norvek_reload_cause_time_seconds:told{octets!=""}[1h])'
 
 
 def named(metric, labels):
@@ -36,12 +37,22 @@ class Agent:
     def __init__(self, device, cell):
         self.labels = {"device": device, "cell": str(cell), "instance": f"{device}-{cell}"}
         self.told = []
+        self.begin = 0
+        self.end = None
+
+    def jobBegins(self, minute):
+        """The job that asks for text does so from then on."""
+        self.begin = minute * 60 // STEP
 
     def tells(self, minute, units, octets=False):
         self.told.append((minute * 60 // STEP, units, octets))
 
     def isSilent(self, minute):
         self.told.append((minute * 60 // STEP, None, False))
+
+    def isRemoved(self, minute):
+        """It is no target from then on."""
+        self.end = minute * 60 // STEP
 
     def at(self, step):
         for begin, units, octets in reversed(self.told):
@@ -51,10 +62,14 @@ class Agent:
 
     def samples(self, step):
         """{series: value} of one moment."""
+        if self.end is not None and step >= self.end:
+            return {}
         units, octets = self.at(step)
         job = "norvek-octets" if octets else "norvek"
-        found = {named("up", {**self.labels, "job": "norvek"}): int(units is not None and not octets),
-                 named("up", {**self.labels, "job": "norvek-octets"}): int(units is not None)}
+        found = {named("up", {**self.labels, "job": "norvek-octets"}): int(units is not None)}
+        if step >= self.begin:
+            found[named("up", {**self.labels, "job": "norvek"})] = int(
+                units is not None and not octets)
         for unit, causes in (units or {}).items():
             for position, (text, time) in enumerate(causes, 1):
                 row = {**self.labels, "job": job, "unit": str(unit), "reload": "0",
@@ -76,8 +91,8 @@ class Exporter:
 
 def inputSeries(sources, steps):
     """Every series with a value for each step, or that it went stale."""
-    moments = [{series: value for source in sources for series, value in source.samples(step).items()}
-               for step in range(steps)]
+    moments = [{series: value for source in sources
+                for series, value in source.samples(step).items()} for step in range(steps)]
     names = sorted({series for moment in moments for series in moment})
     lines = []
     for name in names:
@@ -121,6 +136,13 @@ class RulesTest(unittest.TestCase):
             ({"alertname": name, **dict(zip(("cell", "reloaded"), map(str, about)))}, 1)
             for name, *about in alerts])
 
+    def says(self, minute, name, labels, annotations):
+        """What the one alert of that name is about, and says."""
+        self.last = max(self.last, minute)
+        self.annotations.append({"eval_time": f"{minute}m", "alertname": name, "exp_alerts": [{
+            "exp_labels": {**labels, "device": "edge-1", "cell": "1"},
+            "exp_annotations": annotations}]})
+
     def count(self, minute, record, number, cell=1):
         about = {} if cell is None else {"cell": str(cell)}
         labels = {"__name__": record, **about, **({"device": "edge-1"} if about else {})}
@@ -155,14 +177,21 @@ class RulesTest(unittest.TestCase):
         agent = self.agent()
         agent.tells(0, {0: [("Power loss", LONG_AGO)]})
         agent.tells(10, {0: [("Watchdog expired", 1700003600), ('Fan "3" failed', 1700003601)]})
-        self.last = 10
-        self.annotations = [{"eval_time": "10m", "alertname": UNREQUESTED, "exp_alerts": [{
-            "exp_labels": {"severity": "critical", "device": "edge-1", "cell": "1",
-                           "reloaded": "1700003600"},
-            "exp_annotations": {
+        agent.isSilent(11)
+        for minute in (10, 13):
+            self.says(minute, UNREQUESTED, {"severity": "critical", "reloaded": "1700003600"}, {
                 "summary": "Supervisor 1 of edge-1 reloaded, and nobody requested it",
                 "description": 'Watchdog expired; Fan "3" failed; at 2023-11-14 23:13:20 +0000 UTC',
-                "runbook": "docs/monitoring.md#norvekreloadunrequested"}}]}]
+                "runbook": "docs/monitoring.md#norvekreloadunrequested"})
+
+    def testSaysThatNothingIsKnown(self):
+        agent = self.agent()
+        agent.tells(0, {0: [("Power loss", LONG_AGO)]})
+        agent.tells(10, {0: [("", 0)]})
+        self.says(10, UNEXPLAINED, {"severity": "warning", "reloaded": "0"}, {
+            "summary": "Supervisor 1 of edge-1 reloaded, and the cause is unknown",
+            "description": "no text; at an unknown time",
+            "runbook": "docs/monitoring.md#norvekreloadunexplained"})
 
     def testIsSilentAboutARequestedReload(self):
         agent = self.agent()
@@ -228,7 +257,8 @@ class RulesTest(unittest.TestCase):
         for device in range(5):
             agent = self.agent(device=f"edge-{device}")
             agent.tells(0, {0: [("Power loss", LONG_AGO)]})
-            agent.tells(5 + device, {0: [("Unknown" if device < 2 else "Power loss", LONG_AGO + 9)]})
+            text = "Unknown" if device < 2 else "Power loss"
+            agent.tells(5 + device, {0: [(text, LONG_AGO + 9)]})
         self.count(4, "norvek_reloads:count1d", 0, cell=None)
         self.count(20, "norvek_reloads:count1d", 5, cell=None)
         self.count(20, "norvek_reloads_unexplained:count1d", 2, cell=None)
@@ -254,13 +284,14 @@ class RulesTest(unittest.TestCase):
         self.count(105, "cell:norvek_reloads:count1d", 0)
 
     def testKeepsOneAlertWhileTheAgentComesAndGoes(self):
-        agent = self.agent()
-        agent.tells(0, {0: [("Power loss", LONG_AGO)]})
-        for minute in range(10, 30, 2):
-            agent.tells(minute, {0: [("Watchdog expired", LONG_AGO + 5)]})
-            agent.isSilent(minute + 1)
+        for cell, text in ((1, "Watchdog expired"), (2, "Unknown")):
+            agent = self.agent(cell)
+            agent.tells(0, {0: [("Power loss", LONG_AGO)]})
+            for minute in range(10, 30, 2):
+                agent.tells(minute, {0: [(text, LONG_AGO + 5)]})
+                agent.isSilent(minute + 1)
         for minute in range(10, 30):
-            self.alerted(minute, (UNREQUESTED, 1, LONG_AGO + 5))
+            self.alerted(minute, (UNREQUESTED, 1, LONG_AGO + 5), (UNEXPLAINED, 2, LONG_AGO + 5))
 
     def testKeepsARequestInMindWhileTheAgentIsSilent(self):
         agent = self.agent()
@@ -268,6 +299,12 @@ class RulesTest(unittest.TestCase):
         agent.tells(10, {0: [("Reload requested", LONG_AGO + 5)]})
         agent.isSilent(11)
         self.alerted(15, (SILENT, 1))
+
+    def testForgetsADeviceThatIsNoTargetAnyLonger(self):
+        agent, _ = self.agent(), self.agent(device="edge-2").tells(0, {})
+        agent.tells(0, {0: [("Power loss", LONG_AGO)]})
+        agent.isRemoved(10)
+        self.expect(20, "cell:norvek_reload_time_seconds:last", [])
 
     def testTakesARecentReloadOfANewDeviceForNews(self):
         agent, older = self.agent(), self.agent(device="edge-2")
@@ -374,7 +411,14 @@ class RulesTest(unittest.TestCase):
         agent.tells(0, {0: [("Power loss", LONG_AGO)]})
         agent.tells(10, {0: [("Power loss", LONG_AGO)]}, octets=True)
         agent.isSilent(12)
-        self.expect(15, 'last_over_time(agent:norvek_reload_cause_time_seconds:told{octets!=""}[1h])', [])
+        self.expect(15, IN_HEXADECIMAL, [])
+
+    def testPrefersTheTextThatComesAfterTheOctets(self):
+        agent = self.agent()
+        agent.tells(0, {0: [("Power loss", LONG_AGO)]}, octets=True)
+        agent.jobBegins(5)
+        agent.tells(5, {0: [("Power loss", LONG_AGO)]})
+        self.expect(6, IN_HEXADECIMAL, [])
 
     def testKnowsARequestInHexadecimal(self):
         agent = self.agent()
@@ -384,6 +428,14 @@ class RulesTest(unittest.TestCase):
             agent.tells(minute, {0: [(text, LONG_AGO + minute)]}, octets=True)
             self.alerted(minute + 3)
         self.count(185, "cell:norvek_reloads:count1d", 3)
+
+    def testKeepsTheTimeWhileTwoTextsAreToldOfAReload(self):
+        agent, again = self.agent(), self.agent()
+        again.labels["instance"] = "edge-1 at another address"
+        agent.tells(0, {0: [("Power loss", LONG_AGO)]})
+        again.tells(0, {0: [("Power lost", LONG_AGO)]})
+        record = "cell:norvek_reload_cause_time_seconds:history"
+        self.expect(5, f"max by (reloaded) ({record})", [({"reloaded": str(LONG_AGO)}, LONG_AGO)])
 
     def testKeepsEachReloadForWhoeverLooksBack(self):
         agent = self.agent()
@@ -395,7 +447,8 @@ class RulesTest(unittest.TestCase):
             ({"__name__": record, **about, "position": str(position), "description": text,
               "reloaded": str(reloaded)}, value)
             for position, text, reloaded, value in (
-                (1, "Power loss", LONG_AGO, LONG_AGO), (1, "Power loss", LONG_AGO + 5, LONG_AGO + 5),
+                (1, "Power loss", LONG_AGO, LONG_AGO),
+                (1, "Power loss", LONG_AGO + 5, LONG_AGO + 5),
                 (2, "Heat", LONG_AGO + 5, LONG_AGO + 7))])
 
 
