@@ -45,10 +45,14 @@ U32 numberIn(const char* option, const std::string& text, U32 most) {
   return *number;
 }
 
+std::string lineOf(const std::string& problem) {
+  return "norvek-reset-cause: " + Qel::printableLine(problem) + "\n";
+}
+
 // Builds the parser, and binds to each command what it does.
 class Program {
  public:
-  explicit Program(std::ostream& out) : out_(out) {
+  Program(std::ostream& out, std::ostream& err) : out_(out), err_(err) {
     app_.require_subcommand(1);
     app_.set_version_flag("--version", "norvek-reset-cause " RESETCAUSE_VERSION,
                           "Print the version and stop");
@@ -159,14 +163,18 @@ class Program {
       if (every->count() == 0) return heart.beat(id, *clock_);
       constexpr U32 kHour = 3600;
       const std::chrono::seconds pause(numberIn("--every", text(every), kHour));
-      for (;;) {
-        heart.beat(id, *clock_);
+      for (std::optional<std::string> said;;) {
+        // A disk that is full or read-only now may take it later.
+        const auto problem = Qel::failureOf([&] { heart.beat(id, *clock_); });
+        if (problem && problem != said) err_ << lineOf(*problem) << std::flush;
+        said = problem;
         std::this_thread::sleep_for(pause);
       }
     });
   }
 
   std::ostream& out_;
+  std::ostream& err_;
   const Qel::Ptr<Qel::Clock const> clock_ = Qel::activityManager()->clock();
   CLI::App app_{"Why this machine reloaded", "norvek-reset-cause"};
   CLI::Option* root_ = nullptr;
@@ -175,9 +183,9 @@ class Program {
 }  // namespace
 
 int runCommandLine(int argc, const char* const* argv, std::ostream& out, std::ostream& err) {
-  Program program(out);
+  Program program(out, err);
   const auto fail = [&](const char* why, int status) {
-    err << "norvek-reset-cause: " << Qel::printableLine(why) << '\n';
+    err << lineOf(why);
     return status;
   };
   try {

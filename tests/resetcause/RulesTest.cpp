@@ -117,6 +117,17 @@ TEST(RulesTest, ARequestIsToldWithWhoAndWhy) {
   EXPECT_EQ(cause.time, kLast - 9);
 }
 
+TEST(RulesTest, ARequestLongBeforeTheEndIsOnlyLikely) {
+  const auto askedBefore = [](double seconds) {
+    return causeOf({requestBy("ada", "x", kLast - seconds), record("reboot"),
+                    found(journalStopped, "", kLast)});
+  };
+  EXPECT_EQ(askedBefore(600).confidence, Confidence::certain);
+  EXPECT_EQ(askedBefore(600).elseBe, "");
+  EXPECT_EQ(askedBefore(601).confidence, Confidence::likely);
+  EXPECT_NE(askedBefore(601).elseBe, "");
+}
+
 TEST(RulesTest, ARequestThatTheMachineOutlivedExplainsNothing) {
   EXPECT_EQ(rulesOf({requestBy("ada", "x", kLast - 119)}), "4");
   EXPECT_EQ(rulesOf({requestBy("ada", "x", kLast - 121)}), "11");
@@ -143,9 +154,11 @@ TEST(RulesTest, WhatHadToBeInferredIsLikely) {
   const Cause keys = causeOf({found(ctrlAltDel, "", kLast), found(journalStopped)});
   EXPECT_EQ(keys.text, "Ctrl-Alt-Del on the console");
   EXPECT_EQ(keys.confidence, Confidence::likely);
+  EXPECT_NE(keys.elseBe, "");
   const Cause unit = causeOf({found(failedUnit, "fan.service", kLast), found(journalStopped)});
   EXPECT_EQ(unit.text, "Service fan.service failed (inferred)");
   EXPECT_EQ(unit.action, "Find out why fan.service failed");
+  EXPECT_NE(unit.elseBe, "");
 }
 
 TEST(RulesTest, AnOrderlyEndHasTheTimeOfWhatTellsIt) {
