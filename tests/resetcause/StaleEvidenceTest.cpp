@@ -159,6 +159,18 @@ TEST_F(StaleEvidenceTest, AShutdownInWtmpCountsWhereNoClockWasSet) {
   EXPECT_EQ(machine.rules(), "11");
 }
 
+TEST_F(StaleEvidenceTest, AWatchdogBeforeAStartThroughKexecIsNoCause) {
+  machine.hasWatchdog("watchdog0", 0x20);
+  EXPECT_EQ(judgedAndKept(), "2");
+  machine.says(
+      kThis, 900, "System is rebooting with kexec.",
+      {{"MESSAGE_ID", "98268866d1d54a499c4e98921d93bc40"}, {"SHUTDOWN", "kexec"}, {"_UID", "0"}});
+  machine.says(kThis, 901, "Journal stopped",
+               {{"MESSAGE_ID", "d93fb3c9c24d451a97cea615ce59c00b"}, {"_UID", "0"}});
+  machine.reloads(std::string(32, '4'), kThisStart + kHour);
+  EXPECT_EQ(judgedAndKept(), "6");
+}
+
 TEST_F(StaleEvidenceTest, WhatWasSaidStaysSaidInTheSameBoot) {
   machine.dumped(kDownTime, kPanic);
   const Judgement first = machine.judged();
