@@ -64,6 +64,22 @@ void collect(const std::string& path, int levels, std::vector<DumpFolder>& folde
   if (!folder.files.empty()) folders.push_back(std::move(folder));
 }
 
+// From 2038 on the kernel keeps the second with fewer digits behind it.
+double secondOfErst(std::uint64_t id) {
+  constexpr std::uint64_t kIsFrom2038 = std::uint64_t{1} << 63U;
+  const std::uint64_t second = (id & kIsFrom2038) == 0 ? id >> 32U : (id & ~kIsFrom2038) >> 24U;
+  return static_cast<double>(second);
+}
+
+// systemd-pstore calls it by the id of the dump in it, or by the second.
+std::optional<double> timeOfFolder(const DumpFolder& folder) {
+  constexpr std::uint64_t kFirstSecond = 946684800;
+  constexpr std::uint64_t kFirstId = kFirstSecond << 32U;
+  const auto number = Qel::numberOf<std::uint64_t>(folder.path.substr(folder.path.rfind('/') + 1));
+  if (!number || *number < kFirstSecond) return std::nullopt;
+  return *number < kFirstId ? static_cast<double>(*number) : secondOfErst(*number);
+}
+
 // Dumps of one second are of one crash.
 std::map<double, std::vector<std::string>> crashesIn(const DumpFolder& folder) {
   std::map<double, std::vector<std::string>> crashes;
@@ -71,7 +87,7 @@ std::map<double, std::vector<std::string>> crashesIn(const DumpFolder& folder) {
     if (const auto time = timeOfDump(file)) crashes[*time].push_back(file);
   }
   // The parts joined are of use where they are alone.
-  if (crashes.empty()) crashes[folder.made].push_back(kJoined);
+  if (crashes.empty()) crashes[timeOfFolder(folder).value_or(folder.made)].push_back(kJoined);
   return crashes;
 }
 
@@ -121,14 +137,8 @@ class Crash {
   const std::vector<std::string> files_;
 };
 
-// From 2038 on the kernel keeps the second with fewer digits behind it.
-double secondOfErst(std::uint64_t id) {
-  constexpr std::uint64_t kIsFrom2038 = std::uint64_t{1} << 63U;
-  const std::uint64_t second = (id & kIsFrom2038) == 0 ? id >> 32U : (id & ~kIsFrom2038) >> 24U;
-  return static_cast<double>(second);
-}
-
-void addDump(const DumpText& dump, const Crash& crash, double time, Findings& findings) {
+void addDump(const DumpText& dump, const Crash& crash, const std::optional<double>& time,
+             Findings& findings) {
   if (dump.why == DumpText::Why::nothing) return;
   const Kind kind = dump.why == DumpText::Why::panic     ? Kind::panicDump
                     : dump.why == DumpText::Why::restart ? Kind::haltDump
@@ -172,7 +182,10 @@ void PstoreSource::look(const Boots& boots, Findings& findings) const {
         const Crash crash(folder, files);
         if (!crash.isNew(findings)) continue;
         if (!knows && !isOfThisReload(time, folder, isMoved, boots)) continue;
-        addDump(readDump(crash.text(findings)), crash, time, findings);
+        const DumpText dump = readDump(crash.text(findings));
+        // When the folder was made the crash was over.
+        addDump(dump, crash, time == folder.made ? std::nullopt : std::optional(time + dump.behind),
+                findings);
       }
     }
   }

@@ -2,6 +2,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <sys/sysmacros.h>
+#include <unistd.h>
 
 #include <cstdint>
 #include <filesystem>
@@ -233,6 +235,33 @@ TEST_F(HostileSourcesTest, AStatusOfAWatchdogThatIsNoneIsNamed) {
 TEST_F(HostileSourcesTest, ADamagedRegisterOfTheMakerIsNamedWithThePlace) {
   machine.writes("/run/norvek/reset-register.json", R"({"cause": 7})");
   EXPECT_THAT(problems(), ElementsAre(HasSubstr("/cause")));
+}
+
+TEST_F(HostileSourcesTest, ARegisterOfTheMakerThatAllMayWriteIsNotBelieved) {
+  const std::string path = "/run/norvek/reset-register.json";
+  machine.writes(path, R"({"cause": "lies"})");
+  std::filesystem::permissions(machine.folder() + path, std::filesystem::perms(0666));
+  EXPECT_THAT(problems(), ElementsAre(HasSubstr("others than root")));
+  std::filesystem::permissions(machine.folder() + path, std::filesystem::perms(0644));
+  if (::geteuid() != 0) return;
+  ASSERT_EQ(::chown((machine.folder() + path).c_str(), 4242, 4242), 0);
+  EXPECT_THAT(problems(), ElementsAre(HasSubstr("others than root")));
+}
+
+TEST_F(HostileSourcesTest, TheLogOfTheRunningKernelIsNoneOfAnotherMachinesDisk) {
+  machine.settle();
+  std::filesystem::remove_all(machine.folder() + "/var/log/journal");
+  machine.writes("/dev/kmsg", "6,1,1,-;x86/amd: Previous system reset reason [0x1]: another\n");
+  EXPECT_EQ(judge(machine.root(), *machine.clock_).verdict.beside.size(), 0);
+}
+
+TEST_F(HostileSourcesTest, TheControllerOfTheRunningMachineIsNoneOfAnotherMachinesDisk) {
+  machine.writes("/dev/kmsg", "");
+  const std::string device = machine.folder() + "/dev/ipmi0";
+  if (::mknod(device.c_str(), S_IFCHR | 0600, ::makedev(1, 3)) != 0) {
+    GTEST_SKIP() << "only root can make devices";
+  }
+  EXPECT_THAT(problems(), ElementsAre());
 }
 
 TEST_F(HostileSourcesTest, AFileInThePlaceOfTheControllersDeviceIsNamed) {

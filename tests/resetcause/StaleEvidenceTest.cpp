@@ -85,6 +85,30 @@ TEST_F(StaleEvidenceTest, ANewDumpOfAClockThatIsWrongIsTold) {
   EXPECT_EQ(judgedAndKept(), "1");
 }
 
+TEST_F(StaleEvidenceTest, APanicAfterAnOopsHasItsOwnTime) {
+  // The firmware's store numbers all of a boot from the second of the first.
+  machine.dumped(kDownTime - 4000, "Oops#1 Part1\n<1>[ 1000.0] BUG: unable to handle\n");
+  const auto id = static_cast<std::uint64_t>(kDownTime - 4000) << 32U;
+  machine.writes(
+      "/var/lib/systemd/pstore/" + std::to_string(id) + "/dmesg-erst-" + std::to_string(id + 2),
+      "Panic#2 Part1\n<0>[ 5000.0] Kernel panic - not syncing: x\n");
+  EXPECT_EQ(machine.judged().verdict.cause.time, kDownTime);
+}
+
+TEST_F(StaleEvidenceTest, AJoinedDumpHasTheTimeOfItsFolder) {
+  const auto id = static_cast<std::uint64_t>(kDownTime) << 32U;
+  machine.writes("/var/lib/systemd/pstore/" + std::to_string(id + 1) + "/dmesg.txt", kPanic);
+  EXPECT_EQ(machine.judged().verdict.cause.time, kDownTime);
+  std::filesystem::remove_all(machine.folder() + "/var/lib/systemd/pstore");
+  machine.writes("/var/lib/systemd/pstore/1700015000/dmesg.txt", kPanic);
+  EXPECT_EQ(machine.judged().verdict.cause.time, kDownTime);
+  std::filesystem::remove_all(machine.folder() + "/var/lib/systemd/pstore");
+  machine.writes("/var/lib/systemd/pstore/some/dmesg.txt", kPanic);
+  machine.changed("/var/lib/systemd/pstore/some", kThisStart + 5);
+  EXPECT_EQ(machine.rules(), "1");
+  EXPECT_EQ(machine.judged().verdict.cause.time, std::nullopt);
+}
+
 TEST_F(StaleEvidenceTest, AnEarlierBootsRecordsAreNoCause) {
   machine.says(
       kOlder, 9001, "System is rebooting.",
@@ -133,6 +157,18 @@ TEST_F(StaleEvidenceTest, AShutdownInWtmpCountsWhereNoClockWasSet) {
   machine.startsAt(kBefore, kOlderStart);
   machine.wtmpHas(kDown);
   EXPECT_EQ(machine.rules(), "11");
+}
+
+TEST_F(StaleEvidenceTest, AWatchdogBeforeAStartThroughKexecIsNoCause) {
+  machine.hasWatchdog("watchdog0", 0x20);
+  EXPECT_EQ(judgedAndKept(), "2");
+  machine.says(
+      kThis, 900, "System is rebooting with kexec.",
+      {{"MESSAGE_ID", "98268866d1d54a499c4e98921d93bc40"}, {"SHUTDOWN", "kexec"}, {"_UID", "0"}});
+  machine.says(kThis, 901, "Journal stopped",
+               {{"MESSAGE_ID", "d93fb3c9c24d451a97cea615ce59c00b"}, {"_UID", "0"}});
+  machine.reloads(std::string(32, '4'), kThisStart + kHour);
+  EXPECT_EQ(judgedAndKept(), "6");
 }
 
 TEST_F(StaleEvidenceTest, WhatWasSaidStaysSaidInTheSameBoot) {
