@@ -64,9 +64,11 @@ void addEngine(CLI::App& app, Options& options) {
          "SNMPv3 engine id [from the machine's id and the cell: cloned machines need one each]")
       ->type_name("HEX")
       ->option_text("HEX");
-  addName(app, "--state-dir", options.stateDirectory, "DIR",
-          "Where the starts of the SNMPv3 engine are counted [STATE_DIRECTORY of the environment, "
-          "or nowhere]");
+  addName(
+      app, "--state-dir", options.stateDirectory, "DIR",
+      "Where the starts of the SNMPv3 engine are counted, and what managers were notified of is "
+      "kept [STATE_DIRECTORY of the environment, "
+      "or nowhere]");
 }
 
 void describe(CLI::App& app, Options& options, std::vector<std::string>& traces) {

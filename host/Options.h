@@ -33,7 +33,7 @@ struct Options {
   std::optional<std::string> agentxAddress;  // of the master agent
   std::optional<std::string> configurationFile;  // in place of the built-in access
   std::optional<std::string> engineId;           // its octets
-  std::string stateDirectory;                    // where the starts are counted, or empty
+  std::string stateDirectory;                    // for what is kept from start to start, or empty
   std::vector<std::string> plugins;   // files; empty for the one that came with the program
   std::vector<std::string> contexts;  // the default context, "", comes first
   std::vector<TraceOption> traces;

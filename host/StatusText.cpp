@@ -17,6 +17,7 @@ namespace {
 using Qel::Document;
 
 constexpr std::size_t kMostListed = 256;
+constexpr std::size_t kMostSinksListed = 64;
 
 struct Database {
   std::string url;
@@ -94,10 +95,29 @@ Document rowsOf(const StateTree& tree) {
   return rows;
 }
 
+Document sinkStatusOf(const NotificationSink& sink) {
+  const auto& counts = sink.counts();
+  return Document::Map{{"sink", Qel::String(sink.line().target)},
+                       {"problem", Qel::String(sink.problem())},
+                       {"sent", counts.sent},
+                       {"acknowledged", counts.acknowledged},
+                       {"givenUp", counts.givenUp},
+                       {"kept", std::uint64_t{sink.kept()}}};
+}
+
+Document notificationsOf(const NotificationSinks* sinks) {
+  Document::List list;
+  if (sinks == nullptr) return list;
+  for (const auto& sink : sinks->sinks()) {
+    if (list.size() < kMostSinksListed) list.push_back(sinkStatusOf(*sink));
+  }
+  return list;
+}
+
 }  // namespace
 
 std::string statusText(U32 cell, const std::string& agentProblem, const StateDatabase& database,
-                       const StateTree& tree) {
+                       const StateTree& tree, const NotificationSinks* sinks) {
   const auto databases = databasesOf(database);
   auto stale = stalenessOf(databases);
   if (!agentProblem.empty()) stale.emplace_back(Qel::String(agentProblem));
@@ -107,6 +127,7 @@ std::string statusText(U32 cell, const std::string& agentProblem, const StateDat
                        {"redundancy", redundancyOf(database)},
                        {"peerMount", mountOf(database, tree)},
                        {"rows", rowsOf(tree)},
+                       {"notifications", notificationsOf(sinks)},
                        {"databases", Document()}};
   for (std::size_t mostListed = kMostListed;; mostListed /= 2) {
     Document::List list;

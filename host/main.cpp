@@ -77,7 +77,7 @@ void serve(const Host::Options& options, const Host::SignalEvents& reloadSignals
   });
   const auto onReload = reloadSignals.watch(loop, [&reload] { reload.begin(); });
   const auto door = Host::statusDoorOf(options, loop, [&] {
-    return Host::statusText(options.cellId, agent.problem(), database, plugins.tree());
+    return Host::statusText(options.cellId, agent.problem(), database, plugins.tree(), &sinks);
   });
 
   // What a file holds already is in the table before the first request is.

@@ -80,7 +80,7 @@ struct SnmpdModule::Served {
                  toldCausesFile(options), loop, monotonicSeconds),
         following(plugins.tree().follow([this](U32 unit) { notifier.changed(unit); })),
         door(statusDoorOf(options, loop, [this] {
-          return statusText(options.cellId, "", database, plugins.tree());
+          return statusText(options.cellId, "", database, plugins.tree(), nullptr);
         })) {
     std::ranges::for_each(pluginFiles, keep);
   }

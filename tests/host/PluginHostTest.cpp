@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <fstream>
 #include <iostream>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -135,6 +136,45 @@ void loadAndUnload(Process& process) {
 
 TEST_F(PluginHostTest, LeavesNothingAfterFiftyLoadsAndUnloads) {
   EXPECT_EXIT(loadAndUnloadAPair(), testing::ExitedWithCode(0), "^$");
+}
+
+std::string firstCauseOf(const StateTree& tree, U32 unit) {
+  const auto reload = tree.reloadOf(unit);
+  return reload ? reload->causeQ().first()->value().description().stdString() : "none";
+}
+
+[[noreturn]] void followTheTable() {
+  constexpr char kFile[] = "PluginHostTest.table.json";
+  writePair(kFile);
+  {
+    Process process(kFile);
+    const auto plugins = process.newPlugins({""});
+    Process::settle();
+    const StateTree& tree = plugins->tree();
+    EXPECT_EQ(firstCauseOf(tree, 0), "own");
+    EXPECT_EQ(firstCauseOf(tree, 1), "own");
+    EXPECT_EQ(firstCauseOf(tree, 2), "peer");
+    EXPECT_EQ(firstCauseOf(tree, 3), "none");
+
+    std::set<U32> changed;
+    auto following = tree.follow([&changed](U32 unit) { changed.insert(unit); });
+    EXPECT_THAT(changed, IsEmpty());
+    process.database().resetHistory()->rebootHistory(0)->causeQIs({{"again", 3}});
+    EXPECT_THAT(changed, ElementsAre(0U, 1U));
+    EXPECT_EQ(firstCauseOf(tree, 0), "again");
+
+    following = nullptr;
+    changed.clear();
+    process.database().resetHistory()->rebootHistory(0)->causeQIs({});
+    EXPECT_THAT(changed, IsEmpty());
+    EXPECT_EQ(firstCauseOf(tree, 0), "none");
+  }
+  std::remove(kFile);
+  end();
+}
+
+TEST_F(PluginHostTest, FollowsTheTable) {
+  EXPECT_EXIT(followTheTable(), testing::ExitedWithCode(0), "^$");
 }
 
 [[noreturn]] void lookUpTheModel() {

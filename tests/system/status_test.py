@@ -55,7 +55,7 @@ class Status(support.SystemTest):
         self.assertEqual(told, {
             "cell": 1, "fresh": True, "stale": [], "peerMount": "mounted", "databases": [],
             "redundancy": {"protocol": 3, "switchoverCapable": True},
-            "rows": {"0": 2, "1": 2, "2": 1}})
+            "rows": {"0": 2, "1": 2, "2": 1}, "notifications": []})
         self.assertGreaterEqual(database.pop("age"), 0)
         self.assertEqual(database, {
             "url": "file:kavra.json", "reachable": True, "problem": None, "epoch": None,
