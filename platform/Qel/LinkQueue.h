@@ -7,6 +7,7 @@
 #include <utility>  // IWYU pragma: keep
 
 #include "Qel/Assert.h"
+#include "Qel/Keyed.h"
 #include "Qel/Ptr.h"
 #include "Qel/PtrInterface.h"
 #include "Qel/TreeFinger.h"
@@ -17,17 +18,16 @@ namespace Qel {
 // the queue may stand on an element that leaves it.
 template <class Key, class Value>
 class LinkQueueElement : public PtrInterface,
+                         public Keyed<Key>,
                          public boost::intrusive::set_base_hook<
                              boost::intrusive::link_mode<boost::intrusive::safe_link>,
                              boost::intrusive::optimize_size<true>> {
  public:
-  LinkQueueElement(const Key& key, Value value) : key_(key), value_(std::move(value)) {}
+  LinkQueueElement(const Key& key, Value value) : Keyed<Key>(key), value_(std::move(value)) {}
 
-  const Key& key() const noexcept { return key_; }
   const Value& value() const noexcept { return value_; }
 
  private:
-  const Key key_;
   const Value value_;
 };
 

@@ -13,7 +13,8 @@ namespace Qel {
 
 // The links by which an ordered map holds a row; zero while the row is in no map.
 class RbTreeMapLinks : public boost::intrusive::set_base_hook<
-                           boost::intrusive::link_mode<boost::intrusive::safe_link>> {};
+                           boost::intrusive::link_mode<boost::intrusive::safe_link>,
+                           boost::intrusive::optimize_size<true>> {};
 
 // Ordered map of counted rows: no two of equal keys, the least by operator< first.
 //
