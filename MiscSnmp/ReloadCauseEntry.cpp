@@ -32,7 +32,7 @@ const auto registration = Qel::typeNodeIs({
 
 ReloadCauseEntry::ReloadCauseEntry(const ReloadCauseKey& key,
                                    const Qel::Ptr<System::ResetInstance const>& resetCause)
-    : key_(key), resetCause_(resetCause) {}
+    : Keyed(key), resetCause_(resetCause) {}
 
 const Qel::TypeNode* ReloadCauseEntry::fwkType() const { return &registration->node(); }
 

@@ -3,6 +3,7 @@
 #include <cstdint>
 
 #include "MiscSnmp/ReloadCauseKey.h"
+#include "Qel/Keyed.h"
 #include "Qel/Ptr.h"
 #include "Qel/PtrInterface.h"
 #include "Qel/RbTreeMap.h"
@@ -18,20 +19,21 @@ namespace MiscSnmp {
 // Neither ever changes. Description and time are taken from the reload's cause queue at each read,
 // so a row shows what the platform holds at that moment, also after it has left the table. A row
 // keeps its reload alive.
-class ReloadCauseEntry final : public Qel::PtrInterface, public Qel::RbTreeMapLinks {
+class ReloadCauseEntry final : public Qel::PtrInterface,
+                               public Qel::Keyed<ReloadCauseKey>,
+                               public Qel::RbTreeMapLinks {
  public:
   // `resetCause` must not be null: every read goes to it. Rows of a table are made by
   // GeneralMib::reloadCauseTableIs alone.
   ReloadCauseEntry(const ReloadCauseKey& key,
                    const Qel::Ptr<System::ResetInstance const>& resetCause);
 
-  const ReloadCauseKey& key() const noexcept { return key_; }
-  const ReloadCauseKey& fwkKey() const noexcept { return key_; }
+  const ReloadCauseKey& fwkKey() const noexcept { return key(); }
   const Qel::Ptr<System::ResetInstance const>& resetCause() const noexcept { return resetCause_; }
 
-  U32 unitIndex() const noexcept { return key_.unitIndex(); }
-  U32 reloadIndex() const noexcept { return key_.instanceIndex(); }
-  U32 causeIndex() const noexcept { return key_.causeIndex(); }
+  U32 unitIndex() const noexcept { return key().unitIndex(); }
+  U32 reloadIndex() const noexcept { return key().instanceIndex(); }
+  U32 causeIndex() const noexcept { return key().causeIndex(); }
 
   // The description as the platform recorded it, any octets; empty when the cause is missing.
   Qel::String causeDesc() const {
@@ -54,7 +56,7 @@ class ReloadCauseEntry final : public Qel::PtrInterface, public Qel::RbTreeMapLi
     if (version_ != queue.version()) {
       // Managers count causes from 1, the queue from 0; cause index 0 wraps to a key that no queue
       // has.
-      cause_ = queue.value(key_.causeIndex() - 1U);
+      cause_ = queue.value(key().causeIndex() - 1U);
       version_ = queue.version();
     }
     return cause_;
@@ -66,7 +68,6 @@ class ReloadCauseEntry final : public Qel::PtrInterface, public Qel::RbTreeMapLi
     return static_cast<U32>(static_cast<std::int64_t>(time));
   }
 
-  const ReloadCauseKey key_;
   const Qel::Ptr<System::ResetInstance const> resetCause_;
   mutable const System::ResetCause* cause_ = nullptr;  // in the queue of that version
   mutable std::uint64_t version_ = ~std::uint64_t{0};

@@ -76,11 +76,11 @@ def store(kind, rows):
 class Agent:
     """On a core of its own choice; ended by its context."""
 
-    def __init__(self, options, rows, plugins=(TABLE,), under=()):
+    def __init__(self, options, rows, plugins=(TABLE,), under=(), program=support.AGENT):
         """Under: the words in front of the command, of what looks at it."""
         self.port = support.freePort()
         self.rows = rows
-        command = [*under, support.AGENT, *options, "--listen", f"udp:127.0.0.1:{self.port}"]
+        command = [*under, program, *options, "--listen", f"udp:127.0.0.1:{self.port}"]
         for plugin in plugins:
             command += ["--plugin", plugin]
         self.log = tempfile.TemporaryFile(mode="w+")

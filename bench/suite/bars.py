@@ -4,6 +4,7 @@ import statistics
 from dataclasses import dataclass
 from typing import Optional
 
+import flame
 from figures import Bar, Figure, atLeast, atMost, median, ratio
 
 OURS, SCALAR, TDATA, SORTED, MAP = "ours", "scalar", "tdata", "sorted", "map"
@@ -88,6 +89,13 @@ def instructionRows(found):
                   Figure.exact(found[subject]), bar, rows=100)
 
 
+def flameRows(found):
+    yield Row("instructions of the agent a GETNEXT, without the system's", Figure.exact(
+        found["instructions"]), rows=flame.ROWS)
+    for owner, instructions in flame.byOwner(found["frames"]).most_common():
+        yield Row(f"of them in {owner}", Figure.exact(instructions), rows=flame.ROWS)
+
+
 def saturatedRows(found):
     for subject, title, bar in (("table", "the table", atLeast(2.2)), ("scalar", "a scalar", None)):
         for key, what in (("ratio", "answers a second"),
@@ -141,6 +149,7 @@ SECTIONS = {"requests-file": lambda found: [*requestRows(found), *stepRows(found
             "requests-redis": lambda found: [*requestRows(found), *stepRows(found)],
             "saturated": saturatedRows,
             "instructions": instructionRows,
+            "flame": flameRows,
             "benchmarks": benchmarkRows,
             "publications": publicationRows,
             "idle": idleRows,

@@ -6,6 +6,7 @@ from dataclasses import dataclass
 
 RESAMPLES = 2000
 CONFIDENCE = 0.95
+SIGNIFICANT = 5  # digits
 
 
 @dataclass(frozen=True)
@@ -85,3 +86,11 @@ def text(figure, unit=""):
     if figure.low == figure.high:
         return number(figure.value) + unit
     return f"{number(figure.value)}{unit} [{number(figure.low)}, {number(figure.high)}]"
+
+
+def rounded(value):
+    if isinstance(value, float):
+        return float(f"{value:.{SIGNIFICANT}g}")
+    if isinstance(value, dict):
+        return {key: rounded(inner) for key, inner in value.items()}
+    return [rounded(inner) for inner in value] if isinstance(value, list) else value

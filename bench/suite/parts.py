@@ -10,9 +10,10 @@ import time
 from dataclasses import dataclass
 
 import agents
+import flame
+from figures import rounded  # noqa: F401  (for who writes what was found)
 
 SIZES = (4, 100, 1000, 10000, 100000)
-SIGNIFICANT = 5  # digits
 
 
 @dataclass(frozen=True)
@@ -32,14 +33,6 @@ WHOLE = Effort(starts=4, rounds=3, blocks=3, firstAnswers=7, repetitions=6, publ
                settling=10, seconds=36)
 QUICK = Effort(starts=1, rounds=2, blocks=1, firstAnswers=1, repetitions=1, publications=10,
                settling=1, seconds=2)
-
-
-def rounded(value):
-    if isinstance(value, float):
-        return float(f"{value:.{SIGNIFICANT}g}")
-    if isinstance(value, dict):
-        return {key: rounded(inner) for key, inner in value.items()}
-    return [rounded(inner) for inner in value] if isinstance(value, list) else value
 
 
 def requests(kind, effort):
@@ -190,6 +183,7 @@ PARTS = {
     "start": start,
     "benchmarks": benchmarks,
     "instructions": instructions,
+    "flame": lambda _: flame.measured(),
     "saturated": saturated,
     "publications": publications,
     "idle": idle,

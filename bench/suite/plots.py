@@ -1,5 +1,6 @@
 """The plots of the page, each from one part. Needs Debian's python3-matplotlib."""
 
+import json
 import os
 
 import matplotlib
@@ -13,6 +14,9 @@ from bars import OURS, SCALAR, SORTED, STORES, TDATA  # noqa: E402
 COLOURS = {OURS: "#d62728", SCALAR: "#7f7f7f", TDATA: "#1f77b4", SORTED: "#2ca02c"}
 NAMES = {OURS: "the table", SCALAR: "scalar", TDATA: "tdata", SORTED: "lean iterator"}
 DPI = 110
+OWNERS = {"the table": "#d62728", "the agent": "#ff7f0e", "net-snmp": "#aec7e8",
+          "C and C++": "#c7c7c7"}
+BEFORE = "flame-before.json"  # written by bench/suite/flame.py
 
 
 def curve(axes, found, colour, name, figureOf):
@@ -106,6 +110,48 @@ def publications(found, directory):
     return save(figure, directory, "publications.png")
 
 
+def frame(axes, left, depth, widest, what):
+    """One frame, and below it what it calls."""
+    name, owner, instructions, called = what
+    axes.barh(depth, instructions, left=left, height=0.95, color=OWNERS[owner], edgecolor="white",
+              linewidth=0.4, label=owner)
+    letters = int(290 * instructions / widest)
+    if letters > 3:
+        axes.text(left + 0.002 * widest, depth, name[:letters], fontsize=6, va="center",
+                  clip_on=True)
+    for inner in called:
+        frame(axes, left, depth + 1, widest, inner)
+        left += inner[2]
+
+
+def depthOf(frames):
+    return 1 + max((depthOf(called) for *_, called in frames), default=-1)
+
+
+def flame(found, directory):
+    """All on one scale, so that what was saved is seen."""
+    flames = [("now", found)]
+    before = os.path.join(directory, BEFORE)
+    if os.path.exists(before):
+        with open(before, encoding="utf-8") as file:
+            earlier = json.load(file)
+        flames.insert(0, (f"at {earlier['source']}", earlier))
+    widest = max(each["instructions"] for _, each in flames)
+    depths = [depthOf(each["frames"]) for _, each in flames]
+    figure, panels = plt.subplots(len(flames), 1, figsize=(14, 0.16 * sum(depths) + len(flames)),
+                                  squeeze=False, height_ratios=depths)
+    for axes, (when, each) in zip(panels[:, 0], flames):
+        left = 0
+        for outermost in each["frames"]:
+            frame(axes, left, 0, widest, outermost)
+            left += outermost[2]
+        axes.set_xlim(0, widest)
+        axes.invert_yaxis()
+        axes.set_yticks([])
+        axes.set_title(f"{when}: {each['instructions']:,.0f} instructions")
+    return save(figure, directory, "flame.png")
+
+
 def draw(results, directory):
     """The names of the files drawn for each part that was measured."""
     os.makedirs(directory, exist_ok=True)
@@ -114,7 +160,7 @@ def draw(results, directory):
         if part in results:
             found = results[part]["found"]
             drawn[part] = [plot(found, directory, part) for plot in (latencies, rates)]
-    for part, plot in (("start", start), ("publications", publications)):
+    for part, plot in (("start", start), ("publications", publications), ("flame", flame)):
         if part in results:
             drawn[part] = [plot(results[part]["found"], directory)]
     return drawn

@@ -7,9 +7,10 @@
 #include <utility>  // IWYU pragma: keep
 
 #include "Qel/Assert.h"
+#include "Qel/Keyed.h"
 #include "Qel/Ptr.h"
 #include "Qel/PtrInterface.h"
-#include "Qel/TreeFinger.h"
+#include "Qel/TreeFinder.h"
 
 namespace Qel {
 
@@ -17,17 +18,16 @@ namespace Qel {
 // the queue may stand on an element that leaves it.
 template <class Key, class Value>
 class LinkQueueElement : public PtrInterface,
+                         public Keyed<Key>,
                          public boost::intrusive::set_base_hook<
                              boost::intrusive::link_mode<boost::intrusive::safe_link>,
                              boost::intrusive::optimize_size<true>> {
  public:
-  LinkQueueElement(const Key& key, Value value) : key_(key), value_(std::move(value)) {}
+  LinkQueueElement(const Key& key, Value value) : Keyed<Key>(key), value_(std::move(value)) {}
 
-  const Key& key() const noexcept { return key_; }
   const Value& value() const noexcept { return value_; }
 
  private:
-  const Key key_;
   const Value value_;
 };
 
@@ -102,10 +102,9 @@ class LinkQueue {
   Ptr<Element const> operator[](const Key& key) const {
     return Ptr<Element const>(findInTree(elements_, key));
   }
-  // The value under `key`, or null; there until the element leaves. Quick when values are asked for
-  // in their order.
+  // The value under `key`, or null; there until the element leaves.
   const Value* value(const Key& key) const {
-    const Element* const found = finger_.find(elements_, key);
+    const Element* const found = findInTree(elements_, key);
     return found != nullptr ? &found->value() : nullptr;
   }
   IteratorConst iteratorConst() const { return IteratorConst(*this); }
@@ -117,7 +116,7 @@ class LinkQueue {
     const Ptr<Element> element = make<Element>(key, std::move(value));
     element->referenceNew();  // the queue's own
     elements_.push_back(*element);
-    changed();
+    ++version_;
     return key;
   }
   // Removes and returns the element under `key`, or null.
@@ -126,7 +125,7 @@ class LinkQueue {
   Ptr<Element> pop() { return take(elements_.begin()); }
   void clear() {
     if (empty()) return;
-    changed();
+    ++version_;
     elements_.clear_and_dispose([](Element* element) { element->referenceDel(); });
   }
 
@@ -142,17 +141,11 @@ class LinkQueue {
     if (place == elements_.end()) return nullptr;
     Element& element = *place;
     elements_.erase(place);
-    changed();
+    ++version_;
     return Ptr<Element>::adopt(&element);
   }
 
-  void changed() {
-    ++version_;
-    finger_.forget();
-  }
-
   Tree elements_;
-  mutable TreeFinger<Tree> finger_;
   std::uint64_t version_ = 0;
 };
 

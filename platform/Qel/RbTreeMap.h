@@ -3,17 +3,17 @@
 #include <boost/intrusive/set.hpp>
 #include <cstddef>
 #include <cstdint>
-#include <iterator>
 
 #include "Qel/Assert.h"
 #include "Qel/Ptr.h"
-#include "Qel/TreeFinger.h"
+#include "Qel/TreeFinder.h"
 
 namespace Qel {
 
 // The links by which an ordered map holds a row; zero while the row is in no map.
 class RbTreeMapLinks : public boost::intrusive::set_base_hook<
-                           boost::intrusive::link_mode<boost::intrusive::safe_link>> {};
+                           boost::intrusive::link_mode<boost::intrusive::safe_link>,
+                           boost::intrusive::optimize_size<true>> {};
 
 // Ordered map of counted rows: no two of equal keys, the least by operator< first.
 //
@@ -49,10 +49,11 @@ class RbTreeMap {
     // stays there. The row need not be in the map any more.
     void advance() {
       if (!row_) return;
-      auto next = map_->version_ == version_ ? std::next(map_->tree_.iterator_to(node()))
-                                             : map_->tree_.upper_bound(row_->fwkKey());
+      auto next = map_->version_ == version_
+                      ? rowOf<Row>(map_->finder_.next(map_->tree_, node()))
+                      : map_->template rowAt<Row>(map_->tree_.upper_bound(row_->fwkKey()));
       version_ = map_->version_;
-      row_ = map_->template rowAt<Row>(next);
+      row_ = std::move(next);
     }
     BasicIterator& operator++() {
       advance();
@@ -95,9 +96,10 @@ class RbTreeMap {
   IteratorConst startAt(const Key& key) const {
     return IteratorConst(*this, rowAt<Value const>(tree_.lower_bound(key)));
   }
-  // At the row under `key`, else at the end. Quick when rows are asked for in their order.
+  // At the row under `key`, else at the end. Quick when rows are asked for in their order, or the
+  // map has not changed for a while.
   IteratorConst find(const Key& key) const {
-    return IteratorConst(*this, rowOf<Value const>(finger_.find(tree_, key)));
+    return IteratorConst(*this, rowOf<Value const>(finder_.find(tree_, key)));
   }
 
   // Stores `row`, which is in no other map, under its own key, in the place of a row that has the
@@ -165,11 +167,11 @@ class RbTreeMap {
 
   void changed() {
     ++version_;
-    finger_.forget();
+    finder_.forget();
   }
 
   Tree tree_;
-  mutable TreeFinger<Tree> finger_;
+  mutable TreeFinder<Tree> finder_;
   std::uint64_t version_ = 0;
 };
 

@@ -46,7 +46,8 @@ Qel::DocumentCodec::Fields RedundancyStatusCodec::fieldsOf(const Qel::Document& 
 
 Qel::Document RedundancyStatusCodec::documentOf(const Fields& fields) const {
   Qel::FieldReader reader(fields);
-  Qel::Document::Map document{{"type", kType}};
+  Qel::Document::Map document;
+  document.emplace_back("type", kType);
   document.emplace_back("protocol", reader.takeU32("protocol"));
   document.emplace_back("switchoverCapable", reader.takeBool("switchoverCapable"));
   reader.needNoMore();

@@ -10,6 +10,7 @@ sys.path.insert(0, os.path.join(ROOT, "bench/suite"))
 import bars  # noqa: E402  (needs the path above)
 import document  # noqa: E402
 import figures  # noqa: E402
+import flame  # noqa: E402
 import parts  # noqa: E402
 from figures import Figure, atLeast, atMost  # noqa: E402
 
@@ -106,6 +107,45 @@ class Page(unittest.TestCase):
         page = document.document({"instructions": result(COUNTED)},
                                  {"instructions": ["one.png"]})
         self.assertIn("![Instructions](performance/one.png)", page)
+
+
+class Flames(unittest.TestCase):
+    PROFILE = """events: Ir
+ob=(1) /usr/bin/norvek-snmpd
+fn=(1) main
+10 5
+cob=(2) /usr/lib/libMiscSnmp.so
+cfn=(2) handler(int)'main
+calls=3 20
+11 900
+ob=(2)
+fn=(2)
+20 40
++1 60
+fn=(3) first<A<B> >(void**)'main
+* 50
+""".splitlines(keepends=True)
+
+    def testAStackTookWhatItsLinesSayAndNotWhatItCalled(self):
+        took, whose = flame.stacksIn(self.PROFILE)
+        self.assertEqual(took, {("main",): 5, ("main", "handler(int)"): 100,
+                                ("main", "first<A<B> >(void**)"): 50})
+        self.assertEqual(whose, {"main": "the agent", "handler(int)": "the table",
+                                 "first<A<B> >(void**)": "the table"})
+
+    def testFramesStandInTheirCallersTheDearestFirst(self):
+        frames = flame.framesOf(*flame.stacksIn(self.PROFILE), least=1)
+        self.assertEqual(frames, [["main", "the agent", 155, [
+            ["handler", "the table", 100, []], ["first", "the table", 50, []]]]])
+        self.assertEqual(flame.byOwner(frames), {"the agent": 5, "the table": 150})
+
+    def testWhatTakesLittleAndWhatPassesACallOnIsLeftOut(self):
+        frames = flame.framesOf(*flame.stacksIn(self.PROFILE), least=60)
+        self.assertEqual(frames[0][3], [["handler", "the table", 100, []]])
+        self.assertEqual(flame.simplified(["a", "x", 100, [["b", "y", 99, []]]]),
+                         ["b", "y", 100, []])
+        self.assertEqual(flame.simplified(["a", "x", 100, [[flame.UNKNOWN, "y", 99, []]]]),
+                         ["a", "x", 100, []])
 
 
 class Traces(unittest.TestCase):

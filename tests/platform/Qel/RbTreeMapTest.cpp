@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <iostream>
 #include <limits>
 #include <map>
@@ -234,6 +235,88 @@ TEST_F(RbTreeMapTest, ARowThatIsInAnotherMapEndsTheProcess) {
   EXPECT_DEATH(other.rowIs(row), "assertion failed: .*is_linked") << "in the place of another";
 }
 
+// A row that counts how often it is asked for its key.
+class AskedRow : public Qel::PtrInterface, public Qel::RbTreeMapLinks {
+ public:
+  explicit AskedRow(U32 key) : key_(key) {}
+  const U32& fwkKey() const noexcept { return ++asked, key_; }
+
+  static inline U32 asked = 0;
+
+ private:
+  const U32 key_;
+};
+
+class LargeRbTreeMapTest : public support::LiveObjectsTest {
+ protected:
+  static constexpr U32 kMany = 10'000;
+  static constexpr U32 kFew = 2 * 14 + 2;  // a balanced tree is twice as deep at most
+  static constexpr U32 kLooksAtRest = kMany / 16;
+
+  LargeRbTreeMapTest() {
+    for (U32 key = 0; key < kMany; ++key) map_.rowIs(make<AskedRow>(key));
+  }
+  // How many keys of rows a look here and there takes.
+  U32 keysOfALook() {
+    const U32 key = ++looks_ * 4051U % kMany;
+    AskedRow::asked = 0;
+    const Ptr<AskedRow const> found = map_.find(key).ptr();
+    const U32 asked = AskedRow::asked;
+    EXPECT_EQ(found->fwkKey(), key);
+    return asked;
+  }
+  U32 mostKeysOf(U32 looks) {
+    U32 most = 0;
+    for (U32 i = 0; i < looks; ++i) most = std::max(most, keysOfALook());
+    return most;
+  }
+
+  Qel::RbTreeMap<AskedRow, U32> map_;
+
+ private:
+  U32 looks_ = 0;
+};
+
+TEST_F(LargeRbTreeMapTest, FindsRowsWithoutAskingAnyOnceItHasRested) {
+  EXPECT_LE(mostKeysOf(kLooksAtRest - 1), kFew);
+  keysOfALook();
+  EXPECT_EQ(mostKeysOf(kMany), 0U);
+  EXPECT_FALSE(map_.find(kMany));
+}
+
+TEST_F(LargeRbTreeMapTest, AsksFewRowsForALookWhileItChanges) {
+  U32 most = 0;
+  for (U32 i = 0; i < kMany; ++i) {
+    if (i % (kLooksAtRest / 2) == 0) map_.rowIs(make<AskedRow>(i));
+    most = std::max(most, keysOfALook());
+  }
+  EXPECT_LE(most, kFew);
+}
+
+TEST_F(LargeRbTreeMapTest, FindsWhatIsThereAfterARest) {
+  mostKeysOf(kLooksAtRest);
+  EXPECT_EQ(map_.rowDel(5)->fwkKey(), 5U);
+  EXPECT_FALSE(map_.find(5));
+  map_.clear();
+  EXPECT_FALSE(map_.find(6));
+}
+
+TEST_F(LargeRbTreeMapTest, WalksOnFromARowThatWasFoundAtRest) {
+  mostKeysOf(kLooksAtRest);
+  auto it = std::as_const(map_).find(kMany - 2);
+  it.advance();
+  EXPECT_EQ(it.key(), kMany - 1);
+  it.advance();
+  EXPECT_FALSE(it);
+  it = std::as_const(map_).find(kMany - 1);
+  it.advance();
+  EXPECT_FALSE(it);
+  it = std::as_const(map_).find(3);
+  map_.rowDel(4);
+  it.advance();
+  EXPECT_EQ(it.key(), 5U);
+}
+
 // The map beside a std::map of what it must hold, with iterators that stand while both change.
 class RbTreeMapAgainstStdMap : public RbTreeMapTest {
  protected:
@@ -244,6 +327,7 @@ class RbTreeMapAgainstStdMap : public RbTreeMapTest {
   };
 
   void step() {
+    if (random_.below(200) == 0) return rest();
     switch (random_.below(12)) {
       case 0:
       case 1:
@@ -309,6 +393,14 @@ class RbTreeMapAgainstStdMap : public RbTreeMapTest {
     const auto wanted = model_.find(key);
     const RowMap::IteratorConst it = std::as_const(map_).find(key);
     ASSERT_EQ(it.ptr(), wanted == model_.end() ? Ptr<Row>() : wanted->second);
+    if (it && random_.below(2) == 0) someStanding() = {it, key};
+  }
+  // Long enough for the map to make itself quicker.
+  void rest() {
+    for (int i = 0; i < 30; ++i) {
+      find();
+      advance();
+    }
   }
   void advance() {
     Standing& standing = someStanding();

@@ -3,9 +3,12 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <memory>
 #include <sstream>
 #include <string>
+#include <thread>
 #include <unordered_set>
+#include <utility>
 
 #include "Qel/Name.h"
 
@@ -35,6 +38,31 @@ TEST(StringTest, CopiesShareOneBuffer) {
   const String text("shared");
   const String copy = text;  // NOLINT(performance-unnecessary-copy-initialization)
   EXPECT_EQ(copy.charPtr(), text.charPtr());
+}
+
+TEST(StringTest, ACopyKeepsTheTextThatAnotherLetsGo) {
+  String text("kept");
+  String copy("let go");
+  copy = text;
+  text = String();
+  EXPECT_EQ(copy, "kept");
+  const String& itself = copy;
+  copy = itself;
+  EXPECT_EQ(copy, "kept");
+  const String moved = std::move(copy);
+  EXPECT_EQ(moved, "kept");
+}
+
+TEST(StringTest, ThreadsShareABuffer) {
+  const auto text = std::make_unique<String>("shared by threads");
+  const auto copyAndLetGo = [copy = *text] {
+    for (int i = 0; i < 100'000; ++i) EXPECT_EQ(String(copy).bytes(), 17U);
+  };
+  std::thread first(copyAndLetGo);
+  std::thread second(copyAndLetGo);
+  first.join();
+  second.join();
+  EXPECT_EQ(*text, "shared by threads");
 }
 
 TEST(StringTest, ComparesOctetsAsUnsignedNumbers) {
