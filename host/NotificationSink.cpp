@@ -199,7 +199,8 @@ netsnmp_session* NotificationSink::newSession(const std::string& number) {
   session.community = octetsIn(line_.community);
   session.community_len = line_.community.size();
   // Of a trap the sender is the authority, of an inform the receiver.
-  const std::string engineId = line_.isInform() ? line_.engineId : ownEngineId();
+  const bool isOwn = line_.engineId.empty() && !line_.isInform();
+  const std::string engineId = isOwn ? ownEngineId() : line_.engineId;
   if (line_.version == SNMP_VERSION_3) securityIs(session, line_, engineId);
   return snmp_add(&session, transport, nullptr, nullptr);
 }
@@ -241,6 +242,7 @@ void NotificationSink::transmit(Notification notification) {
 
 // Returns 0 where nothing was sent. What is no trap will be answered, or given up.
 int NotificationSink::sendAwaited(Pdu pdu) {
+  const NetSnmpLog::Capture capture;  // the reason is told once, by problemIs()
   pdu->version = line_.version;
   const bool isTrap = pdu->command == SNMP_MSG_TRAP || pdu->command == SNMP_MSG_TRAP2;
   const int request = snmp_async_send(session_, pdu.get(), isTrap ? nullptr : &take, this);

@@ -5,20 +5,24 @@
 #include <utility>
 
 #include "host/ReloadCauses.h"
-#include "host/StateTree.h"
 
 namespace Host {
 
-Notifier::Notifier(ReloadOf reloadOf, NotificationChannel& channel, const std::string& file,
+Notifier::Table Notifier::tableOf(const StateTree& tree) {
+  return {[&tree](U32 unit) { return tree.reloadOf(unit); },
+          [&tree](std::function<void()> call) { return tree.follow(std::move(call)); }};
+}
+
+Notifier::Notifier(Table table, NotificationChannel& channel, const std::string& file,
                    Qel::EventLoop& loop, Clock clock)
-    : reloadOf_(std::move(reloadOf)),
+    : table_(std::move(table)),
       channel_(channel),
       loop_(loop),
       clock_(std::move(clock)),
       told_(file),
       news_(told_.read()) {
   channel_.deliveredIs([this](const Notification& told) { handleDelivered(told); });
-  lookAtAll();
+  handleWanted();
 }
 
 Notifier::~Notifier() {
@@ -29,31 +33,40 @@ void Notifier::agentStarted() {
   if (channel_.isWanted()) channel_.send(notificationOf({}));
 }
 
-void Notifier::lookAtAll() {
-  for (U32 unit = 0; unit < kUnits; ++unit) changed(unit);
+void Notifier::handleWanted() {
+  if (!channel_.isWanted()) {
+    following_ = nullptr;
+    return;
+  }
+  if (!following_) following_ = table_.follow([this] { changed(); });
+  changed();
 }
 
 // From inside the change: there may be more to come, and the table is not to be looked at.
-void Notifier::changed(U32 unit) {
-  changed_.insert(unit);
+void Notifier::changed() {
   if (!look_) look_ = loop_.timerIs(0, [this] { look(); });
 }
 
 void Notifier::look() {
   look_ = nullptr;
-  const auto changed = std::exchange(changed_, {});
   if (!channel_.isWanted()) return;
-  for (const U32 unit : changed) {
-    const auto reload = reloadOf_(unit);
-    const auto digest = reload ? std::optional(reloadCausesOf(unit, *reload).digest) : std::nullopt;
-    if (news_.causesAre(unit, digest)) told_.toldIs(unit, *digest);
-  }
+  for (U32 unit = 0; unit < kUnits; ++unit) lookAt(unit);
   tellNews();
+}
+
+void Notifier::lookAt(U32 unit) {
+  const Reload reload = table_.reloadOf(unit);
+  const std::uint64_t version = reload ? reload->causeQ().version() : 0;
+  Seen& seen = seen_.at(unit);
+  if (seen.reload == reload && seen.version == version) return;
+  seen = {reload, version};
+  const auto digest = reload ? std::optional(reloadCausesOf(unit, *reload).digest) : std::nullopt;
+  if (news_.causesAre(unit, digest)) told_.toldIs(unit, *digest);
 }
 
 void Notifier::tellNews() {
   for (const U32 unit : news_.take(clock_())) {
-    if (const auto reload = reloadOf_(unit)) {
+    if (const Reload reload = table_.reloadOf(unit)) {
       channel_.send(notificationOf(reloadCausesOf(unit, *reload)));
     }
   }

@@ -27,7 +27,7 @@ struct SinkLine {
   std::string user;
   std::optional<int> level;
   std::string context;
-  std::string engineId;  // of an inform's receiver, where it need not be asked
+  std::string engineId;  // the authority's, where it is not asked or the own one
   std::string contextEngineId;
   std::vector<oid> authProtocol;
   std::vector<oid> privProtocol;

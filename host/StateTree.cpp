@@ -92,15 +92,12 @@ Qel::Ptr<System::ResetInstance const> StateTree::reloadOf(U32 unit) const {
       .value_or(nullptr);
 }
 
-Qel::Ptr<Qel::PtrInterface> StateTree::follow(std::function<void(U32 unit)> call) const {
+Qel::Ptr<Qel::PtrInterface> StateTree::follow(std::function<void()> call) const {
   using Notifiee = Qel::Ptr<Qel::PtrInterface>;
+  // The model has one more attribute, its name, which never changes.
   return toldBy<Notifiee>([&]() -> Notifiee {
            return model_->type().genericNotifiee(
-               modelEntity_, [call = std::move(call)](const Qel::String& attribute,
-                                                      const Qel::GenericValue& key) {
-                 if (attribute != kTableAttribute || key.isNothing()) return;
-                 call(key.toGenericIf()->attribute("unitIndex").toU32());
-               });
+               modelEntity_, [call = std::move(call)](const auto&, const auto&) { call(); });
          })
       .value_or(nullptr);
 }

@@ -41,9 +41,9 @@ class StateTree {
   // The reload whose causes the table shows of a unit; null where it has no row of it.
   Qel::Ptr<System::ResetInstance const> reloadOf(U32 unit) const;
 
-  // Calls with the unit of each row that comes or goes, from inside the change, while the result is
-  // held; null where the plug-in does not tell. To be let go of before the tree.
-  [[nodiscard]] Qel::Ptr<Qel::PtrInterface> follow(std::function<void(U32 unit)> call) const;
+  // Calls for each row that comes or goes, from inside the change, while the result is held; null
+  // where the plug-in does not tell. To be let go of before the tree.
+  [[nodiscard]] Qel::Ptr<Qel::PtrInterface> follow(std::function<void()> call) const;
 
  private:
   const Qel::Ptr<Qel::Dir> root_;

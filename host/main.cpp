@@ -67,13 +67,12 @@ void serve(const Host::Options& options, const Host::SignalEvents& reloadSignals
   const bool isSubagent = options.agentxAddress.has_value();
   Host::NotificationChannel& channel =
       isSubagent ? static_cast<Host::NotificationChannel&>(master) : sinks;
-  Host::Notifier notifier([&plugins](U32 unit) { return plugins.tree().reloadOf(unit); }, channel,
-                          toldCausesFile(options), loop, Host::monotonicSeconds);
-  const auto following = plugins.tree().follow([&notifier](U32 unit) { notifier.changed(unit); });
+  Host::Notifier notifier(Host::Notifier::tableOf(plugins.tree()), channel, toldCausesFile(options),
+                          loop, Host::monotonicSeconds);
 
   Host::Reload reload(options, traces, database, agent, loop, [&] {
     sinks.sinksAre(agent.sinks());
-    notifier.lookAtAll();
+    notifier.handleWanted();
   });
   const auto onReload = reloadSignals.watch(loop, [&reload] { reload.begin(); });
   const auto door = Host::statusDoorOf(options, loop, [&] {

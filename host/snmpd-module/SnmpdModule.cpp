@@ -76,9 +76,8 @@ struct SnmpdModule::Served {
         pluginFiles(pluginsOf(options)),
         plugins(pluginFiles, database, options.cellType, options.contexts),
         notifications(loop, [] { return true; }),
-        notifier([this](U32 unit) { return plugins.tree().reloadOf(unit); }, notifications,
-                 toldCausesFile(options), loop, monotonicSeconds),
-        following(plugins.tree().follow([this](U32 unit) { notifier.changed(unit); })),
+        notifier(Notifier::tableOf(plugins.tree()), notifications, toldCausesFile(options), loop,
+                 monotonicSeconds),
         door(statusDoorOf(options, loop, [this] {
           return statusText(options.cellId, "", database, plugins.tree(), nullptr);
         })) {
@@ -93,8 +92,7 @@ struct SnmpdModule::Served {
   const std::vector<std::string> pluginFiles;
   const PluginHost plugins;
   AgentNotifications notifications;
-  Notifier notifier;
-  const Qel::Ptr<Qel::PtrInterface> following;
+  const Notifier notifier;
   const std::unique_ptr<StatusDoor> door;
 };
 

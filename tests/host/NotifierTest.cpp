@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <filesystem>
+#include <functional>
 #include <map>
 #include <memory>
 #include <string>
@@ -42,6 +43,16 @@ class RecordingChannel final : public NotificationChannel {
   std::vector<std::string> log_;
 };
 
+// Counted while it lives.
+class Following final : public Qel::PtrInterface {
+ public:
+  explicit Following(int& count) : count_(count) { ++count_; }
+  ~Following() override { --count_; }
+
+ private:
+  int& count_;
+};
+
 class NotifierTest : public testing::Test {
  protected:
   NotifierTest() {
@@ -57,17 +68,25 @@ class NotifierTest : public testing::Test {
 
   void start() {
     notifier_ = nullptr;
-    notifier_ =
-        std::make_unique<Notifier>([this](U32 unit) { return reloads_[unit]; }, channel_,
-                                   directory_ + "/told", loop_, [this] { return loop_.now(); });
+    notifier_ = std::make_unique<Notifier>(
+        Notifier::Table{[this](U32 unit) { return reloads_[unit]; },
+                        [this](std::function<void()> call) { return follow(std::move(call)); }},
+        channel_, directory_ + "/told", loop_, [this] { return loop_.now(); });
     loop_.settle();
+  }
+  Qel::Ptr<Qel::PtrInterface> follow(std::function<void()> call) {
+    tableChanged_ = std::move(call);
+    return Qel::make<Following>(followers_);
+  }
+  void tableChanges() {
+    if (followers_ > 0) tableChanged_();
   }
   void shows(U32 unit, const std::vector<System::ResetCause>& causes) {
     reloads_[unit] = causes.empty() ? nullptr : reload(causes);
   }
   void changes(U32 unit, const std::vector<System::ResetCause>& causes) {
     shows(unit, causes);
-    notifier_->changed(unit);
+    tableChanges();
     loop_.settle();
   }
   // What was sent since this was asked last.
@@ -75,6 +94,8 @@ class NotifierTest : public testing::Test {
 
   std::string directory_;
   std::map<U32, Qel::Ptr<System::ResetInstance>> reloads_;
+  int followers_ = 0;
+  std::function<void()> tableChanged_;
   RecordingChannel channel_;
   support::ManualEventLoop loop_;
   std::unique_ptr<Notifier> notifier_;
@@ -89,14 +110,14 @@ TEST_F(NotifierTest, TellsOfAChangeOnce) {
   EXPECT_THAT(sent(), IsEmpty());
   changes(0, {{"Fan failure", 2}, {"Too hot", 3}});
   EXPECT_THAT(sent(), ElementsAre("unit 0: 2 of 2 causes, first Fan failure"));
-  notifier_->changed(0);
+  tableChanges();
   loop_.advance(100);
   EXPECT_THAT(sent(), IsEmpty());
 }
 
 TEST_F(NotifierTest, LooksAtTheTableWhenTheChangeIsOver) {
   shows(0, {});
-  notifier_->changed(0);
+  tableChanges();
   EXPECT_THAT(sent(), IsEmpty());
   changes(0, {{"Power loss", 1}});
   EXPECT_THAT(sent(), IsEmpty());
@@ -145,6 +166,7 @@ TEST_F(NotifierTest, LooksAtNothingWhileNobodyIsToBeTold) {
   channel_.isWanted_ = false;
   std::filesystem::remove(directory_ + "/told");
   start();
+  EXPECT_EQ(followers_, 0);
   notifier_->agentStarted();
   changes(0, {{"a", 1}});
   EXPECT_THAT(sent(), IsEmpty());
@@ -153,11 +175,27 @@ TEST_F(NotifierTest, LooksAtNothingWhileNobodyIsToBeTold) {
 
 TEST_F(NotifierTest, TellsWhatChangedMeanwhileOnceSomebodyIsToBeTold) {
   channel_.isWanted_ = false;
+  notifier_->handleWanted();
+  EXPECT_EQ(followers_, 0);
   changes(0, {{"a", 1}});
   channel_.isWanted_ = true;
-  notifier_->lookAtAll();
+  notifier_->handleWanted();
   loop_.settle();
   EXPECT_THAT(sent(), ElementsAre("unit 0: 1 of 1 causes, first a"));
+}
+
+TEST_F(NotifierTest, FollowsTheTableOnce) {
+  notifier_->handleWanted();
+  notifier_->handleWanted();
+  EXPECT_EQ(followers_, 1);
+}
+
+// The same reload, with other causes.
+TEST_F(NotifierTest, SeesCausesThatChangeInPlace) {
+  reloads_[0]->causeQPush({"Too hot", 2});
+  tableChanges();
+  loop_.settle();
+  EXPECT_THAT(sent(), ElementsAre("unit 0: 2 of 2 causes, first Power loss"));
 }
 
 TEST_F(NotifierTest, TellsOfEachUnit) {

@@ -7,7 +7,6 @@
 #include <cstdio>
 #include <fstream>
 #include <iostream>
-#include <set>
 #include <string>
 #include <vector>
 
@@ -156,17 +155,16 @@ std::string firstCauseOf(const StateTree& tree, U32 unit) {
     EXPECT_EQ(firstCauseOf(tree, 2), "peer");
     EXPECT_EQ(firstCauseOf(tree, 3), "none");
 
-    std::set<U32> changed;
-    auto following = tree.follow([&changed](U32 unit) { changed.insert(unit); });
-    EXPECT_THAT(changed, IsEmpty());
+    int changes = 0;
+    auto following = tree.follow([&changes] { ++changes; });
+    EXPECT_EQ(changes, 0);
     process.database().resetHistory()->rebootHistory(0)->causeQIs({{"again", 3}});
-    EXPECT_THAT(changed, ElementsAre(0U, 1U));
+    EXPECT_EQ(changes, 4);  // a row goes and comes, of two units
     EXPECT_EQ(firstCauseOf(tree, 0), "again");
 
     following = nullptr;
-    changed.clear();
     process.database().resetHistory()->rebootHistory(0)->causeQIs({});
-    EXPECT_THAT(changed, IsEmpty());
+    EXPECT_EQ(changes, 4);
     EXPECT_EQ(firstCauseOf(tree, 0), "none");
   }
   std::remove(kFile);
