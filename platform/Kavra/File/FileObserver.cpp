@@ -37,14 +37,13 @@ std::optional<Finding> FileObserver::look() {
   const FileFacts directory = watch_ ? options_.facts(watch_->directory()) : FileFacts();
   if (watch_ && !directory.isSameFileAs(watched_)) watch_.reset();
   const FileFacts file = options_.facts(path_);
-  const bool isFollowed = watch_ || wantsWatch_;
+  const bool isFollowed = watch_ || wanted_;
   const bool stirred = std::exchange(stirred_, false) || !isFollowed || file != file_;
   if (!stirred && settled_ && !isWatchedNow()) return {};
   file_ = file;
   Finding finding = read();
-  wantsWatch_ = !finding.noWatchLeft.empty();
   const bool isGood = finding.problem.empty() && finding.unwatched.empty();
-  well_ = isGood && !wantsWatch_;
+  well_ = isGood && !wanted_;
   // What changes twice within the resolution of its times looks like what has changed once: it is
   // read again by the next look.
   settled_ = isGood && !stirred;
@@ -62,6 +61,7 @@ void FileObserver::forget() {
 
 Finding FileObserver::read() {
   Finding finding;
+  wanted_.reset();
   const auto unwatched = Qel::failureOf([&] {
     finding.file.emplace(path_);
     // Watched before it is read, so that no change falls between the two.
@@ -69,6 +69,7 @@ Finding FileObserver::read() {
       watch(*finding.file);
     } catch (const NoWatchLeft& error) {
       finding.noWatchLeft = error.what();
+      wanted_ = finding.file;
     }
   });
   finding.unwatched = unwatched.value_or("");
@@ -88,7 +89,7 @@ void FileObserver::watch(const DatabaseFile& file) {
 }
 
 bool FileObserver::isWatchedNow() {
-  return wantsWatch_ && !Qel::failureOf([this] { watch(DatabaseFile(path_)); });
+  return wanted_ && !Qel::failureOf([this] { watch(*wanted_); });
 }
 
 void FileObserver::wait(int wakeFd) {

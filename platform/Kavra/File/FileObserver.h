@@ -55,9 +55,9 @@ struct Finding {
 // moment, and waits for the next look: until the directory tells of a change, or for a time, since
 // a directory tells nothing of its path, and a network file system nothing of other machines.
 //
-// A look without news costs two system calls and reads nothing, and some more calls where no watch
-// is left for the directory, to have it watched as soon as there is one. Used by one thread at a
-// time, which every call may block for as long as the file system does.
+// A look without news costs two system calls and reads nothing; where no watch is left for the
+// directory a third one, to have it watched as soon as there is one. Used by one thread at a time,
+// which every call may block for as long as the file system does.
 class FileObserver {
  public:
   FileObserver(const std::string& path, LookOptions options)
@@ -86,7 +86,7 @@ class FileObserver {
   Finding read();
   // Has the directory of that file watched, unless it is.
   void watch(const DatabaseFile& file);
-  // Whether the directory is, for which no watch was left at the last look.
+  // Whether the directory is for which no watch was left at the last look.
   bool isWatchedNow();
   void takeEvents();
 
@@ -98,7 +98,7 @@ class FileObserver {
   bool stirred_ = true;   // something may have happened since
   bool settled_ = false;  // read once more after the last change
   bool well_ = true;
-  bool wantsWatch_ = false;  // none was left for the directory
+  std::optional<DatabaseFile> wanted_;  // whose directory no watch was left for
   std::optional<Digest> told_;
 };
 
