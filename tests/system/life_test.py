@@ -3,6 +3,7 @@
 
 import os
 import signal
+import subprocess
 import time
 import unittest
 
@@ -10,6 +11,14 @@ import support
 from support import ENTRY, Manager, rowsOf
 
 CAUSES = [("Power loss", 1700000000.9)]
+# How many directories may be watched within the user namespace of whoever sets it.
+MOST_WATCHED = "/proc/sys/user/max_inotify_instances"
+WITH_NONE_WATCHED = f'echo 0 >{MOST_WATCHED} && exec "$@"'
+
+
+def mayLimitWatches():
+    return subprocess.run(["unshare", "--user", "--map-root-user", "sh", "-c", WITH_NONE_WATCHED,
+                           "sh", "true"], capture_output=True, check=False).returncode == 0
 
 
 class Life(support.SystemTest):
@@ -103,6 +112,27 @@ class Life(support.SystemTest):
         support.waitFor(lambda: " serves " in agent.said() or agent.hasEnded(), "the agent serves")
         self.assertEqual(Manager(f"udp:127.0.0.1:{port}").rows(),
                          {**rowsOf(0, CAUSES), **rowsOf(1, CAUSES)}, agent.said())
+        self.assertEqual(agent.stopped(), 0, agent.said())
+
+    @unittest.skipUnless(mayLimitWatches(), "needs a user namespace of its own")
+    def testItServesAndFollowsWithoutAnInotifyInstance(self):
+        address = f"udp:127.0.0.1:{support.freePort()}"
+        agent = support.Process(self.directory, "unshare", "--user", "--map-root-user", "sh", "-c",
+                                WITH_NONE_WATCHED, "sh", support.AGENT, "--listen", address)
+        self.addCleanup(agent.close)
+        agent.manager = Manager(address)
+        support.waitFor(lambda: " serves " in agent.said() or agent.hasEnded(), "the agent serves")
+        self.assertRows(agent, {**rowsOf(0, CAUSES), **rowsOf(1, CAUSES)})
+        later = [("Fan failure", 1700000100)]
+        self.recordReset(1, later)
+        self.assertRows(agent, {**rowsOf(0, later), **rowsOf(1, later)})
+        unwatched, _ = agent.said().splitlines()
+        self.assertRegex(unwatched, r"^norvek-snmpd: Kavra 0: file:kavra\.json: directory .* cannot "
+                                    r"be watched: .*fs\.inotify\.max_user_instances\); looking each second$")
+        subprocess.run(["nsenter", "--user", "--preserve-credentials", "--target",
+                        str(agent.child.pid), "sh", "-c", f"echo 1 >{MOST_WATCHED}"], check=True)
+        support.waitFor(lambda: agent.said().endswith("kavra.json: is watched again\n"),
+                        "the directory is watched")
         self.assertEqual(agent.stopped(), 0, agent.said())
 
 

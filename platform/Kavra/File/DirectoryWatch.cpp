@@ -4,13 +4,13 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdint>
 #include <cstring>
+#include <iterator>
 #include <system_error>
-
-#include "Kavra/Store.h"
 
 namespace Kavra::File {
 
@@ -21,14 +21,35 @@ constexpr std::uint32_t kFileEvents =
     IN_CLOSE_WRITE | IN_CREATE | IN_MOVED_TO | IN_MOVED_FROM | IN_DELETE;
 constexpr std::uint32_t kDirectoryEvents = IN_DELETE_SELF | IN_MOVE_SELF | IN_UNMOUNT | IN_IGNORED;
 
+struct Want {
+  int error;
+  const char* text;
+};
+constexpr Want kWants[] = {
+    {EMFILE, "this user has no inotify instance left (fs.inotify.max_user_instances)"},
+    {ENOSPC, "this user has no inotify watch left (fs.inotify.max_user_watches)"},
+    {ENFILE, "no file can be opened any more on this computer (fs.file-max)"},
+    {ENOMEM, "there is no memory for it"},
+};
+
+[[noreturn]] void throwUnwatched(const std::string& directory, int error) {
+  const auto* const want = std::ranges::find(kWants, error, &Want::error);
+  if (want != std::end(kWants)) {
+    throw NoWatchLeft("directory " + directory + " cannot be watched: " + want->text);
+  }
+  throw StoreException("directory " + directory +
+                       " cannot be followed: " + std::generic_category().message(error));
+}
+
 }  // namespace
+
+NoWatchLeft::~NoWatchLeft() = default;
 
 DirectoryWatch::DirectoryWatch(const std::string& directory, const std::string& name)
     : directory_(directory), name_(name), inotify_(::inotify_init1(IN_NONBLOCK | IN_CLOEXEC)) {
   constexpr std::uint32_t kEvents = kFileEvents | IN_DELETE_SELF | IN_MOVE_SELF | IN_ONLYDIR;
   if (inotify_ && ::inotify_add_watch(inotify_.fd(), directory_.c_str(), kEvents) >= 0) return;
-  throw StoreException("directory " + directory_ +
-                       " cannot be followed: " + std::generic_category().message(errno));
+  throwUnwatched(directory_, errno);
 }
 
 bool DirectoryWatch::concernsFile(std::uint32_t event, std::string_view name) const {

@@ -5,8 +5,17 @@
 #include <string_view>
 
 #include "Kavra/FileDescriptor.h"
+#include "Kavra/Store.h"
 
 namespace Kavra::File {
+
+// A directory that cannot be watched because the kernel has none left to give, as it may have
+// later.
+class NoWatchLeft : public StoreException {
+ public:
+  using StoreException::StoreException;
+  ~NoWatchLeft() override;
+};
 
 // Knows when the file of one name in a directory may have changed: written and closed, replaced,
 // linked, renamed away, removed.
@@ -16,7 +25,8 @@ namespace Kavra::File {
 // and asking it may block for as long as the file system does.
 class DirectoryWatch {
  public:
-  // Raises StoreException when the directory cannot be watched.
+  // Raises StoreException when the directory cannot be watched, NoWatchLeft where that is for want
+  // of instances or watches of inotify, or of memory.
   DirectoryWatch(const std::string& directory, const std::string& name);
 
   const std::string& directory() const noexcept { return directory_; }

@@ -49,6 +49,7 @@ void Feed::handleFinding(Finding finding) {
   // Followers may let go of this feed.
   const Qel::Ptr<Feed> alive(this);
   retry_ = nullptr;
+  if (finding.problem.empty()) noWatchLeftIs(finding.noWatchLeft);
   if (!finding.problem.empty()) {
     problemIs(Trouble::reading, finding.problem);
   } else if (finding.content) {
@@ -98,6 +99,12 @@ void Feed::problemDel() {
   if (problem_.empty()) return;
   problem_.clear();
   trace(0, url_ + ": is good again");
+}
+
+void Feed::noWatchLeftIs(const std::string& reason) {
+  if (std::exchange(isWatched_, reason.empty()) == isWatched_) return;
+  trace(0, isWatched_ ? url_ + ": is watched again"
+                      : fmt::format("{}: {}; looking each second", url_, reason));
 }
 
 double Feed::age() const {

@@ -19,7 +19,9 @@ namespace Kavra::File {
 // A file that is absent from the start has published nothing yet. One that goes away, cannot be
 // read or does not parse changes nothing: what was last good is served, and one trace (level 0)
 // says what is wrong; another one tells that the file is good again. What cannot be read is tried
-// again each second; that the reason is another one meanwhile only the status tells.
+// again each second; that the reason is another one meanwhile only the status tells. Where inotify
+// has nothing left for the directory, one trace says so, another one that it has, and the file is
+// looked at each second meanwhile.
 class Feed final : public Kavra::Feed {
  public:
   // Seconds for which the start waits for the first look, and others for any look, before they say
@@ -45,6 +47,7 @@ class Feed final : public Kavra::Feed {
   void check();
   void problemIs(Trouble trouble, const std::string& problem);
   void problemDel();
+  void noWatchLeftIs(const std::string& reason);
   double age() const;
 
   const std::string url_;
@@ -52,6 +55,7 @@ class Feed final : public Kavra::Feed {
   const Qel::Ptr<Qel::Clock const> clock_;
   std::string problem_;  // empty when all is well
   Trouble trouble_ = Trouble::content;
+  bool isWatched_ = true;
   std::optional<double> lastPublished_;  // when what is served was written
   Qel::Ptr<Qel::EventWatch> check_;
   Qel::Ptr<Qel::EventWatch> retry_;

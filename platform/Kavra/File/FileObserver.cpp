@@ -23,6 +23,7 @@ using std::chrono::steady_clock;
 FileObserver::Digest FileObserver::digestOf(const Finding& finding) {
   Digest digest;
   digest.problem = finding.problem;
+  digest.isWatched = finding.noWatchLeft.empty();
   if (!finding.content) return digest;
   digest.exists = true;
   digest.size = finding.content->text.size();
@@ -36,14 +37,16 @@ std::optional<Finding> FileObserver::look() {
   const FileFacts directory = watch_ ? options_.facts(watch_->directory()) : FileFacts();
   if (watch_ && !directory.isSameFileAs(watched_)) watch_.reset();
   const FileFacts file = options_.facts(path_);
-  const bool stirred = std::exchange(stirred_, false) || !watch_ || file != file_;
-  if (!stirred && settled_) return {};
+  const bool isFollowed = watch_ || wanted_;
+  const bool stirred = std::exchange(stirred_, false) || !isFollowed || file != file_;
+  if (!stirred && settled_ && !isWatchedNow()) return {};
   file_ = file;
   Finding finding = read();
-  well_ = finding.problem.empty() && finding.unwatched.empty();
+  const bool isGood = finding.problem.empty() && finding.unwatched.empty();
+  well_ = isGood && !wanted_;
   // What changes twice within the resolution of its times looks like what has changed once: it is
   // read again by the next look.
-  settled_ = well_ && !stirred;
+  settled_ = isGood && !stirred;
   Digest digest = digestOf(finding);
   if (told_ == digest) return {};
   told_ = std::move(digest);
@@ -58,10 +61,16 @@ void FileObserver::forget() {
 
 Finding FileObserver::read() {
   Finding finding;
+  wanted_.reset();
   const auto unwatched = Qel::failureOf([&] {
     finding.file.emplace(path_);
     // Watched before it is read, so that no change falls between the two.
-    watch(*finding.file);
+    try {
+      watch(*finding.file);
+    } catch (const NoWatchLeft& error) {
+      finding.noWatchLeft = error.what();
+      wanted_ = finding.file;
+    }
   });
   finding.unwatched = unwatched.value_or("");
   const auto problem = finding.file
@@ -76,7 +85,11 @@ void FileObserver::watch(const DatabaseFile& file) {
   watch_.reset();
   // Of what is there before: another directory in its place is found by the next look.
   watched_ = options_.facts(file.directory());
-  watch_.emplace(file.directory(), file.name());
+  watch_.emplace(options_.watch(file.directory(), file.name()));
+}
+
+bool FileObserver::isWatchedNow() {
+  return wanted_ && !Qel::failureOf([this] { watch(*wanted_); });
 }
 
 void FileObserver::wait(int wakeFd) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <map>
 #include <optional>
 #include <string>
@@ -13,9 +14,16 @@
 
 namespace Kavra::File {
 
+// How to have a directory watched; as DirectoryWatch's constructor.
+using WatchCall =
+    std::function<DirectoryWatch(const std::string& directory, const std::string& name)>;
+
 // How a database file is looked at.
 struct LookOptions {
   FactsCall facts = factsOf;
+  WatchCall watch = [](const std::string& directory, const std::string& name) {
+    return DirectoryWatch(directory, name);
+  };
   // Seconds from one look to the next where nothing is told of, and where something is wrong.
   double lookEvery = 4.5;
   double retryEvery = 1.0;
@@ -29,6 +37,9 @@ struct Finding {
   std::optional<DatabaseFile::Content> content;
   std::string problem;    // why the file cannot be read; empty otherwise
   std::string unwatched;  // why its directory cannot be watched; empty otherwise
+  // The same where the directory is there: until a watch is left for it, changes are found by
+  // looking every LookOptions::retryEvery seconds.
+  std::string noWatchLeft;
 
   // What the content means, where somebody looked for that: documents, why it is not the text of a
   // database, or neither where there was no memory for them. Plain values.
@@ -44,8 +55,9 @@ struct Finding {
 // moment, and waits for the next look: until the directory tells of a change, or for a time, since
 // a directory tells nothing of its path, and a network file system nothing of other machines.
 //
-// A look without news costs two system calls and reads nothing. Used by one thread at a time, which
-// every call may block for as long as the file system does.
+// A look without news costs two system calls and reads nothing; where no watch is left for the
+// directory a third one, to have it watched as soon as there is one. Used by one thread at a time,
+// which every call may block for as long as the file system does.
 class FileObserver {
  public:
   FileObserver(const std::string& path, LookOptions options)
@@ -66,6 +78,7 @@ class FileObserver {
     std::size_t hash = 0;
     double modified = 0;
     std::string problem;
+    bool isWatched = true;
     friend bool operator==(const Digest& a, const Digest& b) = default;
   };
 
@@ -73,6 +86,8 @@ class FileObserver {
   Finding read();
   // Has the directory of that file watched, unless it is.
   void watch(const DatabaseFile& file);
+  // Whether the directory is for which no watch was left at the last look.
+  bool isWatchedNow();
   void takeEvents();
 
   const std::string path_;
@@ -83,6 +98,7 @@ class FileObserver {
   bool stirred_ = true;   // something may have happened since
   bool settled_ = false;  // read once more after the last change
   bool well_ = true;
+  std::optional<DatabaseFile> wanted_;  // whose directory no watch was left for
   std::optional<Digest> told_;
 };
 

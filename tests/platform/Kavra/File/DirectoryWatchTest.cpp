@@ -8,6 +8,8 @@
 
 #include "Kavra/Store.h"
 #include "platform/Kavra/DatabaseDirectory.h"
+#include "support/NoMoreDescriptors.h"
+#include "support/ProblemOf.h"
 
 namespace Kavra::File {
 namespace {
@@ -77,7 +79,13 @@ TEST_F(DirectoryWatchTest, IsLostWithItsDirectory) {
 }
 
 TEST_F(DirectoryWatchTest, NeedsItsDirectory) {
-  EXPECT_THROW(watch("/no/such/place"), StoreException);
+  EXPECT_EQ(support::problemOf<StoreException>([] { watch("/no/such/place"); }),
+            "directory /no/such/place cannot be followed: No such file or directory");
+}
+
+TEST_F(DirectoryWatchTest, TellsWhereTheKernelHasNoneLeft) {
+  const support::NoMoreDescriptors none;
+  EXPECT_THROW(watch(directory_.path()), NoWatchLeft);
 }
 
 }  // namespace

@@ -20,6 +20,7 @@
 #include "Qel/PollEventLoop.h"
 #include "platform/Kavra/DatabaseDirectory.h"
 #include "platform/Kavra/Documents.h"
+#include "platform/Kavra/File/FewWatches.h"
 #include "platform/Kavra/File/HeldUpFiles.h"
 #include "platform/Kavra/HastyEventLoop.h"
 #include "platform/Kavra/RunUntil.h"
@@ -286,6 +287,24 @@ TEST_F(FeedTest, TriesAgainUntilThereAreDescriptorsAndTellsTheBeginningAndTheEnd
               ElementsAre(AllOf(HasSubstr(directory_.url() + ": cannot be opened: Too many open"),
                                 HasSubstr("; still serving what was published")),
                           "Kavra 0: " + directory_.url() + ": is good again"));
+}
+
+TEST_F(FeedTest, GoesOnWhereNoWatchIsLeftAndTellsTheBeginningAndTheEnd) {
+  kavratest::FewWatches watches;
+  LookOptions options = files_.options();
+  options.watch = watches.call();
+  directory_.write(json(history({"one"})));
+  open(loop_, options);
+  EXPECT_TRUE(shows({{0, {"one"}}}));
+  EXPECT_TRUE(feed_->status().isFresh());
+  directory_.replace(json(history({"two"})));
+  EXPECT_TRUE(shows({{0, {"two"}}}));
+  EXPECT_THAT(log_.takeLines(),
+              ElementsAre("Kavra 0: " + directory_.url() + ": " + kavratest::FewWatches::kProblem +
+                          "; looking each second"));
+  watches.oneIsLeft();
+  EXPECT_TRUE(traced(1));
+  EXPECT_THAT(log_.takeLines(), ElementsAre("Kavra 0: " + directory_.url() + ": is watched again"));
 }
 
 TEST_F(FeedTest, TellsTheFirstReasonWhyAFileCannotBeReadAndKeepsTheLast) {

@@ -18,6 +18,7 @@
 #include "Kavra/Aside.h"
 #include "platform/Kavra/DatabaseDirectory.h"
 #include "platform/Kavra/File/AnotherUser.h"
+#include "platform/Kavra/File/FewWatches.h"
 
 namespace Kavra::File {
 namespace {
@@ -58,6 +59,7 @@ class FileObserverTest : public testing::Test {
   }
 
   const kavratest::DatabaseDirectory directory_;
+  kavratest::FewWatches watches_;
   const FileDescriptor wake_ = newEvent();
 };
 
@@ -228,6 +230,47 @@ TEST_F(FileObserverTest, ReadsAgainUntilItMayReadTheFile) {
   ASSERT_EQ(user.chmod(directory_.file(), 0644), 0);
   EXPECT_TRUE(isWokenBy(observer, [] {}));
   EXPECT_EQ(textOf(observer.look()), "one");
+}
+
+TEST_F(FileObserverTest, FindsChangesByLookingWhereNoWatchIsLeft) {
+  LookOptions options = seldom();
+  options.watch = watches_.call();
+  options.retryEvery = 0.001;
+  directory_.write("one");
+  FileObserver observer(directory_.file(), options);
+  const auto first = observer.look();
+  ASSERT_EQ(textOf(first), "one");
+  EXPECT_EQ(first->unwatched, "");
+  EXPECT_EQ(first->noWatchLeft, kavratest::FewWatches::kProblem);
+  EXPECT_TRUE(isWokenBy(observer, [this] { directory_.replace("two"); }));
+  EXPECT_EQ(textOf(observer.look()), "two");
+}
+
+TEST_F(FileObserverTest, ReadsNothingWithoutNewsWhereNoWatchIsLeft) {
+  LookOptions options = seldom();
+  options.watch = watches_.call();
+  options.facts = [](const std::string&) { return FileFacts(); };
+  directory_.write("one");
+  FileObserver observer(directory_.file(), options);
+  EXPECT_EQ(textOf(observer.look()), "one");
+  EXPECT_EQ(textOf(observer.look()), "no news");
+  directory_.write("two");  // and no fact tells of it
+  EXPECT_EQ(textOf(observer.look()), "no news");
+}
+
+TEST_F(FileObserverTest, IsToldOfChangesAsSoonAsAWatchIsLeft) {
+  LookOptions options = seldom();
+  options.watch = watches_.call();
+  directory_.write("one");
+  FileObserver observer(directory_.file(), options);
+  EXPECT_NE(textOf(observer.look()), "no news");
+  EXPECT_EQ(textOf(observer.look()), "no news");
+  watches_.oneIsLeft();
+  const auto found = observer.look();
+  ASSERT_EQ(textOf(found), "one");
+  EXPECT_EQ(found->noWatchLeft, "");
+  EXPECT_EQ(textOf(observer.look()), "no news");
+  EXPECT_TRUE(isWokenBy(observer, [this] { directory_.replace("two"); }));
 }
 
 TEST_F(FileObserverTest, TellsWhatItFindsWhenItHasForgottenWhatItTold) {
