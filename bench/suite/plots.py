@@ -115,7 +115,7 @@ def frame(axes, left, depth, widest, what):
     name, owner, instructions, called = what
     axes.barh(depth, instructions, left=left, height=0.95, color=OWNERS[owner], edgecolor="white",
               linewidth=0.4, label=owner)
-    letters = int(290 * instructions / widest)
+    letters = int(250 * instructions / widest)
     if letters > 3:
         axes.text(left + 0.002 * widest, depth, name[:letters], fontsize=6, va="center",
                   clip_on=True)
