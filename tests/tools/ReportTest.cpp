@@ -201,6 +201,21 @@ TEST(ReportTest, ShowsAWindowAndHowSureTheVerdictIs) {
 )");
 }
 
+TEST(ReportTest, PutsTheTimeAboveTheCauseWhereLinesAreShort) {
+  const Report report = reportOf({reload(0, {cause("Power loss", kNow - 200)}),
+                                  reload(1, {cause("Fan failure", kNow - 800)}),
+                                  reload(2, {cause("Watchdog expired", {})})});
+  EXPECT_THAT(textOf(report, kNow, {71, false, true}), testing::EndsWith(R"(
+  The last reloads
+
+      3 min ago  2023-11-14 22:13Z, up 10 min
+                 Power loss
+     13 min ago  2023-11-14 22:03Z
+                 Fan failure
+   time unknown  Watchdog expired
+)"));
+}
+
 TEST(ReportTest, ShowsTheEvidenceWhereItIsAskedFor) {
   Report report = reportOf({reload(0, {judged("Orderly reload", kNow, kBeforeStart)})});
   const ReportStyle style{80, false, true, true};
