@@ -97,7 +97,7 @@ class Program {
     find->callback([=, this] {
       const Judgement judgement = judge(root(), *clock_);
       if (json->count() == 0) return print(judgement, out_);
-      out_ << Kavra::Json::write(documentOf(judgement), Kavra::Json::Form::pretty) << '\n';
+      out_ << Kavra::Json::writePrintable(documentOf(judgement), Kavra::Json::Form::pretty) << '\n';
     });
     app_.add_subcommand("explain", "print each rule, and why it matched or not")->callback([this] {
       print(explain(root(), *clock_), out_);

@@ -216,7 +216,7 @@ TEST(Options, ExplainEachOptionWithItsDefault) {
        {"--cell-id N", "[1]", "--cell-type TEXT", "[supervisor]", "--db URL", "[file:kavra.json]",
         "--peer-db URL", "[the same as --db]", "--listen ADDRESS", "[udp:127.0.0.1:1161]",
         "--agentx ADDRESS", "--config FILE", "--engine-id HEX", "--state-dir DIR", "--plugin FILE",
-        "[libMiscSnmp.so", "--context NAME", "--trace FACILITY=LEVEL", "--version"}) {
+        "[the libMiscSnmp.so", "--context NAME", "--trace FACILITY=LEVEL", "--version"}) {
     EXPECT_THAT(help, HasSubstr(text));
   }
 }

@@ -42,7 +42,7 @@ class FilesTest(unittest.TestCase):
     def testTheSetUpThatTheDocumentShowsIsTaken(self):
         if not os.path.isdir("/etc/prometheus"):
             self.skipTest("Prometheus is not installed (script/packages monitoring)")
-        block = text("docs/monitoring.md").split("```")[1].strip().splitlines()
+        block = text("docs/monitoring.md").split("## Prometheus")[1].split("```")[1].strip().splitlines()
         self.assertEqual([line.split()[0] for line in block],
                          ["apt", "cd", "cat", "cp", "systemctl"])
         with tempfile.TemporaryDirectory() as place:

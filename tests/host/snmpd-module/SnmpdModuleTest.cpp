@@ -6,6 +6,7 @@
 
 #include <array>
 #include <chrono>
+#include <filesystem>
 #include <fstream>
 #include <functional>
 #include <string>
@@ -75,6 +76,10 @@ bool exists(const std::string& path) {
   return ::lstat(path.c_str(), &facts) == 0;
 }
 
+std::string persistent() {
+  return testing::TempDir() + "module" + std::to_string(::getpid()) + ".d";
+}
+
 // The test is the agent that loads the module, as snmpd does for a line "dlmod norvek".
 class SnmpdModuleTest : public testing::Test {
  protected:
@@ -82,7 +87,10 @@ class SnmpdModuleTest : public testing::Test {
     snmp_disable_log();
     snmp_enable_calllog();
     snmp_register_callback(SNMP_CALLBACK_LIBRARY, SNMP_CALLBACK_LOGGING, &hear, nullptr);
-    for (const auto set : {set_persistent_directory, set_configuration_directory}) set("/dev/null");
+    set_configuration_directory("/dev/null");
+    // Where the module keeps what managers were told.
+    std::filesystem::create_directory(persistent());
+    set_persistent_directory(persistent().c_str());
     netsnmp_ds_set_boolean(NETSNMP_DS_LIBRARY_ID, NETSNMP_DS_LIB_DONT_READ_CONFIGS, 1);
     ASSERT_EQ(init_agent(kName), 0);
     init_snmp(kName);
@@ -90,6 +98,7 @@ class SnmpdModuleTest : public testing::Test {
   static void TearDownTestSuite() {
     snmp_shutdown(kName);
     shutdown_agent();
+    std::filesystem::remove_all(persistent());
   }
   SnmpdModuleTest() {
     std::ofstream(file_) << R"({"cell/1/sys/reset/history": {"type": "System::ResetCauseHistory",

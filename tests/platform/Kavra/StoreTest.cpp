@@ -43,7 +43,6 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Key;
-using testing::Pair;
 
 class FileDatabase final : public kavratest::Database {
  public:
