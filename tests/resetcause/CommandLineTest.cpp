@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <poll.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -12,6 +13,7 @@
 #include <filesystem>
 #include <sstream>
 #include <string>
+#include <system_error>
 #include <vector>
 
 #include "Kavra/Json/Text.h"
@@ -337,6 +339,26 @@ TEST(HeartbeatTest, TheFirstOfABootPutsThatOfTheBootBeforeAside) {
   heart.beat(kThis, later);
   EXPECT_EQ(heart.lastBefore(kThis)->boot, kBefore);
   EXPECT_EQ(heart.lastBefore(kThis)->time, 1700015000.25);
+}
+
+TEST(HeartbeatTest, TheFirstThatTheDiskDoesNotTakeHidesNoneOfTheBootBefore) {
+  const Machine machine;
+  const Heartbeat heart(machine.root());
+  const support::ManualClock clock(1700015000);
+  heart.beat(kBefore, clock);
+  // No file may grow.
+  const auto handler = ::signal(SIGXFSZ, SIG_IGN);
+  rlimit before{};
+  ::getrlimit(RLIMIT_FSIZE, &before);
+  const rlimit none{0, before.rlim_max};
+  ::setrlimit(RLIMIT_FSIZE, &none);
+  EXPECT_THROW(heart.beat(kThis, clock), std::system_error);
+  ::setrlimit(RLIMIT_FSIZE, &before);
+  ::signal(SIGXFSZ, handler);
+  ASSERT_TRUE(heart.lastBefore(kThis));
+  EXPECT_EQ(heart.lastBefore(kThis)->boot, kBefore);
+  heart.beat(kThis, clock);
+  EXPECT_EQ(heart.lastBefore(kThis)->boot, kBefore);
 }
 
 TEST(HeartbeatTest, ATornOneIsWrittenOverAndWhatIsOlderForgotten) {
