@@ -2,7 +2,6 @@
 
 #include <fcntl.h>
 #include <fmt/format.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -38,16 +37,10 @@ U32 remembered(const std::string& file) {
 
 // Raises std::system_error; the file is then as it was, or as it is to be.
 void remember(const std::string& file, U32 count) {
-  const std::string fresh = file + ".new";
-  const std::string text = fmt::format("{}\n", count);
-  {
-    const Kavra::FileDescriptor made(
-        ::open(fresh.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, 0644));
-    if (!made || !Kavra::store(made, text)) fail();
-  }
-  if (::rename(fresh.c_str(), file.c_str()) != 0) fail();
   const auto directory = std::filesystem::absolute(file).parent_path();
-  if (!Kavra::storeFolder(directory)) fail();
+  const bool done =
+      Kavra::replaceFile(file, fmt::format("{}\n", count)) && Kavra::storeFolder(directory);
+  if (!done) fail();
 }
 
 }  // namespace

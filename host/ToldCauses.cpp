@@ -2,10 +2,8 @@
 
 #include <fcntl.h>
 #include <fmt/format.h>
-#include <unistd.h>
 
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
 #include <optional>
 #include <sstream>
@@ -42,20 +40,6 @@ std::string textOf(const ReloadNews::Told& told) {
   return text;
 }
 
-// False with errno.
-bool replace(const std::string& file, const std::string& text) {
-  const std::string fresh = file + ".new";
-  {
-    const Kavra::FileDescriptor made(
-        ::open(fresh.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, 0644));
-    if (!made) return false;
-    const auto written = ::write(made.fd(), text.data(), text.size());
-    if (written >= 0 && written != static_cast<ssize_t>(text.size())) errno = ENOSPC;
-    if (written != static_cast<ssize_t>(text.size())) return false;
-  }
-  return std::rename(fresh.c_str(), file.c_str()) == 0;
-}
-
 }  // namespace
 
 ReloadNews::Told ToldCauses::read() {
@@ -83,7 +67,8 @@ ReloadNews::Told ToldCauses::read() {
 void ToldCauses::toldIs(U32 unit, ReloadNews::Digest digest) {
   told_[unit] = digest;
   if (file_.empty()) return;
-  problemIs(replace(file_, textOf(told_)) ? "" : std::strerror(errno));
+  const bool done = Kavra::replaceFile(file_, textOf(told_), Kavra::Durable::later);
+  problemIs(done ? "" : std::strerror(errno));
 }
 
 void ToldCauses::problemIs(const std::string& problem) {

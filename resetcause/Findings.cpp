@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cstddef>
 #include <utility>
 
@@ -49,9 +50,9 @@ std::optional<std::string> Findings::knownAfter(std::string_view prefix) const {
 }
 
 void Findings::problem(std::string_view source, std::string_view place, std::string_view why) {
-  if (problems_.size() < kMostProblems) {
-    problems_.push_back(fmt::format("{}: {}: {}", source, place, why));
-  }
+  std::string text = fmt::format("{}: {}: {}", source, place, why);
+  const bool isNamed = std::ranges::find(problems_, text) != problems_.end();
+  if (!isNamed && problems_.size() < kMostProblems) problems_.push_back(std::move(text));
 }
 
 void Findings::attempt(std::string_view source, std::string_view place,

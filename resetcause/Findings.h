@@ -40,7 +40,7 @@ class Findings {
   bool hasMemory() const noexcept { return !known_.empty(); }
   const Marks& seen() const noexcept { return seen_; }
 
-  // Each names the source and the place, and is passed over: "journal: /var/...: why".
+  // Each names the source and the place, and is passed over: "journal: /var/...: why". Named once.
   void problem(std::string_view source, std::string_view place, std::string_view why);
   const std::vector<std::string>& problems() const noexcept { return problems_; }
   // Runs a step; what it raises because of the outside becomes a problem.

@@ -48,7 +48,8 @@ void Heartbeat::beat(const std::string& boot, const Qel::Clock& clock) const {
   // One that cannot be read tells nothing, and is written over; what was aside is of a boot before
   // that of it.
   if (Qel::failureOf([&] { last = beatIn(path()); })) ::unlink(pathBefore().c_str());
-  if (last && last->boot != boot) std::rename(path().c_str(), pathBefore().c_str());
+  const bool isFirst =
+      !last || (last->boot != boot && std::rename(path().c_str(), pathBefore().c_str()) == 0);
   const std::string text =
       fmt::format("{:<{}}\n", fmt::format(R"({{"boot": "{}", "time": {:.3f}}})", boot, clock.now()),
                   kBeatOctets - 1);
@@ -59,7 +60,11 @@ void Heartbeat::beat(const std::string& boot, const Qel::Clock& clock) const {
       file &&
       ::pwrite(file.fd(), text.data(), text.size(), 0) == static_cast<ssize_t>(text.size()) &&
       ::ftruncate(file.fd(), static_cast<off_t>(text.size())) == 0 && ::fdatasync(file.fd()) == 0;
-  if (!done) throw std::system_error(errno, std::generic_category(), path());
+  if (done) return;
+  const int error = errno;
+  // One that is empty or torn would hide what is aside.
+  if (file && isFirst) ::unlink(path().c_str());
+  throw std::system_error(error, std::generic_category(), path());
 }
 
 std::optional<Beat> Heartbeat::lastBefore(const std::string& boot) const {

@@ -6,7 +6,6 @@
 
 #include <cerrno>
 #include <cstddef>
-#include <cstdio>
 #include <filesystem>
 #include <system_error>
 
@@ -43,14 +42,11 @@ void writeState(const std::string& path, const std::string& text) {
   std::string beside = path + ".XXXXXX";
   const Kavra::FileDescriptor file(::mkostemp(beside.data(), O_CLOEXEC));
   if (!file) failed(path);
-  const bool done = Kavra::store(file, text) && ::fchmod(file.fd(), kReadableByAll) == 0 &&
-                    std::rename(beside.c_str(), path.c_str()) == 0 &&
-                    Kavra::storeFolder(folderOf(path));
-  if (done) return;
-  const int error = errno;
-  ::unlink(beside.c_str());
-  errno = error;
-  failed(path);
+  // Where its file system refuses that, it stays its owner's alone.
+  ::fchmod(file.fd(), kReadableByAll);
+  const bool done =
+      Kavra::replaceWith(file, beside, text, path) && Kavra::storeFolder(folderOf(path));
+  if (!done) failed(path);
 }
 
 bool removeState(const std::string& path) {

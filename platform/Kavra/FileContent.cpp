@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdio>
 #include <system_error>
 
 namespace Kavra {
@@ -12,6 +13,16 @@ namespace Kavra {
 namespace {
 
 constexpr std::size_t kPiece = 65536;
+
+// False with errno.
+bool writeAll(const FileDescriptor& file, std::string_view text) noexcept {
+  while (!text.empty()) {
+    const ssize_t written = ::write(file.fd(), text.data(), text.size());
+    if (written < 0 && errno != EINTR) return false;
+    if (written > 0) text.remove_prefix(static_cast<std::size_t>(written));
+  }
+  return true;
+}
 
 }  // namespace
 
@@ -29,12 +40,25 @@ std::optional<std::string> readUpTo(const FileDescriptor& file, std::size_t most
 }
 
 bool store(const FileDescriptor& file, std::string_view text) noexcept {
-  while (!text.empty()) {
-    const ssize_t written = ::write(file.fd(), text.data(), text.size());
-    if (written < 0 && errno != EINTR) return false;
-    if (written > 0) text.remove_prefix(static_cast<std::size_t>(written));
-  }
-  return ::fsync(file.fd()) == 0;
+  return writeAll(file, text) && ::fsync(file.fd()) == 0;
+}
+
+bool replaceWith(const FileDescriptor& newFile, const std::string& newPath, std::string_view text,
+                 const std::string& path, Durable durable) noexcept {
+  const bool isWritten = durable == Durable::now ? store(newFile, text) : writeAll(newFile, text);
+  if (isWritten && std::rename(newPath.c_str(), path.c_str()) == 0) return true;
+  const int error = errno;
+  ::unlink(newPath.c_str());
+  errno = error;
+  return false;
+}
+
+bool replaceFile(const std::string& path, std::string_view text, Durable durable) {
+  constexpr int kFlags = O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW;
+  constexpr mode_t kReadableByAll = 0644;
+  const std::string newPath = path + ".new";
+  const FileDescriptor file(::open(newPath.c_str(), kFlags, kReadableByAll));
+  return file && replaceWith(file, newPath, text, path, durable);
 }
 
 bool storeFolder(const std::string& path) noexcept {

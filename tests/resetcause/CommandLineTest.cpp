@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <poll.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -16,6 +17,7 @@
 
 #include "Kavra/Json/Text.h"
 #include "Kavra/StoreUrl.h"
+#include "Qel/Failure.h"
 #include "resetcause/Heartbeat.h"
 #include "resetcause/Machine.h"
 #include "resetcause/Record.h"
@@ -337,6 +339,60 @@ TEST(HeartbeatTest, TheFirstOfABootPutsThatOfTheBootBeforeAside) {
   heart.beat(kThis, later);
   EXPECT_EQ(heart.lastBefore(kThis)->boot, kBefore);
   EXPECT_EQ(heart.lastBefore(kThis)->time, 1700015000.25);
+}
+
+// While it lives, no file takes an octet.
+class FullDisk {
+ public:
+  FullDisk() : handler_(::signal(SIGXFSZ, SIG_IGN)) {
+    ::getrlimit(RLIMIT_FSIZE, &before_);
+    const rlimit none{0, before_.rlim_max};
+    ::setrlimit(RLIMIT_FSIZE, &none);
+  }
+  FullDisk(const FullDisk&) = delete;
+  FullDisk& operator=(const FullDisk&) = delete;
+  ~FullDisk() {
+    ::setrlimit(RLIMIT_FSIZE, &before_);
+    ::signal(SIGXFSZ, handler_);
+  }
+
+ private:
+  const sighandler_t handler_;
+  rlimit before_{};
+};
+
+bool beatsOnAFullDisk(const Heartbeat& heart, const std::string& boot) {
+  const FullDisk full;
+  return !Qel::failureOf([&] { heart.beat(boot, support::ManualClock(1700015000)); });
+}
+
+TEST(HeartbeatTest, TheFirstThatTheDiskDoesNotTakeHidesNoneOfTheBootBefore) {
+  const Machine machine;
+  const Heartbeat heart(machine.root());
+  const support::ManualClock clock(1700015000);
+  heart.beat(kBefore, clock);
+  EXPECT_FALSE(beatsOnAFullDisk(heart, kThis));
+  ASSERT_TRUE(heart.lastBefore(kThis));
+  EXPECT_EQ(heart.lastBefore(kThis)->boot, kBefore);
+  heart.beat(kThis, clock);
+  EXPECT_EQ(heart.lastBefore(kThis)->boot, kBefore);
+}
+
+TEST(HeartbeatTest, ALaterOneThatTheDiskDoesNotTakeLeavesTheEarlier) {
+  const Machine machine;
+  const Heartbeat heart(machine.root());
+  heart.beat(kBefore, support::ManualClock(1700015000));
+  EXPECT_FALSE(beatsOnAFullDisk(heart, kBefore));
+  ASSERT_TRUE(heart.lastBefore(kThis));
+}
+
+TEST(HeartbeatTest, OneThatCannotBePutAsideStaysWhereTheDiskTakesNoOther) {
+  const Machine machine;
+  const Heartbeat heart(machine.root());
+  heart.beat(kBefore, support::ManualClock(1700015000));
+  machine.writes("/var/lib/norvek-reset-cause/heartbeat-before.json/in-its-place", "");
+  EXPECT_FALSE(beatsOnAFullDisk(heart, kThis));
+  ASSERT_TRUE(heart.lastBefore(kThis));
 }
 
 TEST(HeartbeatTest, ATornOneIsWrittenOverAndWhatIsOlderForgotten) {

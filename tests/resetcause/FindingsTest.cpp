@@ -50,6 +50,15 @@ TEST(FindingsTest, AsMuchAsCanBeFoundIsKeptAndSaidAgain) {
   EXPECT_EQ(again.verdict, judgement.verdict);
 }
 
+TEST(FindingsTest, AProblemThatTwoMeetIsNamedOnce) {
+  Findings findings;
+  for (const char* why : {"it is no file", "it is no file", "it is too long"}) {
+    findings.problem("wtmp", "/var/log/wtmp", why);
+  }
+  EXPECT_THAT(findings.problems(), ElementsAre("wtmp: /var/log/wtmp: it is no file",
+                                               "wtmp: /var/log/wtmp: it is too long"));
+}
+
 TEST(FindingsTest, AnImpossibleTimeIsLeftOut) {
   Findings findings;
   for (const double time : {-1.0, 1e300, 253402300800.0}) {

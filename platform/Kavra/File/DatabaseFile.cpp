@@ -8,7 +8,6 @@
 
 #include <cerrno>
 #include <chrono>
-#include <cstdio>
 #include <filesystem>
 #include <new>
 #include <system_error>
@@ -141,31 +140,31 @@ void DatabaseFile::write(const Documents& documents, const Unreadable& unreadabl
   }
   if (text.size() > kMostBytes) fail(fmt::format("would be larger than {} bytes", kMostBytes));
   const std::string newPath = fmt::format("{}/.{}.new", directory_, name_);
-  try {
-    writeNew(newPath, text);
-    if (::rename(newPath.c_str(), path_.c_str()) != 0) failWithErrno("cannot be replaced");
-  } catch (const StoreException&) {
-    ::unlink(newPath.c_str());
-    throw;
-  }
-  syncDirectory();
+  const FileDescriptor file = newFile(newPath);
+  if (!replaceWith(file, newPath, text, path_)) failWithErrno("cannot be written");
+  if (!storeFolder(directory_)) failWithErrno("was replaced, but not safely stored");
 }
 
-void DatabaseFile::writeNew(const std::string& newPath, const std::string& text) const {
+FileDescriptor DatabaseFile::newFile(const std::string& newPath) const {
   // One that is there was left by a writer that died: the lock says that nobody is at it.
   ::unlink(newPath.c_str());
   struct stat before {};
   const bool replaces = ::stat(path_.c_str(), &before) == 0;
   // Nobody looks into it before it has the rights of the file in whose place it comes.
   const mode_t mode = replaces ? kOwnerMode : kNewFileMode;
-  const FileDescriptor file(::open(newPath.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode));
+  FileDescriptor file(::open(newPath.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode));
   if (!file) failWithErrno("cannot be written");
-  if (replaces) {
-    copyRights(before, file);
-  } else {
+  if (!replaces) {
     giveToFolder(file);
+    return file;
   }
-  if (!store(file, text)) failWithErrno("cannot be written");
+  try {
+    copyRights(before, file);
+  } catch (const StoreException&) {
+    ::unlink(newPath.c_str());
+    throw;
+  }
+  return file;
 }
 
 void DatabaseFile::copyRights(const struct stat& before, const FileDescriptor& file) const {
@@ -182,10 +181,6 @@ void DatabaseFile::giveToFolder(const FileDescriptor& file) const {
   if (::geteuid() != 0 || ::stat(directory_.c_str(), &folder) != 0) return;
   // Where root may not, the file is its own.
   [[maybe_unused]] const int given = ::fchown(file.fd(), folder.st_uid, folder.st_gid);
-}
-
-void DatabaseFile::syncDirectory() const {
-  if (!storeFolder(directory_)) failWithErrno("was replaced, but not safely stored");
 }
 
 FileDescriptor DatabaseFile::openLock() const {

@@ -69,14 +69,14 @@ class DatabaseFile {
 
  private:
   [[noreturn]] void failWithErrno(const std::string& what) const;
-  void writeNew(const std::string& newPath, const std::string& text) const;
+  // An empty one with the rights of that in whose place it comes.
+  FileDescriptor newFile(const std::string& newPath) const;
   void copyRights(const struct stat& before, const FileDescriptor& file) const;
   void giveToFolder(const FileDescriptor& file) const;
   FileDescriptor openLock() const;
   // Gives the lock file, where it is the caller's to give, to the owner of the database and the
   // group of the directory, and lets that group open it where it may put files there.
   void shareLock(const FileDescriptor& lock) const;
-  void syncDirectory() const;
 
   std::string url_;
   std::string path_;
