@@ -313,6 +313,15 @@ class RulesTest(unittest.TestCase):
         self.alerted(11, (UNREQUESTED, 1, 300))
         self.alerted(66)
 
+    def testTakesAnAddressThatIsNamedForTwoDevicesForBoth(self):
+        for device in ("edge-1", "edge-2"):
+            agent = self.agent(device=device)
+            agent.labels["instance"] = "both"
+            agent.tells(0, {0: [("Power loss", LONG_AGO)]})
+            agent.tells(10, {0: [("Fan failure", LONG_AGO + 1)]})
+        self.alerted(12, (UNREQUESTED, 1, LONG_AGO + 1))
+        self.count(12, "norvek_reloads:count1d", 2, cell=None)
+
     def testTakesAClockThatIsWrongForNoHindrance(self):
         agent = self.agent()
         agent.tells(0, {0: [("Power loss", LONG_AGO)]})
