@@ -129,7 +129,7 @@ NotificationSink::~NotificationSink() { close(); }
 
 void NotificationSink::send(const Notification& notification) {
   kept_.insert_or_assign(notification.about(), notification);
-  if (isOld_ && step_ == Step::ready && !isAnswering_) close();
+  if (isOld_ && step_ == Step::ready && !awaited_) close();
   proceed();
 }
 
@@ -216,7 +216,7 @@ void NotificationSink::discover() {
 }
 
 void NotificationSink::sendAll() {
-  while (step_ == Step::ready && !isAnswering_ && !kept_.empty()) {
+  while (step_ == Step::ready && !awaited_ && !kept_.empty()) {
     transmit(std::move(kept_.extract(kept_.begin()).mapped()));
   }
 }
