@@ -46,8 +46,7 @@ class NotificationSink {
   };
 
   // `loop` must outlive the sink, and net-snmp must, too. The call may come from inside send().
-  NotificationSink(SinkLine line, std::optional<in_addr_t> version1Address, Qel::EventLoop& loop,
-                   NotificationChannel::Delivered delivered);
+  NotificationSink(SinkLine line, Qel::EventLoop& loop, NotificationChannel::Delivered delivered);
   NotificationSink(const NotificationSink&) = delete;
   NotificationSink& operator=(const NotificationSink&) = delete;
   ~NotificationSink();

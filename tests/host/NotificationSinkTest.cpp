@@ -97,8 +97,8 @@ class NotificationSinkTest : public testing::Test {
 
   void newSink(const std::string& options, const std::string& host = "127.0.0.1") {
     sink_ = std::make_unique<NotificationSink>(
-        sinkOfSession(options + " -v 2c -c c udp:" + host + ":" + receiver_.port()), std::nullopt,
-        loop_, [this](const Notification& told) {
+        sinkOfSession(options + " -v 2c -c c udp:" + host + ":" + receiver_.port()), loop_,
+        [this](const Notification& told) {
           delivered_.push_back(told.causes ? told.causes->first.front().description : "coldStart");
         });
   }
