@@ -263,6 +263,15 @@ class RulesTest(unittest.TestCase):
         self.count(20, "norvek_reloads:count1d", 5, cell=None)
         self.count(20, "norvek_reloads_unexplained:count1d", 2, cell=None)
 
+    def testCountsAnUnexplainedReloadWithoutATime(self):
+        agent = self.agent()
+        agent.tells(0, {0: [("Power loss", LONG_AGO)]})
+        agent.tells(5, {0: [("Unknown", 0)]})
+        agent.tells(15, {0: [("Power loss", LONG_AGO + 9)]})
+        self.alerted(10, (UNEXPLAINED, 1, 0))
+        self.count(10, "cell:norvek_reloads_unexplained:count1d", 1)
+        self.count(20, "cell:norvek_reloads_unexplained:count1d", 1)
+
     def testFindsAReloadBehindAGapOfAnyLength(self):
         agent = self.agent()
         agent.tells(0, {0: [("Power loss", LONG_AGO)]})
