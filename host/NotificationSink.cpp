@@ -114,10 +114,11 @@ std::string reasonIn(const netsnmp_session& session) {
 
 }  // namespace
 
-NotificationSink::NotificationSink(SinkLine line, std::optional<in_addr_t> version1Address,
-                                   Qel::EventLoop& loop, NotificationChannel::Delivered delivered)
+NotificationSink::NotificationSink(SinkLine line, Qel::EventLoop& loop,
+                                   NotificationChannel::Delivered delivered)
     : line_(std::move(line)),
-      version1Address_(line_.command == SNMP_MSG_TRAP ? version1Address.value_or(get_myaddr()) : 0),
+      version1Address_(line_.command == SNMP_MSG_TRAP ? line_.version1Address.value_or(get_myaddr())
+                                                      : 0),
       loop_(loop),
       delivered_(std::move(delivered)),
       lookup_([host = line_.host, family = line_.isIpv6 ? AF_INET6 : AF_INET] {
@@ -129,7 +130,7 @@ NotificationSink::~NotificationSink() { close(); }
 
 void NotificationSink::send(const Notification& notification) {
   kept_.insert_or_assign(notification.about(), notification);
-  if (isOld_ && step_ == Step::ready && !isAnswering_) close();
+  if (isOld_ && step_ == Step::ready && !awaited_) close();
   proceed();
 }
 
@@ -216,7 +217,7 @@ void NotificationSink::discover() {
 }
 
 void NotificationSink::sendAll() {
-  while (step_ == Step::ready && !isAnswering_ && !kept_.empty()) {
+  while (step_ == Step::ready && !awaited_ && !kept_.empty()) {
     transmit(std::move(kept_.extract(kept_.begin()).mapped()));
   }
 }

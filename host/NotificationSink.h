@@ -46,8 +46,7 @@ class NotificationSink {
   };
 
   // `loop` must outlive the sink, and net-snmp must, too. The call may come from inside send().
-  NotificationSink(SinkLine line, std::optional<in_addr_t> version1Address, Qel::EventLoop& loop,
-                   NotificationChannel::Delivered delivered);
+  NotificationSink(SinkLine line, Qel::EventLoop& loop, NotificationChannel::Delivered delivered);
   NotificationSink(const NotificationSink&) = delete;
   NotificationSink& operator=(const NotificationSink&) = delete;
   ~NotificationSink();
@@ -92,9 +91,10 @@ class NotificationSink {
 
   Step step_ = Step::idle;
   netsnmp_session* session_ = nullptr;
-  bool isAnswering_ = false;             // a question or an inform is under way
-  std::optional<Notification> awaited_;  // the inform, until it is acknowledged or given up
-  std::string failure_;                  // how it ended, empty for well
+  bool isAnswering_ = false;  // a question or an inform is under way
+  // The inform, until what became of it is dealt with; there is no other meanwhile.
+  std::optional<Notification> awaited_;
+  std::string failure_;  // how it ended, empty for well
   std::map<Notification::About, Notification> kept_;
   Counts counts_;
   std::string problem_;

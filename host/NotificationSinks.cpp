@@ -19,8 +19,7 @@ void NotificationSinks::sinksAre(const SinkDirectives& directives) {
       sink->reopen();
     } else {
       sink = std::make_unique<NotificationSink>(
-          line, directives.version1Address(), loop_,
-          [this](const Notification& notification) { delivered_(notification); });
+          line, loop_, [this](const Notification& notification) { delivered_(notification); });
     }
     sinks.push_back(std::move(sink));
   }

@@ -71,7 +71,7 @@ void Notifier::tellNews() {
     }
   }
   const auto next = news_.next();
-  next_ = next ? loop_.timerIs(std::max(0.0, *next - clock_()), [this] { tellNews(); }) : nullptr;
+  next_ = next ? loop_.timerIs(std::max(0.0, *next - clock_()), [this] { look(); }) : nullptr;
 }
 
 void Notifier::handleDelivered(const Notification& notification) {

@@ -50,6 +50,14 @@ void SinkDirectives::listen() {
   }
 }
 
+std::vector<SinkLine> SinkDirectives::sinks() const {
+  auto sinks = sinks_;
+  for (SinkLine& sink : sinks) {  // wherever the address stood
+    if (sink.command == SNMP_MSG_TRAP) sink.version1Address = version1Address_;
+  }
+  return sinks;
+}
+
 void SinkDirectives::take(const char* directive, char* value) {
   if (present_ == nullptr) return;
   try {

@@ -28,9 +28,7 @@ class SinkDirectives {
   static void listen();
 
   // In the order of the lines.
-  const std::vector<SinkLine>& sinks() const { return sinks_; }
-  // What traps of version 1 name as the agent's address, where somebody gave one.
-  std::optional<in_addr_t> version1Address() const { return version1Address_; }
+  std::vector<SinkLine> sinks() const;
 
  private:
   static void take(const char* directive, char* value);

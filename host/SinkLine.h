@@ -1,5 +1,7 @@
 #pragma once
 
+#include <netinet/in.h>
+
 #include <optional>
 #include <string>
 #include <string_view>
@@ -20,6 +22,8 @@ struct SinkLine {
   long version = SNMP_VERSION_2c;
   int command = SNMP_MSG_TRAP2;  // SNMP_MSG_TRAP (version 1 alone), SNMP_MSG_TRAP2, SNMP_MSG_INFORM
   std::string community;         // of versions 1 and 2c
+  std::optional<in_addr_t>
+      version1Address;            // what traps of version 1 name as the agent's, if given
   std::optional<double> timeout;  // seconds until an inform is repeated; net-snmp's default without
   std::optional<int> retries;     // how often; the same
 

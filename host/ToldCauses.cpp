@@ -19,6 +19,9 @@ namespace {
 
 constexpr std::size_t kMostToldOctets = 4096;
 
+constexpr auto kNotRead = "nobody is told of what changed while the agent was away";
+constexpr auto kNotWritten = "what was told may be told again after a restart";
+
 // The units of the text, or nothing where it is something else.
 std::optional<ReloadNews::Told> toldIn(const std::string& text) {
   ReloadNews::Told told;
@@ -48,7 +51,7 @@ ReloadNews::Told ToldCauses::read() {
   const Kavra::FileDescriptor opened(::open(file_.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
   if (!opened && errno == ENOENT) return told_;
   if (!opened) {
-    problemIs(std::strerror(errno));
+    problemIs(std::strerror(errno), kNotRead);
     return told_;
   }
   try {
@@ -56,10 +59,10 @@ ReloadNews::Told ToldCauses::read() {
     if (const auto told = text ? toldIn(*text) : std::nullopt) {
       told_ = *told;
     } else {
-      problemIs("not what was told of units");
+      problemIs("not what was told of units", kNotRead);
     }
   } catch (const std::system_error& error) {
-    problemIs(error.code().message());
+    problemIs(error.code().message(), kNotRead);
   }
   return told_;
 }
@@ -68,13 +71,12 @@ void ToldCauses::toldIs(U32 unit, ReloadNews::Digest digest) {
   told_[unit] = digest;
   if (file_.empty()) return;
   const bool done = Kavra::replaceFile(file_, textOf(told_), Kavra::Durable::later);
-  problemIs(done ? "" : std::strerror(errno));
+  problemIs(done ? "" : std::strerror(errno), kNotWritten);
 }
 
-void ToldCauses::problemIs(const std::string& problem) {
+void ToldCauses::problemIs(const std::string& problem, const char* outcome) {
   if (!problem.empty() && problem != problem_) {
-    logLine(fmt::format("{}: {}: what was told may be told again after a restart", file_, problem),
-            LOG_WARNING);
+    logLine(fmt::format("{}: {}: {}", file_, problem, outcome), LOG_WARNING);
   }
   problem_ = problem;
 }

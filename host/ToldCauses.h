@@ -21,7 +21,7 @@ class ToldCauses {
   void toldIs(U32 unit, ReloadNews::Digest digest);
 
  private:
-  void problemIs(const std::string& problem);
+  void problemIs(const std::string& problem, const char* outcome);
 
   const std::string file_;
   ReloadNews::Told told_;

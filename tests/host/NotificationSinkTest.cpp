@@ -66,10 +66,11 @@ class Receiver {
   static sockaddr* generic(sockaddr_in& address) { return reinterpret_cast<sockaddr*>(&address); }
   // Behind the version and the community.
   std::size_t pdu() const { return last_.find(std::string("\x04\x01") + 'c') + 3; }
-  // The tests' descriptions are in angle brackets.
+  // The tests' descriptions are in angle brackets, which may stand in the request's number, too.
   std::string description() const {
-    const auto begin = last_.find('<');
-    return begin == last_.npos ? "" : last_.substr(begin + 1, last_.find('>') - begin - 1);
+    const auto sysUpTime = last_.find("\x2b\x06\x01\x02\x01\x01\x03");
+    const auto begin = last_.find('<', sysUpTime);
+    return begin == last_.npos ? "" : last_.substr(begin + 1, last_.find('>', begin) - begin - 1);
   }
 
   const Kavra::FileDescriptor socket_;
@@ -96,8 +97,8 @@ class NotificationSinkTest : public testing::Test {
 
   void newSink(const std::string& options, const std::string& host = "127.0.0.1") {
     sink_ = std::make_unique<NotificationSink>(
-        sinkOfSession(options + " -v 2c -c c udp:" + host + ":" + receiver_.port()), std::nullopt,
-        loop_, [this](const Notification& told) {
+        sinkOfSession(options + " -v 2c -c c udp:" + host + ":" + receiver_.port()), loop_,
+        [this](const Notification& told) {
           delivered_.push_back(told.causes ? told.causes->first.front().description : "coldStart");
         });
   }
@@ -167,6 +168,31 @@ TEST_F(NotificationSinkTest, SendsInformsOneAfterTheOtherAsTheyAreAcknowledged) 
   until([this] { return delivered_.size() == 2; });
   EXPECT_EQ(sink_->counts().acknowledged, 2U);
   EXPECT_EQ(sink_->kept(), 0U);
+}
+
+TEST_F(NotificationSinkTest, TakesAnAnswerForTheInformThatItAnswersThoughAnotherIsSentMeanwhile) {
+  newSink("-Ci");
+  sink_->send(causes(0, "fan"));
+  EXPECT_EQ(received(), "Ifan");
+  receiver_.acknowledge();
+  readSessions();  // the answer is in, what follows from it is still to come
+  sink_->send(causes(1, "power"));
+  EXPECT_EQ(received(), "Ipower");
+  EXPECT_THAT(delivered_, ElementsAre("<fan>"));
+  receiver_.acknowledge();
+  until([this] { return delivered_.size() == 2; });
+  EXPECT_THAT(delivered_, ElementsAre("<fan>", "<power>"));
+}
+
+TEST_F(NotificationSinkTest, KeepsWhatItGaveUpThoughMoreIsToBeSentMeanwhile) {
+  newImpatientSink();
+  sink_->send(causes(0, "fan"));
+  EXPECT_EQ(received(), "Ifan");
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+  while (loop_.timers() == 0 && std::chrono::steady_clock::now() < deadline) readSessions();
+  sink_->send(causes(1, "power"));
+  until([this] { return sink_->counts().givenUp == 1; });
+  EXPECT_EQ(sink_->kept(), 2U);
 }
 
 TEST_F(NotificationSinkTest, RepeatsAnInformUntilItIsAcknowledged) {

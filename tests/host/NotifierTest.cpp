@@ -136,6 +136,32 @@ TEST_F(NotifierTest, TellsTheLastStateOfTenSeconds) {
   EXPECT_THAT(sent(), IsEmpty());
 }
 
+TEST_F(NotifierTest, TellsOnceOfAChangeThatComesAsTheTenSecondsEnd) {
+  const auto asTheyEnd = loop_.timerIs(10, [this] {
+    shows(0, {{"c", 1}});
+    tableChanges();
+  });
+  changes(0, {{"a", 1}});
+  changes(0, {{"b", 1}});
+  sent();
+  loop_.advance(100);
+  EXPECT_THAT(sent(), ElementsAre("unit 0: 1 of 1 causes, first c"));
+}
+
+TEST_F(NotifierTest, KeepsNewsForWhoeverIsToBeToldNext) {
+  changes(0, {{"a", 1}});
+  changes(0, {{"b", 1}});
+  sent();
+  channel_.isWanted_ = false;
+  notifier_->handleWanted();
+  loop_.advance(100);
+  EXPECT_THAT(sent(), IsEmpty());
+  channel_.isWanted_ = true;
+  notifier_->handleWanted();
+  loop_.settle();
+  EXPECT_THAT(sent(), ElementsAre("unit 0: 1 of 1 causes, first b"));
+}
+
 TEST_F(NotifierTest, RemembersOverARestartWhatWasTold) {
   changes(0, {{"a", 1}});
   sent();

@@ -74,7 +74,9 @@ TEST_F(ToldCausesTest, BeginAnewWhereTheFileIsDamaged) {
     std::ofstream(file_) << damage;
     said_.clear();
     EXPECT_THAT(read(), IsEmpty()) << damage;
-    EXPECT_THAT(said_, ElementsAre(HasSubstr(file_ + ": not what was told of units"))) << damage;
+    EXPECT_THAT(said_, ElementsAre(file_ + ": not what was told of units: nobody is told of what "
+                                           "changed while the agent was away"))
+        << damage;
     std::filesystem::remove(file_);
     // Each is the same event to the log, which tells it once a second.
     processLog().tellAll();

@@ -263,6 +263,15 @@ class RulesTest(unittest.TestCase):
         self.count(20, "norvek_reloads:count1d", 5, cell=None)
         self.count(20, "norvek_reloads_unexplained:count1d", 2, cell=None)
 
+    def testCountsAnUnexplainedReloadWithoutATime(self):
+        agent = self.agent()
+        agent.tells(0, {0: [("Power loss", LONG_AGO)]})
+        agent.tells(5, {0: [("Unknown", 0)]})
+        agent.tells(15, {0: [("Power loss", LONG_AGO + 9)]})
+        self.alerted(10, (UNEXPLAINED, 1, 0))
+        self.count(10, "cell:norvek_reloads_unexplained:count1d", 1)
+        self.count(20, "cell:norvek_reloads_unexplained:count1d", 1)
+
     def testFindsAReloadBehindAGapOfAnyLength(self):
         agent = self.agent()
         agent.tells(0, {0: [("Power loss", LONG_AGO)]})
@@ -312,6 +321,15 @@ class RulesTest(unittest.TestCase):
         older.tells(10, {0: [("Watchdog expired", LONG_AGO)]})
         self.alerted(11, (UNREQUESTED, 1, 300))
         self.alerted(66)
+
+    def testTakesAnAddressThatIsNamedForTwoDevicesForBoth(self):
+        for device in ("edge-1", "edge-2"):
+            agent = self.agent(device=device)
+            agent.labels["instance"] = "both"
+            agent.tells(0, {0: [("Power loss", LONG_AGO)]})
+            agent.tells(10, {0: [("Fan failure", LONG_AGO + 1)]})
+        self.alerted(12, (UNREQUESTED, 1, LONG_AGO + 1))
+        self.count(12, "norvek_reloads:count1d", 2, cell=None)
 
     def testTakesAClockThatIsWrongForNoHindrance(self):
         agent = self.agent()

@@ -3,6 +3,7 @@
 
 import os
 import signal
+import socket
 import unittest
 
 import support
@@ -72,6 +73,18 @@ class Notify(support.SystemTest):
         self.recordReset(1, LATER)
         self.assertToldOf(self.receiver.next(), 0, LATER)
         self.assertToldOf(self.receiver.next(), 1, LATER)
+
+    def testTheAddressInTrapsOfVersion1IsReadAgain(self):
+        traps = self.receiver.socket
+        traps.settimeout(support.PATIENCE)
+        sink = f"trapsink {self.receiver.address}"
+        agent = self.startTelling(sink, "v1trapaddress 192.0.2.1")
+        self.assertIn(socket.inet_aton("192.0.2.1"), traps.recv(65535))
+        self.configuration(sink, "v1trapaddress 192.0.2.2")
+        agent.child.send_signal(signal.SIGHUP)
+        support.waitFor(lambda: "access.conf: taken in" in agent.said(), "the address is taken in")
+        self.recordReset(1, LATER)
+        self.assertIn(socket.inet_aton("192.0.2.2"), traps.recv(65535))
 
     def testASinkThatCannotBeEndsTheStart(self):
         for line, why in ((f"trapsess -v 3 -u x -A short {self.receiver.address}", "passphrase"),
