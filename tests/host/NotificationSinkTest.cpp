@@ -293,6 +293,7 @@ TEST_F(NotificationSinkTest, BeginsAnewWithWhatWasUnderWay) {
   sink_->send(causes(0, "fan"));
   EXPECT_EQ(received(), "Ifan");
   sink_->reopen();
+  loop_.settle();
   EXPECT_EQ(received(), "Ifan");
   receiver_.acknowledge();
   until([this] { return !delivered_.empty(); });
