@@ -19,10 +19,12 @@ constexpr std::uint8_t kChassis = 0x00;
 constexpr std::uint8_t kGetChassisStatus = 0x01;
 constexpr std::uint8_t kGetRestartCause = 0x07;
 constexpr std::uint8_t kStorage = 0x0a;
+constexpr std::uint8_t kGetSelInfo = 0x40;
 constexpr std::uint8_t kGetSelEntry = 0x43;
 
 constexpr std::uint16_t kFirstRecord = 0x0000;
 constexpr std::uint16_t kNoRecord = 0xffff;
+constexpr std::uint16_t kNewestRecord = 0xffff;  // where one is asked for
 constexpr std::size_t kMostSelRecords = 4096;
 constexpr char kLastRecord[] = "sel ";
 // Clocks of controllers are a little off.
@@ -69,31 +71,41 @@ class EventLog {
       : bmc_(bmc), place_(place), boots_(boots), findings_(findings) {}
 
   void read() {
-    const auto known = findings_.knownAfter(kLastRecord);
-    std::string last = known ? kLastRecord + *known : "";
+    if (word(bmc_.reply(kStorage, kGetSelInfo, {}), 1) == 0) {
+      findings_.isNew(std::string(kLastRecord) + "none");
+      return;
+    }
+    // First, since a long log may not be read in time.
+    const SelRecord newest = selRecord(bmc_, kNewestRecord);
+    if (!findings_.isNew(lastMark(newest))) return;
+    consider(newest);
     std::uint16_t id = firstUnseen(bmc_, findings_);
     for (std::size_t count = 0; id != kNoRecord && count < kMostSelRecords; ++count) {
       const SelRecord record = selRecord(bmc_, id);
-      if (record.isWatchdog && isOfThisReload(record)) add(record);
-      last = lastMark(record);
+      if (record.id == newest.id) return;
+      consider(record);
       // One that names itself, or the first, would have no end.
-      if (record.next == kFirstRecord || record.next == record.id) break;
+      if (record.next == kFirstRecord || record.next == record.id) return;
       id = record.next;
     }
-    if (!last.empty()) findings_.isNew(last);
   }
 
  private:
+  void consider(const SelRecord& record) {
+    if (record.isWatchdog && isOfThisReload(record)) add(record);
+  }
   bool isOfThisReload(const SelRecord& record) const {
     // It was not there when the boot before was judged.
-    if (findings_.wasKnown(judgedMark(boots_.previousId))) return true;
+    const bool wasRead = findings_.knownAfter(kLastRecord).has_value();
+    if (wasRead && findings_.wasKnown(judgedMark(boots_.previousId))) return true;
     return record.hasTime() &&
            (boots_.cover(record.time) || boots_.cover(record.time - kClockSlack));
   }
   void add(const SelRecord& record) {
     Evidence one{Kind::bmcWatchdog, "bmc", fmt::format("{}, record {}", place_, record.id),
                  "the controller's watchdog reset the machine"};
-    if (record.hasTime()) one.time = record.time;
+    // A clock of its own may stand anywhere.
+    if (record.hasTime() && boots_.cover(record.time)) one.time = record.time;
     findings_.add(std::move(one));
   }
 
@@ -104,9 +116,11 @@ class EventLog {
 };
 
 // What has no time of its own: it stays until the controller has something new to tell.
-void addRegister(const std::string& text, const std::string& place, Findings& findings) {
+void addRegister(const std::string& what, const std::string& text, const std::string& place,
+                 Findings& findings) {
+  const bool wasAsked = !findings.isNew("bmc asked for its " + what);
   if (text.empty()) return;
-  const bool isNew = findings.isNew("bmc " + text) && findings.hasMemory();
+  const bool isNew = findings.isNew("bmc " + text) && wasAsked;
   Evidence one{Kind::bmcRestart, "bmc", place, text};
   one.isOld = !isNew;
   findings.add(std::move(one));
@@ -117,13 +131,14 @@ void addRegister(const std::string& text, const std::string& place, Findings& fi
 SelRecord readSelEntry(std::string_view reply) {
   constexpr std::uint8_t kSystemEvent = 0x02;
   constexpr std::uint8_t kWatchdog2 = 0x23;
+  constexpr std::uint8_t kAsserted = 0x6f;
   constexpr std::uint8_t kHardReset = 1;
   constexpr std::uint8_t kPowerCycle = 3;
   SelRecord record{word(reply, 2), word(reply, 0)};
   record.time = word(reply, 5) | static_cast<std::uint32_t>(word(reply, 7)) << 16;
   const unsigned event = octet(reply, 15) & 0x0fU;
   record.isWatchdog = octet(reply, 4) == kSystemEvent && octet(reply, 12) == kWatchdog2 &&
-                      event >= kHardReset && event <= kPowerCycle;
+                      octet(reply, 14) == kAsserted && event >= kHardReset && event <= kPowerCycle;
   return record;
 }
 
@@ -158,10 +173,12 @@ void askBmc(Bmc& bmc, const std::string& place, const Boots& boots, Findings& fi
   };
   attempt("event log", [&] { EventLog(bmc, place, boots, findings).read(); });
   attempt("restart cause", [&] {
-    addRegister(readRestartCause(bmc.reply(kChassis, kGetRestartCause, {})), place, findings);
+    addRegister("restart cause", readRestartCause(bmc.reply(kChassis, kGetRestartCause, {})), place,
+                findings);
   });
   attempt("power event", [&] {
-    addRegister(readChassisStatus(bmc.reply(kChassis, kGetChassisStatus, {})), place, findings);
+    addRegister("power event", readChassisStatus(bmc.reply(kChassis, kGetChassisStatus, {})), place,
+                findings);
   });
 }
 

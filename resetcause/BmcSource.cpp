@@ -5,6 +5,7 @@
 #include <linux/ipmi.h>
 #include <poll.h>
 #include <sys/ioctl.h>
+#include <sys/stat.h>
 
 #include <algorithm>
 #include <array>
@@ -76,10 +77,16 @@ class BmcDevice final : public Bmc {
   long asked_ = 0;
 };
 
+bool isDevice(const std::string& path) {
+  struct stat status {};
+  return ::stat(path.c_str(), &status) == 0 && S_ISCHR(status.st_mode);
+}
+
 }  // namespace
 
 void BmcSource::look(const Boots& boots, Findings& findings) const {
   const std::string path = root_.path("/dev/ipmi0");
+  if (!root_.isThisMachine() && isDevice(path)) return;
   findings.attempt(name(), path, [&] {
     Kavra::FileDescriptor device(::open(path.c_str(), O_RDWR | O_CLOEXEC | O_NONBLOCK));
     if (!device && errno == ENOENT) return;

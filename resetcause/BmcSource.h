@@ -8,6 +8,7 @@
 namespace ResetCause {
 
 // The management controller, through the kernel's driver; without its device there is none.
+// A device on the disk of another machine is that of the machine that this runs on.
 class BmcSource : public Source {
  public:
   explicit BmcSource(const Root& root) : root_(root) {}

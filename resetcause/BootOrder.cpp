@@ -25,7 +25,8 @@ std::optional<double> kernelStart(const Root& root) {
   const std::size_t at = text ? text->find(kName) : std::string::npos;
   if (at == std::string::npos) return std::nullopt;
   const std::string_view rest = std::string_view(*text).substr(at + kName.size());
-  return Qel::numberOf<double>(rest.substr(0, rest.find('\n')));
+  const auto start = Qel::numberOf<double>(rest.substr(0, rest.find('\n')));
+  return start && isTime(*start) ? start : std::nullopt;
 }
 
 const Journal::Boot* bootIn(const JournalBoots& boots, const std::string& id) {
@@ -77,26 +78,30 @@ std::string bootIdOf(const Root& root) {
   const auto text = contentOf(root.path("/proc/sys/kernel/random/boot_id"), 64);
   std::string id(trimmed(text.value_or("")));
   std::erase(id, '-');
+  if (text && !isId(id)) throw SourceException("it is no id of a boot");
   return id;
 }
 
 std::optional<Journal::Boot> bootBefore(const JournalBoots& boots, const std::string& id,
                                         const Findings& findings) {
-  JournalBoots others;
-  std::ranges::copy_if(boots, std::back_inserter(others),
-                       [&](const Journal::Boot& boot) { return boot.id != id; });
+  const auto latestWhere = [&](const auto& holds) {
+    JournalBoots some;
+    std::ranges::copy_if(boots, std::back_inserter(some),
+                         [&](const Journal::Boot& boot) { return boot.id != id && holds(boot); });
+    return latestOf(some);
+  };
   if (const Journal::Boot* own = bootIn(boots, id)) {
-    JournalBoots before;
-    std::ranges::copy_if(others, std::back_inserter(before), [&](const Journal::Boot& boot) {
+    const auto before = latestWhere([&](const Journal::Boot& boot) {
       return boot.series == own->series && boot.first < own->first;
     });
-    if (!before.empty()) return latestOf(before);
+    if (before) return before;
   }
-  JournalBoots later;
-  std::ranges::copy_if(others, std::back_inserter(later), [&](const Journal::Boot& boot) {
-    return !findings.wasKnown(bootMark(boot.id)) || findings.wasKnown(judgedMark(boot.id));
-  });
-  return latestOf(later.empty() ? others : later);
+  const auto unseen =
+      latestWhere([&](const Journal::Boot& boot) { return !findings.wasKnown(bootMark(boot.id)); });
+  if (unseen) return unseen;
+  const auto judged = latestWhere(
+      [&](const Journal::Boot& boot) { return findings.wasKnown(judgedMark(boot.id)); });
+  return judged ? judged : latestWhere([](const Journal::Boot& /*boot*/) { return true; });
 }
 
 Boots bootsOf(const Root& root, const Journal& journal, const Qel::Clock& clock,
@@ -104,7 +109,7 @@ Boots bootsOf(const Root& root, const Journal& journal, const Qel::Clock& clock,
   Boots boots;
   findings.attempt("kernel", root.path("/proc"), [&] { boots.id = bootIdOf(root); });
   JournalBoots known;
-  findings.attempt("journal", journal.place(), [&] { known = journal.boots(); });
+  findings.attempt("journal", journal.place(), [&] { known = journal.boots(findings); });
   if (boots.id.empty()) {
     if (const auto last = latestOf(known)) boots.id = last->id;
   }

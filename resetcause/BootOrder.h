@@ -18,7 +18,7 @@ std::string bootIdOf(const Root& root);
 
 // The boot before `id`, of those that the journal tells of: the numbers of its entries decide,
 // never the clock. Where a file was begun anew they do not compare; then it is the latest that was
-// not there already when an earlier boot was judged.
+// not there already when an earlier boot was judged, or else that boot.
 std::optional<Journal::Boot> bootBefore(const std::vector<Journal::Boot>& boots,
                                         const std::string& id, const Findings& findings);
 

@@ -54,6 +54,7 @@ class Piped {
     ::posix_spawn_file_actions_init(&actions);
     ::posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
     ::posix_spawn_file_actions_adddup2(&actions, in.fd(), 1);
+    ::posix_spawn_file_actions_addopen(&actions, 2, "/dev/null", O_WRONLY, 0);
     posix_spawnattr_t group;
     ::posix_spawnattr_init(&group);
     ::posix_spawnattr_setflags(&group, POSIX_SPAWN_SETPGROUP);
@@ -103,6 +104,8 @@ class Piped {
       if (Monotonic::now() > deadline) throw SourceException("it takes too long");
       ::poll(nullptr, 0, 2);
     }
+    // What it left running; the group is its own until it has been waited for.
+    ::kill(-child_, SIGKILL);
     return waitFor(std::exchange(child_, -1));
   }
 
@@ -111,13 +114,53 @@ class Piped {
   pid_t child_ = -1;
 };
 
+// While one lives, the signals of a terminal's keys do nothing here.
+class DeafToKeys {
+ public:
+  DeafToKeys() {
+    struct sigaction ignore {};
+    ignore.sa_handler = SIG_IGN;
+    for (std::size_t i = 0; i < kSignals.size(); ++i) {
+      ::sigaction(kSignals[i], &ignore, &before_[i]);
+    }
+  }
+  DeafToKeys(const DeafToKeys&) = delete;
+  DeafToKeys& operator=(const DeafToKeys&) = delete;
+  ~DeafToKeys() {
+    for (std::size_t i = 0; i < kSignals.size(); ++i) {
+      ::sigaction(kSignals[i], &before_[i], nullptr);
+    }
+  }
+
+  // Those that were not ignored before.
+  sigset_t heard() const {
+    sigset_t set;
+    ::sigemptyset(&set);
+    for (std::size_t i = 0; i < kSignals.size(); ++i) {
+      if (before_[i].sa_handler != SIG_IGN) ::sigaddset(&set, kSignals[i]);
+    }
+    return set;
+  }
+
+ private:
+  static constexpr std::array<int, 2> kSignals{SIGINT, SIGQUIT};
+  std::array<struct sigaction, kSignals.size()> before_{};
+};
+
 }  // namespace
 
 int statusOf(const std::vector<std::string>& command) {
+  const DeafToKeys deaf;
+  const sigset_t heard = deaf.heard();
+  posix_spawnattr_t attributes;
+  ::posix_spawnattr_init(&attributes);
+  ::posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF);
+  ::posix_spawnattr_setsigdefault(&attributes, &heard);
   pid_t child = -1;
   const auto arguments = argumentsOf(command);
   const int error =
-      ::posix_spawnp(&child, arguments.front(), nullptr, nullptr, arguments.data(), environ);
+      ::posix_spawnp(&child, arguments.front(), nullptr, &attributes, arguments.data(), environ);
+  ::posix_spawnattr_destroy(&attributes);
   return error == 0 ? waitFor(child) : 127;
 }
 

@@ -6,6 +6,7 @@
 #include <chrono>
 #include <cstddef>
 #include <exception>
+#include <filesystem>
 #include <optional>
 #include <ostream>
 #include <string>
@@ -74,7 +75,14 @@ class Program {
   static std::string text(const CLI::Option* option, const std::string& otherwise = {}) {
     return option->count() == 0 ? otherwise : option->results().front();
   }
-  Root root() const { return Root(text(root_)); }
+  Root root() const {
+    if (root_->count() == 0) return Root();
+    std::error_code error;
+    if (!std::filesystem::is_directory(text(root_), error)) {
+      throw CLI::ValidationError("--root: " + Qel::quoted(text(root_)) + " is no folder");
+    }
+    return Root(text(root_));
+  }
   // Raises SourceException where the kernel tells none.
   std::string boot() const {
     std::string id = bootIdOf(root());
@@ -111,10 +119,12 @@ class Program {
       const auto store = Kavra::StoreUrl(text(db), text(auth)).store(clock_);
       const Judgement judgement = judge(root(), *clock_);
       // Kept first, so that a database which is down is told the same later.
-      if (!judgement.isKept) keep(root(), judgement);
+      std::optional<std::string> problem;
+      if (!judgement.isKept) problem = Qel::failureOf([&] { keep(root(), judgement); });
       ResetCause::record(*store, number, judgement);
       Requests(root()).keepOnly(judgement.boots.id, judgement.boots.previousId);
       out_ << "cell " << number << ": " << descriptionOf(judgement.verdict.cause) << '\n';
+      if (problem) throw SourceException(Qel::String("it is recorded, but not kept: " + *problem));
     });
   }
 

@@ -16,6 +16,8 @@ struct DumpText {
 
   Why why = Why::nothing;
   std::string text;  // of a panic what it says; of a restart the last line that tells why
+  // Seconds from the first dump in it to that of the panic.
+  double behind = 0;
 
   friend bool operator==(const DumpText&, const DumpText&) = default;
 };

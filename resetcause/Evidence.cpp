@@ -26,4 +26,9 @@ std::string_view nameOf(Kind kind) noexcept {
   return kNames[static_cast<std::size_t>(kind)];
 }
 
+bool isTime(double seconds) noexcept {
+  constexpr double kEndOfTime = 253402300800;
+  return seconds >= 0 && seconds < kEndOfTime;
+}
+
 }  // namespace ResetCause

@@ -35,6 +35,9 @@ constexpr std::size_t kKinds = static_cast<std::size_t>(Kind::kernelReason) + 1;
 // The name by which `explain` and JSON know it.
 std::string_view nameOf(Kind kind) noexcept;
 
+// Whether so many seconds since 1970 UTC are a time: from then to the end of the year 9999.
+bool isTime(double seconds) noexcept;
+
 // One piece: what was found, and where.
 struct Evidence {
   Kind kind;

@@ -11,10 +11,9 @@ namespace ResetCause {
 
 namespace {
 
-constexpr std::size_t kMostEvidence = 1000;
+constexpr std::size_t kMostOfAKind = 20;
 constexpr std::size_t kMostEvidenceOctets = 4096;
 constexpr std::size_t kMostProblems = 100;
-constexpr double kEndOfTime = 253402300800;
 constexpr std::size_t kMostMarks = 10000;
 
 void cut(std::string& text) {
@@ -24,12 +23,17 @@ void cut(std::string& text) {
 }  // namespace
 
 void Findings::add(Evidence one) {
-  if (evidence_.size() >= kMostEvidence) return;
+  std::size_t& count = counts_[static_cast<std::size_t>(one.kind)];
+  if (++count > kMostOfAKind) {
+    if (count == kMostOfAKind + 1) {
+      problem(one.source, nameOf(one.kind), "there is more of it: the rest is left out");
+    }
+    return;
+  }
   cut(one.text);
   cut(one.place);
   cut(one.user);
-  // Beyond the year 9999, or before 1970, it is no time.
-  if (one.time && !(*one.time >= 0 && *one.time < kEndOfTime)) one.time.reset();
+  if (one.time && !isTime(*one.time)) one.time.reset();
   evidence_.push_back(std::move(one));
 }
 

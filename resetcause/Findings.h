@@ -1,5 +1,7 @@
 #pragma once
 
+#include <array>
+#include <cstddef>
 #include <functional>
 #include <optional>
 #include <set>
@@ -25,8 +27,7 @@ class Findings {
   // `known` are the marks that were seen when an earlier boot was judged.
   explicit Findings(Marks known) : known_(std::move(known)) {}
 
-  // Texts are cut to 4096 octets, impossible times left away; what comes after a thousand pieces is
-  // left out.
+  // Texts are cut to 4096 octets, impossible times left away; of one kind twenty pieces are taken.
   void add(Evidence one);
   const std::vector<Evidence>& evidence() const noexcept { return evidence_; }
 
@@ -47,6 +48,7 @@ class Findings {
 
  private:
   std::vector<Evidence> evidence_;
+  std::array<std::size_t, kKinds> counts_{};  // of each kind, those that were left out as well
   std::vector<std::string> problems_;
   Marks known_;
   Marks seen_;

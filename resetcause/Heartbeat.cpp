@@ -13,6 +13,7 @@
 #include "Kavra/FileDescriptor.h"
 #include "Qel/Document.h"
 #include "Qel/Failure.h"
+#include "resetcause/Evidence.h"
 #include "resetcause/StateFile.h"
 
 namespace ResetCause {
@@ -26,8 +27,11 @@ std::optional<Beat> beatIn(const std::string& path) {
   const auto document = readState(path);
   if (!document) return std::nullopt;
   const Qel::DocumentReader reader(*document);
-  return Beat{reader.member("boot").readText(kBeatOctets).stdString(),
-              reader.member("time").readFiniteNumber()};
+  Beat beat{reader.member("boot").readText(kBeatOctets).stdString(),
+            reader.member("time").readFiniteNumber()};
+  if (!isId(beat.boot)) throw SourceException("it is of no boot");
+  if (!isTime(beat.time)) throw SourceException("it has no time");
+  return beat;
 }
 
 }  // namespace
@@ -63,7 +67,8 @@ std::optional<Beat> Heartbeat::lastBefore(const std::string& boot) const {
   // What is aside is older than one that the loss of power tore.
   const auto why = Qel::failureOf([&] { beat = beatIn(path()); });
   if (why) throw SourceException(Qel::String(*why));
-  return beat && beat->boot != boot ? beat : beatIn(pathBefore());
+  if (!beat || beat->boot == boot) beat = beatIn(pathBefore());
+  return beat && beat->boot != boot ? beat : std::nullopt;
 }
 
 }  // namespace ResetCause

@@ -19,7 +19,7 @@ namespace {
 
 constexpr std::size_t kMostFieldOctets = 65536;
 constexpr std::size_t kMostJournalFiles = 1000;
-constexpr std::size_t kMostBoots = 2000;
+constexpr std::size_t kMostBoots = 5000;
 constexpr double kMicro = 1e-6;
 
 void needGood(int result) {
@@ -47,14 +47,12 @@ bool canBeOpened(const std::string& file, Findings& findings) {
 std::string machineOf(const Root& root) {
   std::optional<std::string> text;
   (void)Qel::failureOf([&] { text = contentOf(root.path("/etc/machine-id"), 64); });
-  return std::string(trimmed(text.value_or("")));
+  std::string id(trimmed(text.value_or("")));
+  return isId(id) ? id : "";
 }
 
 bool isMachineFolder(std::string_view name, std::string_view machine) {
-  constexpr std::size_t kIdLength = 32;
-  if (!machine.empty()) return name == machine;
-  return name.size() == kIdLength &&
-         name.find_first_not_of("0123456789abcdef") == std::string_view::npos;
+  return machine.empty() ? isId(name) : name == machine;
 }
 
 }  // namespace
@@ -135,32 +133,49 @@ void Journal::collect(const std::string& folder, const Root& root, std::vector<s
   }
 }
 
-std::vector<Journal::Boot> Journal::boots() const {
-  std::vector<std::string> ids;
+std::vector<Journal::Boot> Journal::boots(Findings& findings) const {
   if (!isOpen()) return {};
+  std::vector<Boot> boots;
+  for (const std::string& id : bootIds(findings)) {
+    findings.attempt("journal", place_ + ", boot " + id, [&] {
+      Boot boot = bootOf(id);
+      if (!boot.series.empty()) boots.push_back(std::move(boot));
+    });
+  }
+  return boots;
+}
+
+std::vector<std::string> Journal::bootIds(Findings& findings) const {
+  std::vector<std::string> ids;
   needGood(sd_journal_query_unique(journal_, "_BOOT_ID"));
   const void* data = nullptr;
   std::size_t size = 0;
   constexpr std::string_view kField = "_BOOT_ID=";
-  while (ids.size() < kMostBoots && sd_journal_enumerate_unique(journal_, &data, &size) > 0) {
+  while (sd_journal_enumerate_unique(journal_, &data, &size) > 0) {
     const std::string_view whole(static_cast<const char*>(data), size);
-    if (whole.starts_with(kField)) ids.emplace_back(whole.substr(kField.size()));
+    if (!whole.starts_with(kField) || !isId(whole.substr(kField.size()))) continue;
+    if (ids.size() == kMostBoots) {
+      findings.problem("journal", place_, "too many boots: the rest is not looked at");
+      break;
+    }
+    ids.emplace_back(whole.substr(kField.size()));
   }
-  std::vector<Boot> boots;
-  for (const std::string& id : ids) {
-    Boot boot{.id = id};
-    look(id, {}, Way::forward, [&](const Entry& first) {
-      boot.start = first.time() - first.monotonic();
-      std::tie(boot.series, boot.first) = first.order();
-      return false;
-    });
-    look(id, {}, Way::backward, [&](const Entry& last) {
-      boot.last = last.time();
-      return false;
-    });
-    if (!boot.series.empty()) boots.push_back(std::move(boot));
-  }
-  return boots;
+  return ids;
+}
+
+Journal::Boot Journal::bootOf(const std::string& id) const {
+  Boot boot{.id = id};
+  look(id, {}, Way::forward, [&](const Entry& first) {
+    // By a clock that was not set it may be just before 1970.
+    boot.start = std::max(0.0, first.time() - first.monotonic());
+    std::tie(boot.series, boot.first) = first.order();
+    return false;
+  });
+  look(id, {}, Way::backward, [&](const Entry& last) {
+    boot.last = last.time();
+    return false;
+  });
+  return boot;
 }
 
 void Journal::look(const std::string& boot, const Matches& matches, Way way, const See& see) const {

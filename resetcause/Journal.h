@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "resetcause/Findings.h"
+#include "resetcause/LostPages.h"
 #include "resetcause/Root.h"
 
 struct sd_journal;
@@ -64,8 +65,10 @@ class Journal {
   // Whether there is anything to read.
   bool isOpen() const noexcept { return journal_ != nullptr; }
   const std::string& place() const noexcept { return place_; }
-  // In no order of their own.
-  std::vector<Boot> boots() const;
+  // Whether all that was read so far could be: a file may be cut meanwhile, or its disk fail.
+  bool isWhole() const noexcept { return !lostPages_.any(); }
+  // In no order of their own. One whose entries cannot be read is named and passed over.
+  std::vector<Boot> boots(Findings& findings) const;
   // Shows the entries of a boot from its begin, or from its end.
   void look(const std::string& boot, const Matches& matches, Way way, const See& see) const;
 
@@ -73,6 +76,10 @@ class Journal {
   void collect(const std::string& folder, const Root& root, std::vector<std::string>& files,
                Findings& findings) const;
 
+  std::vector<std::string> bootIds(Findings& findings) const;
+  Boot bootOf(const std::string& id) const;
+
+  const LostPages lostPages_;
   std::string place_;
   sd_journal* journal_ = nullptr;
 };

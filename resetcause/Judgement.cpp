@@ -67,13 +67,10 @@ Looked lookEverywhere(const Root& root, const Qel::Clock& clock, Findings::Marks
     looked.findings.attempt(source->name(), "the whole",
                             [&] { source->look(looked.boots, looked.findings); });
   }
+  if (!journal.isWhole()) {
+    looked.findings.problem("journal", journal.place(), "a part of it cannot be read");
+  }
   return looked;
-}
-
-Looked lookAgain(const Root& root, const Qel::Clock& clock, Findings& problems) {
-  const auto kept = keptOf(root, problems);
-  if (!kept) return lookEverywhere(root, clock, {});
-  return lookEverywhere(root, clock, isOf(kept, runningBoot(root)) ? kept->known : kept->seen);
 }
 
 Judgement saidAgain(Judgement kept) {
@@ -104,8 +101,17 @@ Judgement judge(const Root& root, const Qel::Clock& clock) {
 
 std::vector<Explanation> explain(const Root& root, const Qel::Clock& clock) {
   Findings problems;
-  const bool isJudged = isOf(keptOf(root, problems), runningBoot(root));
-  const Looked looked = lookAgain(root, clock, problems);
+  const auto kept = keptOf(root, problems);
+  bool isJudged = isOf(kept, runningBoot(root));
+  Looked looked = lookEverywhere(root, clock,
+                                 !kept      ? Findings::Marks()
+                                 : isJudged ? kept->known
+                                            : kept->seen);
+  // On the disk of another machine only the journal tells which boot is its last.
+  if (!isJudged && isOf(kept, looked.boots.id)) {
+    isJudged = true;
+    looked = lookEverywhere(root, clock, kept->known);
+  }
   std::vector<Explanation> lines{
       {"0", "judged already", isJudged,
        isJudged ? "what was said then is kept; the rest is what is found now" : "not yet"}};

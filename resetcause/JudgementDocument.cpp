@@ -45,9 +45,15 @@ std::string textIn(const DocumentReader& reader, std::string_view name) {
   return value ? value->readText(kMostOctets).stdString() : std::string();
 }
 
+double timeOf(const DocumentReader& reader) {
+  const double time = reader.readFiniteNumber();
+  if (!isTime(time)) reader.fail("it is no time");
+  return time;
+}
+
 std::optional<double> timeIn(const DocumentReader& reader, std::string_view name) {
   const auto value = reader.optionalMember(name);
-  return value ? std::optional(value->readFiniteNumber()) : std::nullopt;
+  return value ? std::optional(timeOf(*value)) : std::nullopt;
 }
 
 // The value that has the name, of those that can have one.
@@ -123,9 +129,8 @@ Document documentOf(const Boots& boots) {
 }
 
 Boots bootsIn(const DocumentReader& reader) {
-  return {textIn(reader, "id"), reader.member("start").readFiniteNumber(),
-          textIn(reader, "previousId"), timeIn(reader, "previousStart"),
-          timeIn(reader, "lastSign")};
+  return {textIn(reader, "id"), timeOf(reader.member("start")), textIn(reader, "previousId"),
+          timeIn(reader, "previousStart"), timeIn(reader, "lastSign")};
 }
 
 template <class Texts>

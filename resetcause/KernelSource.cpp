@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstddef>
@@ -39,10 +40,11 @@ std::string reasonInLog(const std::string& path) {
 }  // namespace
 
 std::string resetReasonIn(std::string_view line) {
-  constexpr std::string_view kSays = "Previous system reset reason [";
-  const std::size_t at = line.find(kSays);
-  if (at == std::string_view::npos) return {};
-  const std::size_t end = line.find("]: ", at);
+  constexpr std::string_view kSays = "x86/amd: Previous system reset reason [";
+  // What a record of the log has before its text.
+  if (!line.starts_with(kSays)) line.remove_prefix(std::min(line.find(';'), line.size() - 1) + 1);
+  if (!line.starts_with(kSays)) return {};
+  const std::size_t end = line.find("]: ", kSays.size());
   if (end == std::string_view::npos) return {};
   const std::string_view rest = line.substr(end + 3);
   return std::string(trimmed(rest.substr(0, rest.find('\n')).substr(0, kMostReasonTextOctets)));
@@ -59,7 +61,7 @@ void KernelSource::look(const Boots& boots, Findings& findings) const {
                   });
   });
   std::string place = journal_.place();
-  if (count == 0 && reason.empty()) {
+  if (count == 0 && reason.empty() && root_.isThisMachine()) {
     place = root_.path("/dev/kmsg");
     findings.attempt(name(), place, [&] { reason = reasonInLog(place); });
   }

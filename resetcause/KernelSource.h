@@ -9,7 +9,7 @@
 namespace ResetCause {
 
 // Why the kernel of this boot says that the machine was reset, as newer kernels read it from the
-// hardware: from the journal, or from the kernel's own log where there is no journal.
+// hardware: from the journal, or where there is none from the log of the kernel that runs.
 class KernelSource : public Source {
  public:
   // `journal` must outlive it.

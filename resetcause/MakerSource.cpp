@@ -19,9 +19,10 @@ constexpr std::size_t kMostMakerOctets = 65536;
 constexpr std::size_t kMostCauseOctets = 512;
 constexpr double kPatience = 10;  // seconds
 
-void needOurs(const struct stat& status) {
+// Of root's, or of whoever runs this, and not to be changed by those of `others`.
+void needOurs(const struct stat& status, mode_t others) {
   const bool isOurs = status.st_uid == 0 || status.st_uid == ::geteuid();
-  if (!isOurs || (status.st_mode & (S_IWGRP | S_IWOTH)) != 0) {
+  if (!isOurs || (status.st_mode & others) != 0) {
     throw SourceException("others than root may change it");
   }
 }
@@ -51,7 +52,7 @@ std::optional<Evidence> askMaker(const std::string& program, double seconds) {
     if (errno == ENOENT || errno == ENOTDIR) return std::nullopt;
     throw std::system_error(errno, std::generic_category());
   }
-  needOurs(status);
+  needOurs(status, S_IWGRP | S_IWOTH);
   return readMaker(outputOf(program, kMostMakerOctets, seconds), program);
 }
 
@@ -61,7 +62,13 @@ void MakerSource::look(const Boots& /*boots*/, Findings& findings) const {
   };
   const std::string file = root_.path(kFile);
   findings.attempt(name(), file, [&] {
-    if (const auto text = contentOf(file, kMostMakerOctets)) add(readMaker(*text, file));
+    const auto text = contentOf(file, kMostMakerOctets);
+    if (!text) return;
+    struct stat status {};
+    if (::lstat(file.c_str(), &status) != 0)
+      throw std::system_error(errno, std::generic_category());
+    needOurs(status, S_IWOTH);
+    add(readMaker(*text, file));
   });
   if (!root_.isThisMachine()) return;
   findings.attempt(name(), kProgram, [&] { add(askMaker(kProgram, kPatience)); });

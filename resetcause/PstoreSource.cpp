@@ -2,6 +2,7 @@
 
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <map>
 #include <string>
@@ -16,7 +17,10 @@ namespace ResetCause {
 namespace {
 
 constexpr std::size_t kMostDumpOctets = std::size_t{1} << 20;
+constexpr std::size_t kMostCrashOctets = 4 * kMostDumpOctets;
 constexpr std::size_t kMostDumpFiles = 2000;
+// The mark of a boot that could not see all of them.
+constexpr char kLeftOut[] = "dumps left out";
 constexpr char kJoined[] = "dmesg.txt";
 
 // The parts of one dump, or several dumps of one crash, that lie in one folder.
@@ -41,21 +45,39 @@ bool isFolder(const std::string& path) {
 // Compressed as the kernel could not undo it.
 bool isCompressed(std::string_view name) { return name.ends_with(".z"); }
 
-// Folders with dumps in them, and in folders of these.
+// Folders with dumps in them, and in folders of these. Names are numbers that grow with time: the
+// newest come first, and are there when there is no room for more.
 void collect(const std::string& path, int levels, std::vector<DumpFolder>& folders,
              std::size_t& left) {
   DumpFolder folder{path, changedAt(path), {}};
-  for (const std::string& entry : namesIn(path)) {
-    if (left == 0) return;
-    const std::string inside = inFolder(path, entry);
+  const auto names = namesIn(path);
+  for (auto name = names.rbegin(); name != names.rend() && left > 0; ++name) {
+    const std::string inside = inFolder(path, *name);
     if (levels > 0 && isFolder(inside)) {
       collect(inside, levels - 1, folders, left);
-    } else if (timeOfDump(entry) || entry == kJoined) {
+    } else if (timeOfDump(*name) || *name == kJoined) {
       --left;
-      folder.files.push_back(entry);
+      folder.files.push_back(*name);
     }
   }
+  std::ranges::reverse(folder.files);
   if (!folder.files.empty()) folders.push_back(std::move(folder));
+}
+
+// From 2038 on the kernel keeps the second with fewer digits behind it.
+double secondOfErst(std::uint64_t id) {
+  constexpr std::uint64_t kIsFrom2038 = std::uint64_t{1} << 63U;
+  const std::uint64_t second = (id & kIsFrom2038) == 0 ? id >> 32U : (id & ~kIsFrom2038) >> 24U;
+  return static_cast<double>(second);
+}
+
+// systemd-pstore calls it by the id of the dump in it, or by the second.
+std::optional<double> timeOfFolder(const DumpFolder& folder) {
+  constexpr std::uint64_t kFirstSecond = 946684800;
+  constexpr std::uint64_t kFirstId = kFirstSecond << 32U;
+  const auto number = Qel::numberOf<std::uint64_t>(folder.path.substr(folder.path.rfind('/') + 1));
+  if (!number || *number < kFirstSecond) return std::nullopt;
+  return *number < kFirstId ? static_cast<double>(*number) : secondOfErst(*number);
 }
 
 // Dumps of one second are of one crash.
@@ -65,7 +87,7 @@ std::map<double, std::vector<std::string>> crashesIn(const DumpFolder& folder) {
     if (const auto time = timeOfDump(file)) crashes[*time].push_back(file);
   }
   // The parts joined are of use where they are alone.
-  if (crashes.empty()) crashes[folder.made].push_back(kJoined);
+  if (crashes.empty()) crashes[timeOfFolder(folder).value_or(folder.made)].push_back(kJoined);
   return crashes;
 }
 
@@ -83,7 +105,7 @@ class Crash {
   bool isNew(Findings& findings) const {
     bool any = false;
     for (const std::string& file : files_) {
-      const std::string id = isCompressed(file) ? file.substr(0, file.find('.')) : file;
+      const std::string id = file.substr(0, file.find('.'));
       // Where it lies in the system's own folder matters only where it has no name of its own.
       const std::string mark = file == kJoined ? folder_.path + "/" + file : id;
       if (findings.isNew("dump " + mark)) any = true;
@@ -98,6 +120,10 @@ class Crash {
         findings.problem("pstore", path, "it is compressed");
         continue;
       }
+      if (all.size() >= kMostCrashOctets) {
+        findings.problem("pstore", path, "the rest of the dump is left out");
+        break;
+      }
       findings.attempt("pstore", path, [&] {
         if (const auto part = contentOf(path, kMostDumpOctets)) all += *part + "\n";
       });
@@ -111,7 +137,8 @@ class Crash {
   const std::vector<std::string> files_;
 };
 
-void addDump(const DumpText& dump, const Crash& crash, double time, Findings& findings) {
+void addDump(const DumpText& dump, const Crash& crash, const std::optional<double>& time,
+             Findings& findings) {
   if (dump.why == DumpText::Why::nothing) return;
   const Kind kind = dump.why == DumpText::Why::panic     ? Kind::panicDump
                     : dump.why == DumpText::Why::restart ? Kind::haltDump
@@ -122,35 +149,43 @@ void addDump(const DumpText& dump, const Crash& crash, double time, Findings& fi
 }  // namespace
 
 std::optional<double> timeOfDump(std::string_view fileName) {
-  constexpr std::string_view kErst = "dmesg-erst-";
-  constexpr std::string_view kEfi = "dmesg-efi-";
   constexpr std::uint64_t kPartAndCount = 100000;
   const std::string_view bare = fileName.substr(0, fileName.find('.'));
-  if (bare.starts_with(kErst)) {
-    const auto id = Qel::numberOf<std::uint64_t>(bare.substr(kErst.size()));
-    return id ? std::optional(static_cast<double>(*id >> 32U)) : std::nullopt;
-  }
-  if (!bare.starts_with(kEfi)) return std::nullopt;
-  const auto id = Qel::numberOf<std::uint64_t>(bare.substr(kEfi.size()));
+  const auto idBehind = [&](std::string_view begin) {
+    return bare.starts_with(begin) ? Qel::numberOf<std::uint64_t>(bare.substr(begin.size()))
+                                   : std::nullopt;
+  };
+  if (const auto id = idBehind("dmesg-erst-")) return secondOfErst(*id);
+  auto id = idBehind("dmesg-efi-");
+  if (!id) id = idBehind("dmesg-efi_pstore-");  // as newer kernels name them
   if (!id) return std::nullopt;
   const std::uint64_t second = *id / kPartAndCount;
   return static_cast<double>(second);
 }
 
 void PstoreSource::look(const Boots& boots, Findings& findings) const {
-  const bool knows = findings.wasKnown(judgedMark(boots.previousId));
+  // What there was no room for then is not new now.
+  const bool knows =
+      findings.wasKnown(judgedMark(boots.previousId)) && !findings.wasKnown(kLeftOut);
   for (const char* place : {"/sys/fs/pstore", "/var/lib/systemd/pstore"}) {
     const bool isMoved = std::string_view(place) != "/sys/fs/pstore";
     std::vector<DumpFolder> folders;
     std::size_t left = kMostDumpFiles;
     findings.attempt(name(), root_.path(place),
                      [&] { collect(root_.path(place), 2, folders, left); });
+    if (left == 0) {
+      findings.problem(name(), root_.path(place), "too many dumps: the older ones are left out");
+      findings.isNew(kLeftOut);
+    }
     for (const DumpFolder& folder : folders) {
       for (const auto& [time, files] : crashesIn(folder)) {
         const Crash crash(folder, files);
         if (!crash.isNew(findings)) continue;
         if (!knows && !isOfThisReload(time, folder, isMoved, boots)) continue;
-        addDump(readDump(crash.text(findings)), crash, time, findings);
+        const DumpText dump = readDump(crash.text(findings));
+        // When the folder was made the crash was over.
+        addDump(dump, crash, time == folder.made ? std::nullopt : std::optional(time + dump.behind),
+                findings);
       }
     }
   }

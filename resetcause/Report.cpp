@@ -23,6 +23,7 @@ std::string evidenceLine(const Evidence& one) {
   if (!one.text.empty()) line += ": " + Qel::printableLine(one.text);
   if (!one.user.empty()) line += ", by " + Qel::printableLine(one.user);
   if (one.time) line += " (" + utcText(*one.time) + ")";
+  if (one.isOld) line += ", as after an earlier reload";
   return line + "\n";
 }
 
@@ -31,6 +32,7 @@ std::string evidenceLine(const Evidence& one) {
 std::string whenText(const Cause& cause, const Boots& boots) {
   if (cause.time) return utcText(*cause.time);
   if (!cause.since) return "before " + utcText(boots.start);
+  if (*cause.since > boots.start) return "after " + utcText(*cause.since) + ", by the clock then";
   return fmt::format("between {} and {}", utcText(*cause.since), utcText(boots.start));
 }
 

@@ -5,8 +5,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <limits>
+#include <string_view>
 #include <vector>
 
 #include "Kavra/Json/Text.h"
@@ -20,6 +22,7 @@ namespace ResetCause {
 namespace {
 
 constexpr std::size_t kMostNameOctets = 256;
+constexpr std::size_t kMostUsersOctets = std::size_t{4} << 20;
 constexpr char kEnd[] = ".json";
 
 std::string userName(uid_t user) {
@@ -42,6 +45,24 @@ std::optional<uid_t> userOfSession() {
   (void)Qel::failureOf([&] { text = contentOf("/proc/self/loginuid", 64); });
   const auto user = text ? Qel::numberOf<uid_t>(trimmed(*text)) : std::nullopt;
   return user == std::numeric_limits<uid_t>::max() ? std::nullopt : user;
+}
+
+// By the root's own list of users, since whoever else knows them may be asked over the network.
+std::string nameIn(const Root& root, uid_t user) {
+  std::optional<std::string> users;
+  (void)Qel::failureOf([&] { users = contentOf(root.path("/etc/passwd"), kMostUsersOctets); });
+  for (std::string_view rest = users ? *users : std::string_view(); !rest.empty();) {
+    const std::string_view line = rest.substr(0, rest.find('\n'));
+    rest.remove_prefix(std::min(line.size() + 1, rest.size()));
+    // NAME:x:NUMBER:...
+    const std::string_view name = line.substr(0, line.find(':'));
+    const std::string_view behind =
+        line.substr(std::min(line.find(':', name.size() + 1), line.size()));
+    if (behind.empty()) continue;
+    const std::string_view number = behind.substr(1, behind.find(':', 1) - 1);
+    if (Qel::numberOf<uid_t>(number) == user) return std::string(name.substr(0, kMostNameOctets));
+  }
+  return "user " + std::to_string(user);
 }
 
 // The owner, where that is neither root nor the owner of the folder.
@@ -78,17 +99,20 @@ std::optional<Request> Requests::of(const std::string& boot) const {
   Request request{text("boot", kMostNameOctets), text("user", kMostNameOctets),
                   text("reason", kMostReasonOctets), reader.member("time").readFiniteNumber()};
   if (request.boot != boot) throw SourceException("it is of another boot");
-  if (const auto stranger = strangerOf(path(boot), folder())) request.user = userName(*stranger);
+  if (const auto stranger = strangerOf(path(boot), folder()))
+    request.user = nameIn(root_, *stranger);
   return request;
 }
 
 void Requests::keepOnly(const std::string& boot, const std::string& previousBoot) const {
-  (void)Qel::failureOf([&] {
-    for (const std::string& name : namesIn(folder())) {
-      if (!name.ends_with(kEnd) || name == boot + kEnd || name == previousBoot + kEnd) continue;
-      removeState(folder() + "/" + name);
-    }
-  });
+  std::vector<std::string> names;
+  (void)Qel::failureOf([&] { names = namesIn(folder()); });
+  for (const std::string& name : names) {
+    // Behind the end there is more where one was not written to its end.
+    const std::string of = name.substr(0, name.find(kEnd));
+    if (of == name || of == boot || of == previousBoot) continue;
+    (void)Qel::failureOf([&] { removeState(folder() + "/" + name); });
+  }
 }
 
 std::string loginUser() {

@@ -16,7 +16,7 @@ namespace ResetCause {
 
 namespace {
 
-constexpr std::size_t kMostNames = 10000;
+constexpr std::size_t kMostNames = 200000;
 
 }  // namespace
 
@@ -64,6 +64,12 @@ std::string inFolder(std::string_view folder, std::string_view name) {
   path += '/';
   path += name;
   return path;
+}
+
+bool isId(std::string_view text) noexcept {
+  constexpr std::size_t kIdLength = 32;
+  return text.size() == kIdLength &&
+         text.find_first_not_of("0123456789abcdef") == std::string_view::npos;
 }
 
 std::string_view trimmed(std::string_view text) noexcept {

@@ -38,11 +38,14 @@ class Root {
 std::optional<std::string> contentOf(const std::string& path, std::size_t most);
 
 // The names in a folder in alphabetical order, without those that begin with a dot; none where
-// there is no such folder. Raises std::system_error, SourceException for more than 10000.
+// there is no such folder. Raises std::system_error, SourceException for more than 200000.
 std::vector<std::string> namesIn(const std::string& path);
 
 // The path of what has the name in a folder.
 std::string inFolder(std::string_view folder, std::string_view name);
+
+// Whether it is an id as systemd writes those of boots and machines: 32 hexadecimal digits.
+bool isId(std::string_view text) noexcept;
 
 // The text without blanks and line ends at both ends.
 std::string_view trimmed(std::string_view text) noexcept;

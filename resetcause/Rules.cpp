@@ -129,10 +129,16 @@ void tellHalt(const Found& found, Cause& cause) {
 }
 
 void tellRequest(const Found& found, Cause& cause) {
+  constexpr double kLong = 600;  // seconds
   const Evidence& request = found.first(Kind::request);
   cause.text = fmt::format("Reload requested by {}: {}", request.user, request.text);
   cause.confidence = Confidence::certain;
   cause.time = request.time;
+  auto end = found.timeOf(Kind::logind, Kind::target, Kind::wtmpShutdown, Kind::journalStopped);
+  if (!end) end = found.boots().lastSign;
+  if (!end || !request.time || *end <= *request.time + kLong) return;
+  cause.confidence = Confidence::likely;
+  cause.elseBe = "the request was long before it, and somebody else may have asked since";
 }
 
 void tellPowerKey(const Found& found, Cause& cause) {
@@ -155,6 +161,7 @@ void tellCtrlAltDel(const Found& found, Cause& cause) {
   cause.text = "Ctrl-Alt-Del on the console";
   cause.confidence = Confidence::likely;
   cause.time = found.first(Kind::ctrlAltDel).time;
+  cause.elseBe = "the same signal to init by a program of root's leaves the same";
 }
 
 void tellUnit(const Found& found, Cause& cause) {
@@ -163,12 +170,14 @@ void tellUnit(const Found& found, Cause& cause) {
   cause.confidence = Confidence::likely;
   cause.time = unit.time;
   cause.action = fmt::format("Find out why {} failed", unit.text);
+  cause.elseBe = "somebody may have asked for it just then, without the login manager";
 }
 
 void tellOrderly(const Found& found, Cause& cause) {
   cause.text = "Orderly reload, requester unknown";
   cause.confidence = Confidence::likely;
   cause.time = found.timeOf(Kind::target, Kind::wtmpShutdown, Kind::journalStopped);
+  cause.elseBe = "a command, a key or a unit that failed: none of them left its name";
 }
 
 void tellHardware(const Found& found, Cause& cause) {

@@ -19,7 +19,7 @@ namespace ResetCause {
 
 namespace {
 
-constexpr std::size_t kMostStateOctets = std::size_t{4} << 20;
+constexpr std::size_t kMostStateOctets = std::size_t{32} << 20;
 constexpr mode_t kReadableByAll = 0644;
 
 std::string folderOf(const std::string& path) {

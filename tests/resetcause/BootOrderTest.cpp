@@ -38,6 +38,14 @@ TEST(BootOrderTest, WhereTheSeriesBeganAnewItIsTheLatestThatWasNotSeenBefore) {
             "second");
 }
 
+TEST(BootOrderTest, ABootThatWasNotSeenBeforeIsLaterThanTheOneThatWasJudged) {
+  const Journal::Boot setBack{"set back", 10, 20, "between", 1};
+  const Journal::Boot third{"third", 3000, 3001, "new", 1};
+  EXPECT_EQ(before({kSecond, setBack, third}, "third",
+                   {bootMark("first"), bootMark("second"), judgedMark("second")}),
+            "set back");
+}
+
 TEST(BootOrderTest, TheFirstOfAllHasNoneBefore) {
   EXPECT_EQ(before({kFirst}, "first"), "none");
   EXPECT_EQ(before({}, "first"), "none");

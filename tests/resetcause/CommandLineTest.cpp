@@ -2,8 +2,13 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <poll.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <chrono>
+#include <csignal>
+#include <cstdlib>
 #include <filesystem>
 #include <sstream>
 #include <string>
@@ -40,7 +45,10 @@ class ResetCauseCommandTest : public testing::Test {
  protected:
   Outcome run(std::vector<std::string> words) {
     machine.settle();
-    words.insert(words.begin(), {"norvek-reset-cause", "--root", machine.folder()});
+    if (std::ranges::find(words, "--root") == words.end()) {
+      words.insert(words.begin(), {"--root", machine.folder()});
+    }
+    words.insert(words.begin(), "norvek-reset-cause");
     std::vector<const char*> argv;
     for (const std::string& word : words) argv.push_back(word.c_str());
     std::ostringstream out;
@@ -90,6 +98,22 @@ TEST_F(ResetCauseCommandTest, FindTellsAWindowAndWhatElseItCouldHaveBeen) {
               AllOf(StartsWith("Power lost, hard reset or forced restart\n"),
                     HasSubstr("when: between 2023-11-15T02:23:10Z and 2023-11-15T03:46:40Z"),
                     HasSubstr("how sure: possible"), HasSubstr("but: loss of power")));
+}
+
+TEST_F(ResetCauseCommandTest, FindTellsNoWindowThatEndsBeforeItBegins) {
+  machine.startsAt(kThis, 100);
+  machine.reloads(kThis, 100);
+  EXPECT_THAT(run({"find"}).out,
+              AllOf(HasSubstr("  when: after 2023-11-15T02:23:10Z, by the clock then\n"),
+                    HasSubstr("\nnote: the clock was set back")));
+}
+
+TEST_F(ResetCauseCommandTest, FindTellsWhatARegisterToldBefore) {
+  machine.hasWatchdog("watchdog0", 0x01);
+  record();
+  machine.reloads(std::string(32, '4'), kThisStart + 9000);
+  EXPECT_THAT(run({"find"}).out, AllOf(HasSubstr("how sure: possible\n"),
+                                       HasSubstr("(watchdog), as after an earlier reload\n")));
 }
 
 TEST_F(ResetCauseCommandTest, FindChangesNothing) {
@@ -166,6 +190,18 @@ TEST_F(ResetCauseCommandTest, RecordThatMeetsNoDatabaseTellsItAndSaysTheSameLate
   EXPECT_EQ(record().out, "cell 1: Watchdog expired\n");
 }
 
+TEST_F(ResetCauseCommandTest, RecordThatCannotKeepItTellsTheDatabaseAllTheSame) {
+  machine.hasWatchdog("watchdog0", 0x20);
+  machine.writes("/var/lib/norvek-reset-cause", "no folder");
+  for (int i = 0; i < 2; ++i) {
+    const Outcome recorded = record();
+    EXPECT_EQ(recorded.status, 1);
+    EXPECT_EQ(recorded.out, "cell 1: Watchdog expired\n");
+    EXPECT_THAT(recorded.err, AllOf(HasSubstr("recorded, but not kept: "), HasSubstr("/var/lib/")));
+    EXPECT_THAT(descriptions(), testing::ElementsAre("Watchdog expired"));
+  }
+}
+
 TEST_F(ResetCauseCommandTest, RecordLeavesAloneWhatIsNoHistory) {
   machine.writes("/kavra.json", R"({"cell/1/sys/reset/history": {"type": "nothing"}})");
   EXPECT_EQ(record().status, 1);
@@ -197,11 +233,16 @@ TEST_F(ResetCauseCommandTest, RequestIsThereBeforeTheCommandRuns) {
 
 TEST_F(ResetCauseCommandTest, RequestsOfOlderBootsAreForgotten) {
   const std::string folder = "/var/lib/norvek-reset-cause/requests/";
+  // What a request left that was torn off, and what nobody can take away.
+  machine.writes(folder + std::string(32, '1') + ".json.Xy12aB", "{");
+  machine.writes(folder + std::string(32, '0') + ".json/x", "");
   machine.writes(folder + std::string(32, '1') + ".json", "{}");
   machine.writes(folder + kBefore + ".json", "{}");
   machine.writes(folder + kThis + ".json", "{}");
   record();
   EXPECT_FALSE(std::filesystem::exists(machine.folder() + folder + std::string(32, '1') + ".json"));
+  EXPECT_FALSE(
+      std::filesystem::exists(machine.folder() + folder + std::string(32, '1') + ".json.Xy12aB"));
   EXPECT_TRUE(std::filesystem::exists(machine.folder() + folder + kBefore + ".json"));
   EXPECT_TRUE(std::filesystem::exists(requestFile()));
 }
@@ -213,6 +254,8 @@ TEST_F(ResetCauseCommandTest, ARequestInAFileOfAUsersOwnIsToldUnderThatName) {
                            R"(", "user": "root", "reason": "lies", "time": 1700014999})");
   ASSERT_EQ(::chown((machine.folder() + path).c_str(), 4242, 4242), 0);
   EXPECT_THAT(run({"find"}).out, StartsWith("Reload requested by user 4242: lies"));
+  machine.writes("/etc/passwd", "root:x:0:0:::\nmallory:x:4242:4242:::\n");
+  EXPECT_THAT(run({"find"}).out, StartsWith("Reload requested by mallory: lies"));
 }
 
 TEST_F(ResetCauseCommandTest, AnEmptyOrLongReasonIsRefused) {
@@ -246,6 +289,41 @@ TEST_F(ResetCauseCommandTest, AWrongCallIsToldInOneLine) {
     EXPECT_THAT(wrong.err, StartsWith("norvek-reset-cause: "));
     EXPECT_EQ(wrong.err.find('\n'), wrong.err.size() - 1);
   }
+}
+
+TEST_F(ResetCauseCommandTest, ARootThatIsNoFolderIsAWrongOne) {
+  machine.writes("/file", "");
+  std::filesystem::create_symlink("loop", machine.folder() + "/loop");
+  for (const char* name : {"/file", "/none", "/loop"}) {
+    const Outcome wrong = run({"find", "--root", machine.folder() + name});
+    EXPECT_EQ(wrong.status, 2);
+    EXPECT_THAT(wrong.err, HasSubstr(name));
+    EXPECT_EQ(wrong.out, "");
+  }
+  EXPECT_EQ(run({"find", "--root", ""}).status, 2);
+}
+
+TEST_F(ResetCauseCommandTest, AHeartbeatThatCannotBeWrittenTellsItOnceAndIsWrittenLater) {
+  machine.settle();
+  machine.writes("/var/lib/norvek-reset-cause", "no folder");
+  const std::string said = machine.folder() + "/said";
+  const std::string command = std::string(RESET_CAUSE_PROGRAM) + " --root " + machine.folder() +
+                              " heartbeat --every 1 2>" + said + " & echo $! >" + said + ".pid";
+  ASSERT_EQ(std::system(command.c_str()), 0);
+  const auto waitFor = [](const auto& condition) {
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+    while (!condition() && std::chrono::steady_clock::now() < deadline) ::poll(nullptr, 0, 5);
+    return condition();
+  };
+  EXPECT_TRUE(waitFor([&] { return machine.read("/said").ends_with('\n'); }));
+  std::filesystem::remove(machine.folder() + "/var/lib/norvek-reset-cause");
+  EXPECT_TRUE(waitFor([&] {
+    return std::filesystem::exists(machine.folder() + "/var/lib/norvek-reset-cause/heartbeat.json");
+  }));
+  ::kill(std::stoi(machine.read("/said.pid")), SIGKILL);
+  const std::string text = machine.read("/said");
+  EXPECT_THAT(text, AllOf(StartsWith("norvek-reset-cause: "), HasSubstr("Not a directory")));
+  EXPECT_EQ(text.find('\n'), text.size() - 1);
 }
 
 TEST(HeartbeatTest, TheFirstOfABootPutsThatOfTheBootBeforeAside) {

@@ -2,6 +2,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <sys/sysmacros.h>
+#include <unistd.h>
 
 #include <cstdint>
 #include <filesystem>
@@ -18,6 +20,8 @@ namespace {
 using resetcausetest::kBefore;
 using resetcausetest::kDown;
 using resetcausetest::kDownTime;
+using resetcausetest::kOlderStart;
+using resetcausetest::kThisStart;
 using resetcausetest::Machine;
 using testing::ElementsAre;
 using testing::HasSubstr;
@@ -61,6 +65,39 @@ TEST_F(HostileSourcesTest, AJournalDamagedInTheMiddleIsReadAsFarAsItGoes) {
   for (std::size_t at = 4096; at < octets.size(); at += 997) octets[at] = '\x5a';
   machine.writes(machine.journalFile(), octets);
   problems();
+}
+
+TEST_F(HostileSourcesTest, AJournalCutShortIsNamed) {
+  machine.settle();
+  cutTo(machine.journalFile(), 100000);
+  EXPECT_THAT(problems(), ElementsAre(HasSubstr("system.journal: ")));
+}
+
+TEST_F(HostileSourcesTest, AJournalThatIsCutWhileItIsReadIsReadAsFarAsItGoes) {
+  machine.settle();
+  Findings findings;
+  const Journal journal(machine.root(), findings);
+  ASSERT_TRUE(journal.isOpen());
+  cutTo(machine.journalFile(), 4096);
+  EXPECT_TRUE(journal.isWhole());
+  findings.attempt("journal", "", [&] { journal.boots(findings); });
+  EXPECT_FALSE(journal.isWhole());
+}
+
+TEST_F(HostileSourcesTest, APipeOrAFolderInThePlaceOfAJournalIsNamed) {
+  machine.settle();
+  const std::string folder = machine.folder() + "/var/log/journal/" + std::string(32, 'c');
+  std::filesystem::create_directory(folder + "/system@1.journal");
+  ASSERT_EQ(::mkfifo((folder + "/system@2.journal").c_str(), 0600), 0);
+  EXPECT_THAT(problems(), ElementsAre(HasSubstr("system@1"), HasSubstr("system@2")));
+  EXPECT_EQ(machine.judged().boots.previousId, kBefore);
+}
+
+TEST_F(HostileSourcesTest, AMachineWithoutAnIdHasAJournalAllTheSame) {
+  for (const char* id : {"", "uninitialized\n"}) {
+    machine.writes("/etc/machine-id", id);
+    EXPECT_EQ(machine.judged().boots.previousId, kBefore) << id;
+  }
 }
 
 TEST_F(HostileSourcesTest, AnotherMachinesJournalIsNotLookedAt) {
@@ -125,6 +162,55 @@ TEST_F(HostileSourcesTest, AHugeDumpIsNamed) {
   EXPECT_THAT(problems(), ElementsAre(HasSubstr("it is too long")));
 }
 
+// A machine that crashed every minute, for days.
+class ManyDumpsTest : public HostileSourcesTest {
+ protected:
+  ManyDumpsTest() { machine.hasWatchdog("watchdog0", 0); }
+
+  std::string fileOf(double second) const {
+    const auto id = (static_cast<std::uint64_t>(second) << 32U) + 1;
+    return "/sys/fs/pstore/dmesg-erst-" + std::to_string(id);
+  }
+  // So many, a minute apart, the last of them in the boot before the last.
+  void dumps(int count) {
+    machine.writes(fileOf(kOlderStart), kPanic);
+    for (int i = 1; i < count; ++i) {
+      std::filesystem::create_hard_link(machine.folder() + fileOf(kOlderStart),
+                                        machine.folder() + fileOf(kOlderStart - 60.0 * i));
+    }
+  }
+  static constexpr char kPanic[] = "Panic#1 Part1\nKernel panic - not syncing: again\n";
+};
+
+TEST_F(ManyDumpsTest, TheNewestAreLookedAt) {
+  dumps(12000);
+  machine.writes(fileOf(kDownTime), kPanic);
+  const Judgement judgement = machine.judged();
+  EXPECT_EQ(judgement.verdict.cause.text, "Kernel panic: again");
+  EXPECT_THAT(judgement.problems, ElementsAre(HasSubstr("the older ones are left out")));
+}
+
+TEST_F(ManyDumpsTest, WhatWasLeftOutOnceIsNotTakenForNewLater) {
+  dumps(2100);
+  keep(machine.root(), machine.judged());
+  for (int i = 0; i < 200; ++i) {
+    std::filesystem::remove(machine.folder() + fileOf(kOlderStart - 60.0 * i));
+  }
+  machine.reloads(std::string(32, '4'), kThisStart + 3600);
+  EXPECT_EQ(machine.rules(), "11");
+}
+
+TEST_F(ManyDumpsTest, OneOfManyPartsIsReadAsFarAsThereIsRoom) {
+  const auto id = static_cast<std::uint64_t>(kDownTime) << 32U;
+  const std::string folder = "/var/lib/systemd/pstore/" + std::to_string(id) + "/dmesg-erst-";
+  for (std::uint64_t part = 0; part < 9; ++part) {
+    machine.writes(folder + std::to_string(id + part), kPanic + std::string(1000000, 'x'));
+  }
+  const Judgement judgement = machine.judged();
+  EXPECT_EQ(judgement.verdict.cause.text, "Kernel panic: again");
+  EXPECT_THAT(judgement.problems, ElementsAre(HasSubstr("the rest of the dump is left out")));
+}
+
 TEST_F(HostileSourcesTest, ACompressedDumpIsNamed) {
   machine.writes("/sys/fs/pstore/dmesg-erst-7301508827709440001.enc.z", "\x78\x9c");
   EXPECT_THAT(problems(), ElementsAre(HasSubstr("compressed")));
@@ -151,6 +237,33 @@ TEST_F(HostileSourcesTest, ADamagedRegisterOfTheMakerIsNamedWithThePlace) {
   EXPECT_THAT(problems(), ElementsAre(HasSubstr("/cause")));
 }
 
+TEST_F(HostileSourcesTest, ARegisterOfTheMakerThatAllMayWriteIsNotBelieved) {
+  const std::string path = "/run/norvek/reset-register.json";
+  machine.writes(path, R"({"cause": "lies"})");
+  std::filesystem::permissions(machine.folder() + path, std::filesystem::perms(0666));
+  EXPECT_THAT(problems(), ElementsAre(HasSubstr("others than root")));
+  std::filesystem::permissions(machine.folder() + path, std::filesystem::perms(0644));
+  if (::geteuid() != 0) return;
+  ASSERT_EQ(::chown((machine.folder() + path).c_str(), 4242, 4242), 0);
+  EXPECT_THAT(problems(), ElementsAre(HasSubstr("others than root")));
+}
+
+TEST_F(HostileSourcesTest, TheLogOfTheRunningKernelIsNoneOfAnotherMachinesDisk) {
+  machine.settle();
+  std::filesystem::remove_all(machine.folder() + "/var/log/journal");
+  machine.writes("/dev/kmsg", "6,1,1,-;x86/amd: Previous system reset reason [0x1]: another\n");
+  EXPECT_EQ(judge(machine.root(), *machine.clock_).verdict.beside.size(), 0);
+}
+
+TEST_F(HostileSourcesTest, TheControllerOfTheRunningMachineIsNoneOfAnotherMachinesDisk) {
+  machine.writes("/dev/kmsg", "");
+  const std::string device = machine.folder() + "/dev/ipmi0";
+  if (::mknod(device.c_str(), S_IFCHR | 0600, ::makedev(1, 3)) != 0) {
+    GTEST_SKIP() << "only root can make devices";
+  }
+  EXPECT_THAT(problems(), ElementsAre());
+}
+
 TEST_F(HostileSourcesTest, AFileInThePlaceOfTheControllersDeviceIsNamed) {
   machine.writes("/dev/ipmi0", "");
   EXPECT_THAT(problems(), testing::Each(HasSubstr("/dev/ipmi0")));
@@ -160,6 +273,36 @@ TEST_F(HostileSourcesTest, AFileInThePlaceOfTheControllersDeviceIsNamed) {
 TEST_F(HostileSourcesTest, ADamagedMemoryIsNamedAndJudgedAnew) {
   machine.writes("/var/lib/norvek-reset-cause/judged.json", R"({"boots": {"id": ")");
   EXPECT_THAT(problems(), ElementsAre(HasSubstr("judged.json")));
+}
+
+TEST_F(HostileSourcesTest, AMemoryOfImpossibleTimesIsNamedAndJudgedAnew) {
+  keep(machine.root(), machine.judged());
+  const std::string path = "/var/lib/norvek-reset-cause/judged.json";
+  std::string text = machine.read(path);
+  const std::string start = "\"start\": 1700020000.0";
+  ASSERT_NE(text.find(start), std::string::npos);
+  machine.writes(path, text.replace(text.find(start), start.size(), "\"start\": 1e300"));
+  EXPECT_THAT(problems(), ElementsAre(HasSubstr("judged.json: /boots/start")));
+}
+
+TEST_F(HostileSourcesTest, AHeartbeatAtAnImpossibleTimeIsNamed) {
+  for (const char* time : {"1e300", "-1"}) {
+    machine.writes("/var/lib/norvek-reset-cause/heartbeat.json",
+                   R"({"boot": ")" + kBefore + R"(", "time": )" + time + "}");
+    EXPECT_THAT(problems(), ElementsAre(HasSubstr("heartbeat")));
+  }
+}
+
+TEST_F(HostileSourcesTest, AHeartbeatOfNoBootLeadsToNoOtherFile) {
+  machine.settle();
+  std::filesystem::remove_all(machine.folder() + "/var/log/journal");
+  machine.writes("/var/lib/norvek-reset-cause/requests/x", "");
+  machine.writes(
+      "/secret.json",
+      R"({"boot": "../../../../secret", "user": "a", "reason": "b", "time": 1700009000})");
+  machine.writes("/var/lib/norvek-reset-cause/heartbeat.json",
+                 R"({"boot": "../../../../secret", "time": 1700009000})");
+  EXPECT_THAT(judge(machine.root(), *machine.clock_).problems, ElementsAre(HasSubstr("heartbeat")));
 }
 
 TEST_F(HostileSourcesTest, ATornHeartbeatIsNamed) {

@@ -1,18 +1,25 @@
 // What reads foreign octets and texts: dumps, wtmp, replies of a controller, a maker's register.
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/file.h>
 #include <unistd.h>
 #include <utmpx.h>
 
+#include <chrono>
+#include <csignal>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <map>
 #include <optional>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
+#include "Kavra/FileDescriptor.h"
 #include "resetcause/Bmc.h"
 #include "resetcause/Child.h"
 #include "resetcause/DumpText.h"
@@ -46,6 +53,31 @@ TEST(DumpTextTest, APanicWithoutItsTextIsStillOne) {
   EXPECT_EQ(readDump("Panic#1 Part2\n<4>[ 1.0] CPU: 0\n"), (DumpText{Why::panic, "no text"}));
 }
 
+TEST(DumpTextTest, OnlyTheKernelsOwnLineIsAPanicsText) {
+  const auto text = [](const std::string& lines) {
+    return readDump("Panic#1 Part1\n" + lines + "\n").text;
+  };
+  EXPECT_EQ(text("<0>[    1.0][    T1] Kernel panic - not syncing: Fatal exception"),
+            "Fatal exception");
+  EXPECT_EQ(text("<0>[ 1.0] Kernel panic - not syncing: Fatal exception\n"
+                 "<0>[ 1.1] ---[ end Kernel panic - not syncing: Fatal exception ]---"),
+            "Fatal exception");
+  EXPECT_EQ(text("<6>[ 1.0] usb 1-1: Product: Kernel panic - not syncing: lies"), "no text");
+  EXPECT_EQ(readDump("Emergency#1 Part1\n<6>[ 1.0] usb 1-1: Product: softdog: Initiating system "
+                     "reboot\n")
+                .why,
+            Why::restart);
+}
+
+TEST(DumpTextTest, APanicLongAfterAnOopsTellsHowLong) {
+  const DumpText dump = readDump(
+      "Panic#2 Part1\n<0>[ 9000.5] Kernel panic - not syncing: Fatal exception\n"
+      "Oops#1 Part1\n<1>[ 1000.5] BUG: unable to handle page fault\n"
+      "Panic#2 Part2\n<4>[ 8999.5] CPU: 0\n");
+  EXPECT_EQ(dump.behind, 8000);
+  EXPECT_EQ(readDump("Panic#1 Part1\n<0>[ 9000.5] Kernel panic - not syncing: x\n").behind, 0);
+}
+
 TEST(DumpTextTest, TextsOfOthersAreNoDumps) {
   for (const char* text : {"", "\n", "<", "[", "<>[]", "Panic", "Panic#", "Panicked#1\n"}) {
     EXPECT_EQ(readDump(text), DumpText()) << text;
@@ -55,6 +87,9 @@ TEST(DumpTextTest, TextsOfOthersAreNoDumps) {
 TEST(DumpNameTest, HasTheSecondOfTheCrash) {
   EXPECT_EQ(timeOfDump("dmesg-erst-7301444403200000001"), 1700000000);
   EXPECT_EQ(timeOfDump("dmesg-efi-170000000001001"), 1700000000);
+  EXPECT_EQ(timeOfDump("dmesg-efi_pstore-170000000001001"), 1700000000);
+  // Of the year 2040.
+  EXPECT_EQ(timeOfDump("dmesg-erst-9260432719093956609"), 2208988800);
   EXPECT_EQ(timeOfDump("dmesg-erst-7301444403200000001.enc.z"), 1700000000);
   for (const char* name : {"dmesg-erst-", "dmesg-erst-x", "dmesg-efi-99999999999999999999999",
                            "console-ramoops-0", "dmesg.txt"}) {
@@ -99,10 +134,14 @@ TEST(WtmpTest, IsSplitAtThisBootWhetherItsRecordIsThereOrNot) {
 class TestBmc : public Bmc {
  public:
   std::string reply(std::uint8_t function, std::uint8_t command, std::string_view data) override {
+    if (function == 0x0a && command == 0x40) {
+      return {'\x51', static_cast<char>(log.size()), '\0', '\0', '\0'};
+    }
     if (function == 0x0a) {
-      const auto found = log.find(static_cast<unsigned char>(data[2]));
+      const unsigned id = static_cast<unsigned char>(data[2]);
+      const auto found = id == 0xff && !log.empty() ? std::prev(log.end()) : log.find(id);
       if (found == log.end()) throw SourceException("there is no such record");
-      ++asked;
+      if (++asked > patience) throw SourceException("it takes too long");
       return found->second;
     }
     return command == 0x07 ? restartCause : chassisStatus;
@@ -112,11 +151,12 @@ class TestBmc : public Bmc {
   std::string restartCause = std::string("\x00\x00", 2);
   std::string chassisStatus = std::string("\x21\x00\x00", 3);
   int asked = 0;
+  int patience = 10000;
 };
 
 // The octets of a reply: the next record's id, then the record.
 std::string selReply(std::uint8_t id, std::uint16_t next, std::uint32_t time, std::uint8_t sensor,
-                     std::uint8_t event) {
+                     std::uint8_t event, std::uint8_t type = 0x6f) {
   std::string reply(18, '\0');
   const auto put = [&](std::size_t at, std::uint32_t value) {
     reply[at] = static_cast<char>(value & 0xffU);
@@ -127,7 +167,7 @@ std::string selReply(std::uint8_t id, std::uint16_t next, std::uint32_t time, st
   put(4, 2);
   for (std::size_t i = 0; i < 4; ++i) put(5 + i, time >> (8 * i));
   put(12, sensor);
-  put(14, 0x6f);
+  put(14, type);
   put(15, event);
   return reply;
 }
@@ -180,9 +220,41 @@ TEST(BmcTest, ARecordWithoutATimeCountsWhereTheBootBeforeWasJudged) {
   TestBmc bmc;
   bmc.log[0] = selReply(1, 0xffff, 77, 0x23, 0x01);
   EXPECT_THAT(asked(bmc).evidence(), IsEmpty());
-  const Findings findings = asked(bmc, {judgedMark("b")});
-  ASSERT_THAT(findings.evidence(), testing::SizeIs(1));
-  EXPECT_EQ(findings.evidence()[0].time, std::nullopt);
+  EXPECT_THAT(asked(bmc, {judgedMark("b")}).evidence(), IsEmpty());
+  for (const std::uint32_t time : {77U, 1600000000U}) {
+    bmc.log[0] = selReply(1, 0xffff, time, 0x23, 0x01);
+    // The log was empty then.
+    const Findings findings = asked(bmc, {judgedMark("b"), "sel none"});
+    ASSERT_THAT(findings.evidence(), testing::SizeIs(1));
+    EXPECT_EQ(findings.evidence()[0].time, std::nullopt);
+  }
+}
+
+TEST(BmcTest, AnEmptyLogIsNoProblem) {
+  TestBmc bmc;
+  const Findings findings = asked(bmc);
+  EXPECT_THAT(findings.problems(), IsEmpty());
+  EXPECT_THAT(findings.seen(), testing::Contains("sel none"));
+}
+
+TEST(BmcTest, TheNewestRecordIsSeenInALogThatIsTooLongToBeReadInTime) {
+  TestBmc bmc;
+  bmc.log[0] = selReply(1, 2, 1700001500, 0x08, 0x00);
+  bmc.log[2] = selReply(2, 3, 1700001550, 0x08, 0x00);
+  bmc.log[3] = selReply(3, 0xffff, 1700001600, 0x23, 0x01);
+  bmc.patience = 2;
+  const Findings findings = asked(bmc);
+  EXPECT_THAT(findings.evidence(), testing::SizeIs(1));
+  EXPECT_THAT(findings.problems(), ElementsAre(HasSubstr("event log: it takes too long")));
+  EXPECT_THAT(findings.seen(), testing::Contains("sel 3 1700001600"));
+  bmc.patience = 10000;
+  EXPECT_THAT(asked(bmc).evidence(), testing::SizeIs(1));
+}
+
+TEST(BmcTest, AWatchdogsEventThatEndedIsNone) {
+  TestBmc bmc;
+  bmc.log[0] = selReply(1, 0xffff, 1700001600, 0x23, 0x01, 0xef);
+  EXPECT_THAT(asked(bmc).evidence(), IsEmpty());
 }
 
 TEST(BmcTest, ALogThatGoesInCirclesEnds) {
@@ -190,8 +262,9 @@ TEST(BmcTest, ALogThatGoesInCirclesEnds) {
   bmc.log[0] = selReply(1, 2, 1, 0, 0);
   bmc.log[2] = selReply(2, 3, 1, 0, 0);
   bmc.log[3] = selReply(3, 2, 1, 0, 0);
+  bmc.log[4] = selReply(4, 0xffff, 1, 0, 0);
   asked(bmc);
-  EXPECT_EQ(bmc.asked, 4096);
+  EXPECT_EQ(bmc.asked, 4097);
 }
 
 TEST(BmcTest, ARegisterThatToldTheSameBeforeMayBeOld) {
@@ -203,7 +276,12 @@ TEST(BmcTest, ARegisterThatToldTheSameBeforeMayBeOld) {
   EXPECT_EQ(first.evidence()[0].text, "Reset button pressed (BMC)");
   EXPECT_TRUE(first.evidence()[0].isOld);
   EXPECT_TRUE(asked(bmc, first.seen()).evidence()[0].isOld);
-  EXPECT_FALSE(asked(bmc, {"boot b"}).evidence()[0].isOld);
+  bmc.restartCause = std::string("\x02\x0e", 2);
+  EXPECT_TRUE(asked(bmc, {"boot b"}).evidence()[0].isOld);
+  bmc.restartCause = std::string("\x00\x0e", 2);
+  const Findings other = asked(bmc);
+  bmc.restartCause = std::string("\x02\x0e", 2);
+  EXPECT_FALSE(asked(bmc, other.seen()).evidence()[0].isOld);
 }
 
 TEST(BmcTest, TellsWhyPowerWasLost) {
@@ -273,6 +351,31 @@ TEST_F(MakersProgramTest, ThatFailsPrintsTooMuchOrStaysIsNamed) {
   EXPECT_THAT(problem("exec >/dev/null; exec sleep 60"), HasSubstr("it takes too long"));
 }
 
+TEST_F(MakersProgramTest, SaysNothingElsewhere) {
+  testing::internal::CaptureStderr();
+  askMaker(program(R"(echo noise >&2; echo '{"cause": "Door open"}')"), 10);
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+}
+
+TEST_F(MakersProgramTest, LeavesNothingRunning) {
+  // What runs on holds the lock.
+  const std::string lock = folder_ + "/lock";
+  EXPECT_TRUE(askMaker(program("exec 9>" + lock + "; flock 9; sleep 60 >/dev/null & " +
+                               R"(echo '{"cause": "Door open"}')"),
+                       10));
+  const Kavra::FileDescriptor file(::open(lock.c_str(), O_WRONLY | O_CLOEXEC));
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+  while (::flock(file.fd(), LOCK_EX | LOCK_NB) != 0) {
+    ASSERT_LT(std::chrono::steady_clock::now(), deadline);
+    std::this_thread::yield();
+  }
+}
+
+TEST(CommandTest, HasTheTerminalsSignalsForItself) {
+  EXPECT_EQ(statusOf({"sh", "-c", "kill -INT $PPID; kill -QUIT $PPID; exit 3"}), 3);
+  EXPECT_EQ(statusOf({"sh", "-c", "kill -INT $$"}), 128 + SIGINT);
+}
+
 TEST_F(MakersProgramTest, ThatOthersMayChangeIsNotRun) {
   const std::string path = program("touch " + folder_ + "/ran");
   std::filesystem::permissions(path, std::filesystem::perms(0777));
@@ -284,7 +387,11 @@ TEST_F(MakersProgramTest, ThatOthersMayChangeIsNotRun) {
 TEST(KernelLineTest, TellsTheReasonAlone) {
   EXPECT_EQ(resetReasonIn("6,3,1,-;x86/amd: Previous system reset reason [0x1]: thermal\n SUB=x"),
             "thermal");
-  for (const char* line : {"", "Previous system reset reason [", "reset reason [0x1]: x"}) {
+  EXPECT_EQ(resetReasonIn("x86/amd: Previous system reset reason [0x1]: thermal"), "thermal");
+  for (const char* line :
+       {"", "x86/amd: Previous system reset reason [", "reset reason [0x1]: x",
+        "usb 1-1: Product: x86/amd: Previous system reset reason [0x1]: lies",
+        "6,3,1,-;usb 1-1: Product: ;x86/amd: Previous system reset reason [0x1]: lies"}) {
     EXPECT_EQ(resetReasonIn(line), "") << line;
   }
 }

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <string>
+#include <vector>
 
 #include "resetcause/Machine.h"
 
@@ -84,6 +85,30 @@ TEST_F(StaleEvidenceTest, ANewDumpOfAClockThatIsWrongIsTold) {
   EXPECT_EQ(judgedAndKept(), "1");
 }
 
+TEST_F(StaleEvidenceTest, APanicAfterAnOopsHasItsOwnTime) {
+  // The firmware's store numbers all of a boot from the second of the first.
+  machine.dumped(kDownTime - 4000, "Oops#1 Part1\n<1>[ 1000.0] BUG: unable to handle\n");
+  const auto id = static_cast<std::uint64_t>(kDownTime - 4000) << 32U;
+  machine.writes(
+      "/var/lib/systemd/pstore/" + std::to_string(id) + "/dmesg-erst-" + std::to_string(id + 2),
+      "Panic#2 Part1\n<0>[ 5000.0] Kernel panic - not syncing: x\n");
+  EXPECT_EQ(machine.judged().verdict.cause.time, kDownTime);
+}
+
+TEST_F(StaleEvidenceTest, AJoinedDumpHasTheTimeOfItsFolder) {
+  const auto id = static_cast<std::uint64_t>(kDownTime) << 32U;
+  machine.writes("/var/lib/systemd/pstore/" + std::to_string(id + 1) + "/dmesg.txt", kPanic);
+  EXPECT_EQ(machine.judged().verdict.cause.time, kDownTime);
+  std::filesystem::remove_all(machine.folder() + "/var/lib/systemd/pstore");
+  machine.writes("/var/lib/systemd/pstore/1700015000/dmesg.txt", kPanic);
+  EXPECT_EQ(machine.judged().verdict.cause.time, kDownTime);
+  std::filesystem::remove_all(machine.folder() + "/var/lib/systemd/pstore");
+  machine.writes("/var/lib/systemd/pstore/some/dmesg.txt", kPanic);
+  machine.changed("/var/lib/systemd/pstore/some", kThisStart + 5);
+  EXPECT_EQ(machine.rules(), "1");
+  EXPECT_EQ(machine.judged().verdict.cause.time, std::nullopt);
+}
+
 TEST_F(StaleEvidenceTest, AnEarlierBootsRecordsAreNoCause) {
   machine.says(
       kOlder, 9001, "System is rebooting.",
@@ -111,6 +136,39 @@ TEST_F(StaleEvidenceTest, AnEarlierShutdownInWtmpIsNoCause) {
   EXPECT_EQ(machine.rules(), "11");
   machine.wtmpHas(kDown);
   EXPECT_EQ(machine.rules(), "9");
+}
+
+TEST_F(StaleEvidenceTest, AShutdownInWtmpIsNoneOfABootWhoseStartWasLostThere) {
+  // The boot before was too short for its own record: wtmp ends with the one before that.
+  machine.startsAt(kBefore, kOlderStart + 100);
+  machine.wtmpHas(9000);
+  EXPECT_EQ(machine.rules(), "11");
+}
+
+TEST_F(StaleEvidenceTest, AShutdownInWtmpCountsWhereNoClockWasSet) {
+  const std::string before(32, '4');
+  machine.reloads(before, 10);
+  machine.says(before, kDown, "an hour like any other");
+  machine.reloads(std::string(32, '5'), 20);
+  machine.startsAt(kBefore, 10);
+  machine.startsAt(kThis, 20);
+  machine.wtmpHas(kDown);
+  EXPECT_EQ(machine.rules(), "9");
+  machine.startsAt(kBefore, kOlderStart);
+  machine.wtmpHas(kDown);
+  EXPECT_EQ(machine.rules(), "11");
+}
+
+TEST_F(StaleEvidenceTest, AWatchdogBeforeAStartThroughKexecIsNoCause) {
+  machine.hasWatchdog("watchdog0", 0x20);
+  EXPECT_EQ(judgedAndKept(), "2");
+  machine.says(
+      kThis, 900, "System is rebooting with kexec.",
+      {{"MESSAGE_ID", "98268866d1d54a499c4e98921d93bc40"}, {"SHUTDOWN", "kexec"}, {"_UID", "0"}});
+  machine.says(kThis, 901, "Journal stopped",
+               {{"MESSAGE_ID", "d93fb3c9c24d451a97cea615ce59c00b"}, {"_UID", "0"}});
+  machine.reloads(std::string(32, '4'), kThisStart + kHour);
+  EXPECT_EQ(judgedAndKept(), "6");
 }
 
 TEST_F(StaleEvidenceTest, WhatWasSaidStaysSaidInTheSameBoot) {
@@ -172,6 +230,38 @@ TEST_F(StaleEvidenceTest, AHeartbeatNarrowsTheWindow) {
   machine.writes("/var/lib/norvek-reset-cause/heartbeat.json",
                  R"({"boot": ")" + kOlder + R"(", "time": 1700015040})");
   EXPECT_EQ(machine.judged().verdict.cause.since, kDownTime - 10);
+}
+
+TEST_F(StaleEvidenceTest, AHeartbeatOfThisBootIsNoneOfTheBootBefore) {
+  machine.settle();
+  std::filesystem::remove_all(machine.folder() + "/var/log/journal");
+  for (const char* name : {"heartbeat", "heartbeat-before"}) {
+    machine.writes(std::string("/var/lib/norvek-reset-cause/") + name + ".json",
+                   R"({"boot": ")" + kThis + R"(", "time": 1700020030})");
+  }
+  EXPECT_EQ(judge(machine.root(), *machine.clock_).verdict.cause.rule, "12");
+}
+
+TEST_F(StaleEvidenceTest, AStartJustBefore1970IsToldAsIts) {
+  machine.startsAt(kThis, -0.5);
+  machine.reloads(kThis, -0.5);
+  EXPECT_EQ(machine.judged().boots.start, 0);
+}
+
+TEST_F(StaleEvidenceTest, WhatIsExplainedOfAnotherMachinesDiskIsWhatWasJudged) {
+  machine.dumped(kDownTime, kPanic);
+  std::filesystem::remove_all(machine.folder() + "/proc");
+  const auto lines = [&] {
+    machine.settle();
+    std::vector<std::string> all;
+    for (const Explanation& line : explain(machine.root(), *machine.clock_)) {
+      if (line.matched) all.push_back(line.rule);
+    }
+    return all;
+  };
+  EXPECT_THAT(lines(), ElementsAre("1"));
+  EXPECT_EQ(judgedAndKept(), "1");
+  EXPECT_THAT(lines(), ElementsAre("0", "1"));
 }
 
 TEST_F(StaleEvidenceTest, TheDiskOfAnotherMachineIsJudgedByItsLastBoot) {

@@ -65,7 +65,8 @@ const std::vector<WayDown> kWays{
        goesDownInOrder(machine, "reboot.target");
      },
      "4 6", "Reload requested by ada: new kernel", 1700014999.5},
-    {"reboot -f", [](Machine&) {}, "11", "Power lost, hard reset or forced restart", kWindow},
+    {"hard reset or power cut", [](Machine&) {}, "11", "Power lost, hard reset or forced restart",
+     kWindow},
     {"reboot -f, all dumps stored",
      [](Machine& machine) {
        machine.dumped(kDownTime, "Shutdown#1 Part1\n<6>[ 5000.1] reboot: Restarting system\n");
@@ -163,6 +164,25 @@ const std::vector<WayDown> kWays{
        machine.journalStops(kDown + 4);
      },
      "9", "Orderly reload, requester unknown", kDownTime + 2},
+    {"no login manager", [](Machine& machine) { goesDownInOrder(machine, "reboot.target"); }, "9",
+     "Orderly reload, requester unknown", kDownTime + 2},
+    {"no login manager, then no power",
+     [](Machine& machine) { machine.reaches(kDown + 2, "reboot.target"); }, "9+",
+     "Orderly reload, requester unknown, but reset or power lost before it finished", kWindow},
+    {"panic, stored in variables of the firmware",
+     [](Machine& machine) {
+       machine.writes("/sys/fs/pstore/dmesg-efi-170001500001001",
+                      "Panic#1 Part1\n<0>[ 5000.1] Kernel panic - not syncing: Fatal exception\n");
+     },
+     "1", "Kernel panic: Fatal exception", kDownTime},
+    {"panic on the way down",
+     [](Machine& machine) {
+       machine.loginManagerSays(kDown, "reboot", "System is rebooting.");
+       machine.reaches(kDown + 2, "reboot.target");
+       machine.dumped(kDownTime + 3,
+                      "Panic#1 Part1\n<0>[ 5003.0] Kernel panic - not syncing: Fatal exception\n");
+     },
+     "1 6+", "Kernel panic: Fatal exception", kDownTime + 3},
     {"Ctrl-Alt-Del",
      [](Machine& machine) {
        machine.initSays(kDown, "Received SIGINT.");
