@@ -8,7 +8,6 @@
 #include <utility>
 
 #include "Qel/Number.h"
-#include "resetcause/Root.h"
 
 namespace ResetCause {
 
@@ -128,6 +127,10 @@ void addRegister(const std::string& what, const std::string& text, const std::st
 
 }  // namespace
 
+RefusalException::RefusalException(std::uint8_t code)
+    : SourceException(Qel::String(fmt::format("it refuses with {:#04x}", code))), code_(code) {}
+RefusalException::~RefusalException() = default;
+
 SelRecord readSelEntry(std::string_view reply) {
   constexpr std::uint8_t kSystemEvent = 0x02;
   constexpr std::uint8_t kWatchdog2 = 0x23;
@@ -169,7 +172,13 @@ std::string readChassisStatus(std::string_view reply) {
 
 void askBmc(Bmc& bmc, const std::string& place, const Boots& boots, Findings& findings) {
   const auto attempt = [&](const char* what, const std::function<void()>& step) {
-    findings.attempt("bmc", place + ", " + what, step);
+    findings.attempt("bmc", place + ", " + what, [&] {
+      try {
+        step();
+      } catch (const RefusalException& refusal) {
+        if (!refusal.isUnknownCommand()) throw;
+      }
+    });
   };
   attempt("event log", [&] { EventLog(bmc, place, boots, findings).read(); });
   attempt("restart cause", [&] {

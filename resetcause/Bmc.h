@@ -6,9 +6,24 @@
 #include <string_view>
 
 #include "resetcause/Findings.h"
+#include "resetcause/Root.h"
 #include "resetcause/Verdict.h"
 
 namespace ResetCause {
+
+// A controller that answers, and refuses.
+class RefusalException : public SourceException {
+ public:
+  // The completion code of its reply.
+  explicit RefusalException(std::uint8_t code);
+  ~RefusalException() override;
+
+  // Whether it does not know the command: the standard leaves some to the maker.
+  bool isUnknownCommand() const noexcept { return code_ == 0xc1; }
+
+ private:
+  std::uint8_t code_;
+};
 
 // A management controller (BMC, IPMI 2.0) that can be asked.
 class Bmc {
@@ -18,8 +33,8 @@ class Bmc {
   Bmc& operator=(const Bmc&) = delete;
   virtual ~Bmc() = default;
 
-  // The octets of its reply, after its completion code, which is 0. Raises SourceException where
-  // there is none in time, or the code is another.
+  // The octets of its reply, after its completion code, which is 0. Raises RefusalException where
+  // the code is another, SourceException where there is no reply in time.
   virtual std::string reply(std::uint8_t function, std::uint8_t command, std::string_view data) = 0;
 };
 
@@ -44,7 +59,8 @@ std::string readRestartCause(std::string_view reply);
 // Why power was lost last; empty where it was not, or was switched off in order.
 std::string readChassisStatus(std::string_view reply);
 
-// Asks the controller for everything that it knows of the reload.
+// Asks the controller for everything that it knows of the reload; a command that it does not know
+// tells nothing.
 void askBmc(Bmc& bmc, const std::string& place, const Boots& boots, Findings& findings);
 
 }  // namespace ResetCause

@@ -1,7 +1,6 @@
 #include "resetcause/BmcSource.h"
 
 #include <fcntl.h>
-#include <fmt/format.h>
 #include <linux/ipmi.h>
 #include <poll.h>
 #include <sys/ioctl.h>
@@ -63,9 +62,7 @@ class BmcDevice final : public Bmc {
       // An answer to an earlier question came late.
       if (answer.msgid != asked_) continue;
       if (answer.msg.data_len == 0) throw SourceException("an empty reply");
-      if (octets[0] != 0) {
-        throw SourceException(Qel::String(fmt::format("it refuses with {:#04x}", octets[0])));
-      }
+      if (octets[0] != 0) throw RefusalException(octets[0]);
       return {reinterpret_cast<const char*>(octets.data()) + 1,
               answer.msg.data_len - std::size_t{1}};
     }

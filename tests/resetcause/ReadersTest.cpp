@@ -144,10 +144,12 @@ class TestBmc : public Bmc {
       if (++asked > patience) throw SourceException("it takes too long");
       return found->second;
     }
+    if (command == 0x07 && refusal != 0) throw RefusalException(refusal);
     return command == 0x07 ? restartCause : chassisStatus;
   }
 
   std::map<unsigned, std::string> log;
+  std::uint8_t refusal = 0;  // of the restart cause; 0 for none
   std::string restartCause = std::string("\x00\x00", 2);
   std::string chassisStatus = std::string("\x21\x00\x00", 3);
   int asked = 0;
@@ -288,6 +290,21 @@ TEST(BmcTest, TellsWhyPowerWasLost) {
   TestBmc bmc;
   bmc.chassisStatus = std::string("\x21\x01\x00", 3);
   EXPECT_EQ(asked(bmc).evidence()[0].text, "Mains power lost (BMC)");
+}
+
+TEST(BmcTest, ACommandThatTheControllerDoesNotKnowTellsNothing) {
+  TestBmc bmc;
+  bmc.refusal = 0xc1;
+  const Findings findings = asked(bmc);
+  EXPECT_THAT(findings.evidence(), IsEmpty());
+  EXPECT_THAT(findings.problems(), IsEmpty());
+}
+
+TEST(BmcTest, AnyOtherRefusalIsNamed) {
+  TestBmc bmc;
+  bmc.refusal = 0xd4;
+  EXPECT_THAT(asked(bmc).problems(),
+              ElementsAre("bmc: bmc0, restart cause: it refuses with 0xd4"));
 }
 
 TEST(BmcTest, RepliesThatAreTooShortAreNamed) {

@@ -52,6 +52,28 @@ class Rights(support.SystemTest):
     def assertRefused(self, user, command):
         self.assertTrue(self.ask(user, command).startswith("-NOPERM"), (user, command))
 
+    def startedByItsUnit(self, cell):
+        """The server of a cell, with the packaged configuration and the unit's command line."""
+        with open(os.path.join(redis_pair.PACKAGING, "../systemd/kavra-redis@.service")) as unit:
+            line = re.search(r"^ExecStart=/usr/bin/(.*)$", unit.read(), re.MULTILINE)[1]
+        os.mkdir(os.path.join(self.directory, f"run{cell}"))
+        for place, here in (("/etc/norvek", redis_pair.PACKAGING),
+                            ("${CREDENTIALS_DIRECTORY}", self.redis.directory),
+                            ("/run/norvek/redis/%i", os.path.join(self.directory, f"run{cell}"))):
+            line = line.replace(place, here)
+        process = subprocess.Popen([*line.split(), "--supervised", "no"],
+                                   stdout=subprocess.PIPE, text=True, stdin=subprocess.DEVNULL)
+        self.addCleanup(process.stdout.close)
+        self.addCleanup(process.wait)
+        self.addCleanup(process.kill)
+        return process
+
+    def testTheConfigurationFitsTheServerOfEitherCell(self):
+        for cell in (1, 2):
+            server = self.startedByItsUnit(cell)
+            said = iter(server.stdout.readline, "")
+            self.assertTrue(any(f"run{cell}/redis.sock" in line for line in said), cell)
+
     def testLetBothRead(self):
         for command in READING:
             for user in ("agent", "publisher"):
