@@ -303,8 +303,7 @@ TEST(BmcTest, ACommandThatTheControllerDoesNotKnowTellsNothing) {
 TEST(BmcTest, AnyOtherRefusalIsNamed) {
   TestBmc bmc;
   bmc.refusal = 0xd4;
-  EXPECT_THAT(asked(bmc).problems(),
-              ElementsAre("bmc: bmc0, restart cause: it refuses with 0xd4"));
+  EXPECT_THAT(asked(bmc).problems(), ElementsAre("bmc: bmc0, restart cause: it refuses with 0xd4"));
 }
 
 TEST(BmcTest, RepliesThatAreTooShortAreNamed) {
