@@ -16,7 +16,7 @@ DATABASE = "/var/lib/kavra/cell{cell}.json"
 LINK = """
 set -e
 mkdir -p /etc/systemd/network
-printf '[Match]\\nName=eth1\\n[Network]\\nAddress=169.254.1.{cell}/24\\nLinkLocalAddressing=no\\n' \\
+printf '%s\\n' '[Match]' Name=eth1 '[Network]' Address=169.254.1.{cell}/24 LinkLocalAddressing=no \\
   >/etc/systemd/network/link.network
 systemctl enable --quiet --now systemd-networkd
 """

@@ -75,6 +75,12 @@ TEST_F(ReplacedFileTest, HasTheNewTextAndNothingBesideIt) {
   EXPECT_THAT(names(), testing::ElementsAre("kavra.json"));
 }
 
+TEST_F(ReplacedFileTest, HasNothingOfWhatAWriterThatDiedLeftBehind) {
+  directory_.write(path("kavra.json.new"), "half of a longer text");
+  EXPECT_TRUE(replaceFile(directory_.file(), "new"));
+  EXPECT_EQ(directory_.read(), "new");
+}
+
 TEST_F(ReplacedFileTest, IsAnotherThanWhoeverHasTheOldOneOpenReads) {
   directory_.write("old");
   const FileDescriptor old(::open(directory_.file().c_str(), O_RDONLY | O_CLOEXEC));
