@@ -91,12 +91,12 @@ std::optional<Journal::Boot> bootBefore(const JournalBoots& boots, const std::st
     return latestOf(some);
   };
   if (const Journal::Boot* own = bootIn(boots, id)) {
-    const auto before = latestWhere([&](const Journal::Boot& boot) {
+    auto before = latestWhere([&](const Journal::Boot& boot) {
       return boot.series == own->series && boot.first < own->first;
     });
     if (before) return before;
   }
-  const auto unseen =
+  auto unseen =
       latestWhere([&](const Journal::Boot& boot) { return !findings.wasKnown(bootMark(boot.id)); });
   if (unseen) return unseen;
   const auto judged = latestWhere(

@@ -55,7 +55,7 @@ std::string textIndent() { return std::string(kTextBegin, ' '); }
 
 std::string whenText(const ReportedTime& time, bool isUtc) {
   if (!time.isKnown()) return kUnknown;
-  const std::string end = timeText(*time.until, isUtc);
+  std::string end = timeText(*time.until, isUtc);
   if (time.isMoment()) return end;
   if (!time.since) return "before " + end;
   return fmt::format("between {} and {}", timeText(*time.since, isUtc), end);

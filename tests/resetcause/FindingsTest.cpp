@@ -18,7 +18,7 @@ using testing::ElementsAre;
 // Thousands of pieces, each as long as can be, that take the most room.
 Findings flooded() {
   Findings findings;
-  for (int i = 0; i < 2000; ++i) {
+  for (std::size_t i = 0; i < 2000; ++i) {
     const auto kind = static_cast<Kind>(i % (kKinds - 1));
     const std::string whole(10000, '\x01');
     findings.add({kind, "a source", std::to_string(i) + whole, whole, 1.5, whole});
