@@ -44,3 +44,14 @@ void* operator new(std::size_t size, const std::nothrow_t& /*tag*/) noexcept {
 void operator delete(void* block) noexcept { cost::release(block); }
 
 void operator delete(void* block, std::size_t /*size*/) noexcept { cost::release(block); }
+
+// Those of arrays would come here by themselves, but for the sanitizers, which have their own.
+void* operator new[](std::size_t size) { return operator new(size); }
+
+void* operator new[](std::size_t size, const std::nothrow_t& /*tag*/) noexcept {
+  return cost::take(size);
+}
+
+void operator delete[](void* block) noexcept { cost::release(block); }
+
+void operator delete[](void* block, std::size_t /*size*/) noexcept { cost::release(block); }
