@@ -29,8 +29,13 @@ AS_USER = '-l authPriv -a SHA-256 -A "authentication phrase" -x AES -X "privacy 
 TRAP_OID = ".1.3.6.1.6.3.1.1.4.1.0 = OID: ."
 CAUSES = [("Power loss", 1700000000.9)]
 LATER = [("Fan failure", 1700000100), ("Too hot", 1700000101)]
-STALL = 0.1  # seconds that a sink may hold an agent up
+STALL = 0.9  # seconds; whatever an agent could wait for takes one at least
 STORM = 10000
+
+
+def mayMount():
+    command = ["unshare", "--mount", "true"]
+    return subprocess.run(command, capture_output=True, check=False).returncode == 0
 
 
 class Relay(threading.Thread):
@@ -256,19 +261,14 @@ class Notifications(support.SystemTest):
         self.assertFalse(trapd.hasEnded())
 
     def assertNeverStalls(self, agent, until):
-        """What a second manager notices while `until` comes true. A busy machine holds up both, so
-        the best of three counts: what the agent waits for, it would wait for each time."""
-        longest = []
-        for _ in range(3):
-            manager = SecondManager(agent.port)
-            until()
-            longest.append(manager.end())
-            self.assertGreater(manager.answers, 100)
-            if longest[-1] < STALL:
-                break
-        print(f"longest standstill of {', '.join(f'{1000 * each:.1f}' for each in longest)} ms",
-              flush=True)
-        self.assertLess(min(longest), STALL, agent.said())
+        """What a second manager notices while `until` comes true is told; that it is less than what
+        a look-up or a probe would take is asserted, since a busy machine holds up both."""
+        manager = SecondManager(agent.port)
+        until()
+        longest = manager.end()
+        self.assertGreater(manager.answers, 100)
+        print(f"longest standstill of {1000 * longest:.1f} ms", flush=True)
+        self.assertLess(longest, STALL, agent.said())
 
     def testNoSinkHoldsTheAgentUp(self):
         silent = TrapReceiver()
@@ -287,7 +287,7 @@ class Notifications(support.SystemTest):
 
         self.assertNeverStalls(agent, changes)
 
-    @unittest.skipIf(os.getuid() != 0, "only root may replace the resolver of a process")
+    @unittest.skipUnless(mayMount(), "the resolver of a process cannot be replaced here")
     def testANameThatNobodyAnswersForHoldsNobodyUp(self):
         questions = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
         self.addCleanup(questions.close)
