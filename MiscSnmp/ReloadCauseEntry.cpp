@@ -32,7 +32,10 @@ const auto registration = Qel::typeNodeIs({
 
 ReloadCauseEntry::ReloadCauseEntry(const ReloadCauseKey& key,
                                    const Qel::Ptr<System::ResetInstance const>& resetCause)
-    : Keyed(key), resetCause_(resetCause) {}
+    : Keyed(key), resetCause_(resetCause) {
+  // Whoever makes rows goes through the queue in its order, where a look costs next to nothing.
+  cause();
+}
 
 const Qel::TypeNode* ReloadCauseEntry::fwkType() const { return &registration->node(); }
 

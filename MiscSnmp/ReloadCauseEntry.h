@@ -47,6 +47,9 @@ class ReloadCauseEntry final : public Qel::PtrInterface,
     return shown != nullptr ? wholeSeconds(shown->time()) : 0;
   }
 
+  // Brings what is read next nearer to the processor.
+  void prefetch() const noexcept { __builtin_prefetch(cause_); }
+
   const Qel::TypeNode* fwkType() const override;
 
  private:

@@ -65,6 +65,7 @@ template <class Trace>
     trace(kRoutine, "norvekReloadCauseTableIterationHelper - iterator is at end");
     return nullptr;
   }
+  row->prefetch();  // long before the handler asks, should this be the row
   const MiscSnmp::ReloadCauseKey& key = row.key();
   netsnmp_variable_list* varbind = put_index_data;
   const auto put = [&](std::size_t position, U32 value) {

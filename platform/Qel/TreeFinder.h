@@ -33,7 +33,8 @@ typename Tree::const_pointer findInTree(const Tree& tree, const typename Tree::k
 //
 // The set rests when it has been searched in vain for its array as often as kRest times fits into
 // its members: so a search costs O(log n) on average, however the set changes. The array takes a
-// key and a pointer a member; where there is no memory for it, none is made.
+// key and a pointer a member; a set of few members has none, and where there is no memory for it,
+// none is made.
 //
 // To be forgotten whenever the set changes. Finding remembers, so several threads may not find at
 // once.
@@ -51,7 +52,9 @@ class TreeFinder {
       const Element next = behind(tree, *last_);
       if (next != nullptr && key == keyOf(*next)) return last_ = next;
     }
-    if (++searches_ * kRest >= tree.size() && rests(tree)) return findAtRest(key);
+    if (tree.size() >= kFewest && ++searches_ * kRest >= tree.size() && rests(tree)) {
+      return findAtRest(key);
+    }
     const Element found = findInTree(tree, key);
     if (found != nullptr) last_ = found;
     return found;
@@ -72,7 +75,8 @@ class TreeFinder {
   }
 
  private:
-  static constexpr std::size_t kRest = 16;
+  static constexpr std::size_t kRest = 64;
+  static constexpr std::size_t kFewest = 16;  // members that an array pays for
 
   static const Key& keyOf(const typename Tree::value_type& element) {
     return typename Tree::key_of_value()(element);
@@ -95,10 +99,9 @@ class TreeFinder {
     return elements_[place];
   }
 
-  // Whether there is an array now. An empty set has none.
+  // Whether there is an array now.
   bool rests(const Tree& tree) {
     members_ = tree.size();
-    if (members_ == 0) return false;
     elements_.reset(new (std::nothrow) Element[members_]);
     keys_.reset(new (std::nothrow) Key[members_]);
     if (!elements_ || !keys_) {

@@ -251,7 +251,7 @@ class LargeRbTreeMapTest : public support::LiveObjectsTest {
  protected:
   static constexpr U32 kMany = 10'000;
   static constexpr U32 kFew = 2 * 14 + 2;  // a balanced tree is twice as deep at most
-  static constexpr U32 kLooksAtRest = kMany / 16;
+  static constexpr U32 kLooksAtRest = kMany / 64 + 1;
 
   LargeRbTreeMapTest() {
     for (U32 key = 0; key < kMany; ++key) map_.rowIs(make<AskedRow>(key));
