@@ -47,8 +47,12 @@ class ReloadCauseEntry final : public Qel::PtrInterface,
     return shown != nullptr ? wholeSeconds(shown->time()) : 0;
   }
 
-  // Brings what is read next nearer to the processor.
-  void prefetch() const noexcept { __builtin_prefetch(cause_); }
+  // Have the processor fetch what a reader of the row will wait for, while there is something else
+  // to do: the cause, and later, when that has come, its description.
+  void prefetchCause() const noexcept { __builtin_prefetch(cause_); }
+  void prefetchDescription() const {
+    if (const auto* const shown = cause()) __builtin_prefetch(shown->description().charPtr());
+  }
 
   const Qel::TypeNode* fwkType() const override;
 

@@ -65,7 +65,7 @@ template <class Trace>
     trace(kRoutine, "norvekReloadCauseTableIterationHelper - iterator is at end");
     return nullptr;
   }
-  row->prefetch();  // long before the handler asks, should this be the row
+  row->prefetchCause();  // long before the handler asks, should this be its row
   const MiscSnmp::ReloadCauseKey& key = row.key();
   netsnmp_variable_list* varbind = put_index_data;
   const auto put = [&](std::size_t position, U32 value) {
@@ -122,6 +122,7 @@ netsnmp_variable_list* nextDataPoint(Trace trace, void* loop_context, void* data
 template <class Trace>
 void* newDataContext(Trace trace, void* loop_context) {
   auto context = std::make_unique<RowIterator>(*iteratorIn(loop_context));
+  if (*context) (*context)->prefetchDescription();
   trace(kRoutine, "norvekReloadCauseTable_make_data_context - allocated data context ",
         static_cast<const void*>(context.get()), " for loop context ", loop_context);
   return context.release();
