@@ -388,8 +388,13 @@ TEST_F(MakersProgramTest, LeavesNothingRunning) {
 }
 
 TEST(CommandTest, HasTheTerminalsSignalsForItself) {
+  // A shell's background job would inherit that they are ignored.
+  const auto interrupt = std::signal(SIGINT, SIG_DFL);
+  const auto quit = std::signal(SIGQUIT, SIG_DFL);
   EXPECT_EQ(statusOf({"sh", "-c", "kill -INT $PPID; kill -QUIT $PPID; exit 3"}), 3);
   EXPECT_EQ(statusOf({"sh", "-c", "kill -INT $$"}), 128 + SIGINT);
+  std::signal(SIGINT, interrupt);
+  std::signal(SIGQUIT, quit);
 }
 
 TEST_F(MakersProgramTest, ThatOthersMayChangeIsNotRun) {
