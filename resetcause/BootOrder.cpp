@@ -60,6 +60,7 @@ void addBeat(const Root& root, Boots& boots, Findings& findings) {
     boots.previousId = beat->boot;
     boots.previousStart.reset();
     boots.lastSign = beat->time;
+    boots.hasJournal = false;
   } else if (boots.previousId == beat->boot && boots.lastSign < beat->time) {
     boots.lastSign = beat->time;
   }
@@ -84,10 +85,19 @@ std::string bootIdOf(const Root& root) {
 
 std::optional<Journal::Boot> bootBefore(const JournalBoots& boots, const std::string& id,
                                         const Findings& findings) {
+  const auto judged = findings.lastJudged();
+  const Journal::Boot* const last = judged ? bootIn(boots, *judged) : nullptr;
+  const auto mayBe = [&](const Journal::Boot& boot) {
+    if (boot.id == id) return false;
+    if (!judged || boot.id == judged) return true;
+    const bool isEarlier =
+        last != nullptr && boot.series == last->series && boot.first < last->first;
+    return !isEarlier && !findings.wasKnown(bootMark(boot.id));
+  };
   const auto latestWhere = [&](const auto& holds) {
     JournalBoots some;
     std::ranges::copy_if(boots, std::back_inserter(some),
-                         [&](const Journal::Boot& boot) { return boot.id != id && holds(boot); });
+                         [&](const Journal::Boot& boot) { return mayBe(boot) && holds(boot); });
     return latestOf(some);
   };
   if (const Journal::Boot* own = bootIn(boots, id)) {
@@ -98,10 +108,7 @@ std::optional<Journal::Boot> bootBefore(const JournalBoots& boots, const std::st
   }
   auto unseen =
       latestWhere([&](const Journal::Boot& boot) { return !findings.wasKnown(bootMark(boot.id)); });
-  if (unseen) return unseen;
-  const auto judged = latestWhere(
-      [&](const Journal::Boot& boot) { return findings.wasKnown(judgedMark(boot.id)); });
-  return judged ? judged : latestWhere([](const Journal::Boot& /*boot*/) { return true; });
+  return unseen ? unseen : latestWhere([](const Journal::Boot& /*boot*/) { return true; });
 }
 
 Boots bootsOf(const Root& root, const Journal& journal, const Qel::Clock& clock,
@@ -123,6 +130,12 @@ Boots bootsOf(const Root& root, const Journal& journal, const Qel::Clock& clock,
     boots.previousId = before->id;
     boots.previousStart = before->start;
     boots.lastSign = before->last;
+    boots.hasJournal = true;
+  } else if (const auto judged = findings.lastJudged(); judged && judged != boots.id) {
+    // Its entries never came to the disk, or are gone.
+    boots.previousId = *judged;
+    boots.previousStart = findings.lastStart();
+    boots.lastSign = boots.previousStart;
   }
   addBeat(root, boots, findings);
   addWtmp(root, boots, findings);

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "Qel/Failure.h"
+#include "Qel/Number.h"
 
 namespace ResetCause {
 
@@ -16,6 +17,7 @@ constexpr std::size_t kMostOfAKind = 20;
 constexpr std::size_t kMostEvidenceOctets = 4096;
 constexpr std::size_t kMostProblems = 100;
 constexpr std::size_t kMostMarks = 10000;
+constexpr char kStart[] = "start ";
 
 void cut(std::string& text) {
   if (text.size() > kMostEvidenceOctets) text.resize(kMostEvidenceOctets);
@@ -49,6 +51,13 @@ std::optional<std::string> Findings::knownAfter(std::string_view prefix) const {
   return found->substr(prefix.size());
 }
 
+std::optional<std::string> Findings::lastJudged() const { return knownAfter(judgedMark("")); }
+
+std::optional<double> Findings::lastStart() const {
+  const auto start = knownAfter(kStart);
+  return start ? Qel::numberOf<double>(*start) : std::nullopt;
+}
+
 void Findings::problem(std::string_view source, std::string_view place, std::string_view why) {
   std::string text = fmt::format("{}: {}: {}", source, place, why);
   const bool isNamed = std::ranges::find(problems_, text) != problems_.end();
@@ -62,5 +71,6 @@ void Findings::attempt(std::string_view source, std::string_view place,
 
 std::string bootMark(const std::string& id) { return "boot " + id; }
 std::string judgedMark(const std::string& id) { return "judged " + id; }
+std::string startMark(double start) { return fmt::format("{}{}", kStart, start); }
 
 }  // namespace ResetCause

@@ -36,6 +36,9 @@ class Findings {
   bool wasKnown(const std::string& mark) const { return known_.contains(mark); }
   // What follows `prefix` in the one mark of an earlier boot that begins with it.
   std::optional<std::string> knownAfter(std::string_view prefix) const;
+  // The boot that was judged last, and when its kernel started; null where none was.
+  std::optional<std::string> lastJudged() const;
+  std::optional<double> lastStart() const;
   // Whether an earlier boot was judged.
   bool hasMemory() const noexcept { return !known_.empty(); }
   const Marks& seen() const noexcept { return seen_; }
@@ -54,8 +57,9 @@ class Findings {
   Marks seen_;
 };
 
-// The marks of a boot: that it was there, and that it was judged.
+// The marks of a boot: that it was there, that it was judged, and of that one when it started.
 std::string bootMark(const std::string& id);
 std::string judgedMark(const std::string& id);
+std::string startMark(double start);
 
 }  // namespace ResetCause

@@ -96,6 +96,7 @@ Judgement judge(const Root& root, const Qel::Clock& clock) {
   judgement.problems.insert(judgement.problems.end(), looked.findings.problems().begin(),
                             looked.findings.problems().end());
   judgement.seen.insert(judgedMark(looked.boots.id));
+  judgement.seen.insert(startMark(looked.boots.start));
   return judgement;
 }
 

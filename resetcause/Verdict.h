@@ -28,6 +28,7 @@ struct Boots {
   std::string previousId = {};  // of the one before; empty where there is none on record
   std::optional<double> previousStart = {};
   std::optional<double> lastSign = {};  // of the one before: its last journal entry or heartbeat
+  bool hasJournal = false;              // of the one before
 
   bool hasPrevious() const noexcept { return !previousId.empty() || previousStart; }
   // Whether the clock tells that this boot started before the last sign of the one before it.

@@ -13,6 +13,8 @@ namespace {
 bool isOfBootBefore(double shutdown, const Boots& boots) {
   constexpr double kSlack = 5;  // seconds
   constexpr double kLater = 3600;
+  constexpr double kBeforeEnd = 300;
+  if (boots.lastSign && shutdown < *boots.lastSign - kBeforeEnd) return false;
   if (!boots.previousStart) return true;
   if (shutdown < *boots.previousStart - kSlack) return false;
   return shutdown <= boots.start || !boots.lastSign || shutdown <= *boots.lastSign + kLater;

@@ -46,6 +46,23 @@ TEST(BootOrderTest, ABootThatWasNotSeenBeforeIsLaterThanTheOneThatWasJudged) {
             "set back");
 }
 
+TEST(BootOrderTest, ABootThatWasThereBeforeTheOneThatWasJudgedIsNeverTheLatest) {
+  const Journal::Boot third{"third", 3000, 3001, "s", 90};
+  EXPECT_EQ(before({kFirst, third}, "third",
+                   {bootMark("first"), bootMark("second"), judgedMark("second")}),
+            "none");
+  const Journal::Boot fourth{"fourth", 4000, 4001, "new", 1};
+  EXPECT_EQ(before({kFirst, fourth}, "fourth",
+                   {bootMark("first"), bootMark("second"), judgedMark("second")}),
+            "none");
+}
+
+TEST(BootOrderTest, ABootThatCouldNotBeReadBeforeIsNoLaterForThat) {
+  const Journal::Boot third{"third", 3000, 3001, "new", 1};
+  EXPECT_EQ(before({kFirst, kSecond, third}, "third", {bootMark("second"), judgedMark("second")}),
+            "second");
+}
+
 TEST(BootOrderTest, TheFirstOfAllHasNoneBefore) {
   EXPECT_EQ(before({kFirst}, "first"), "none");
   EXPECT_EQ(before({}, "first"), "none");

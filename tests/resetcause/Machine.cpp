@@ -156,6 +156,13 @@ void Machine::reloads(const std::string& boot, double start) {
   clock_->nowIs(start + 60);
 }
 
+void Machine::loses(const std::string& boot) {
+  std::erase_if(entries_, [&](const std::string& entry) {
+    return entry.find("_BOOT_ID=" + boot + "\n") != std::string::npos;
+  });
+  settled_ = std::string::npos;
+}
+
 std::string Machine::journalFile() const {
   return std::string("/var/log/journal/") + kMachineId + "/system.journal";
 }
