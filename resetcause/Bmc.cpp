@@ -5,6 +5,7 @@
 #include <array>
 #include <cstddef>
 #include <functional>
+#include <optional>
 #include <utility>
 
 #include "Qel/Number.h"
@@ -26,6 +27,7 @@ constexpr std::uint16_t kNoRecord = 0xffff;
 constexpr std::uint16_t kNewestRecord = 0xffff;  // where one is asked for
 constexpr std::size_t kMostSelRecords = 4096;
 constexpr char kLastRecord[] = "sel ";
+constexpr char kNone[] = "none";
 // Clocks of controllers are a little off.
 constexpr double kClockSlack = 120;  // seconds
 
@@ -48,20 +50,21 @@ std::string lastMark(const SelRecord& record) {
   return fmt::format("{}{} {}", kLastRecord, record.id, record.time);
 }
 
-// The record behind the one that was last when an earlier boot was judged, or the first one where
-// the log has been cleared since.
-std::uint16_t firstUnseen(Bmc& bmc, const Findings& findings) {
+// Where the records begin that were not there when an earlier boot was judged: behind the last one
+// of then. Null where nothing tells, since that one is gone.
+std::optional<std::uint16_t> firstUnseen(Bmc& bmc, const Findings& findings) {
   const auto known = findings.knownAfter(kLastRecord);
-  if (!known) return kFirstRecord;
-  const auto id = Qel::numberOf<std::uint16_t>(known->substr(0, known->find(' ')));
-  if (!id) return kFirstRecord;
+  if (known == kNone) return kFirstRecord;
+  const auto id =
+      known ? Qel::numberOf<std::uint16_t>(known->substr(0, known->find(' '))) : std::nullopt;
+  if (!id) return std::nullopt;
   try {
     const SelRecord record = selRecord(bmc, *id);
     if (lastMark(record) == kLastRecord + *known) return record.next;
   } catch (const SourceException&) {
     // There is no such record any more.
   }
-  return kFirstRecord;
+  return std::nullopt;
 }
 
 class EventLog {
@@ -71,14 +74,16 @@ class EventLog {
 
   void read() {
     if (word(bmc_.reply(kStorage, kGetSelInfo, {}), 1) == 0) {
-      findings_.isNew(std::string(kLastRecord) + "none");
+      findings_.isNew(std::string(kLastRecord) + kNone);
       return;
     }
     // First, since a long log may not be read in time.
     const SelRecord newest = selRecord(bmc_, kNewestRecord);
     if (!findings_.isNew(lastMark(newest))) return;
+    const auto unseen = firstUnseen(bmc_, findings_);
+    areAllNew_ = unseen && findings_.wasKnown(judgedMark(boots_.previousId));
     consider(newest);
-    std::uint16_t id = firstUnseen(bmc_, findings_);
+    std::uint16_t id = unseen.value_or(kFirstRecord);
     for (std::size_t count = 0; id != kNoRecord && count < kMostSelRecords; ++count) {
       const SelRecord record = selRecord(bmc_, id);
       if (record.id == newest.id) return;
@@ -94,9 +99,7 @@ class EventLog {
     if (record.isWatchdog && isOfThisReload(record)) add(record);
   }
   bool isOfThisReload(const SelRecord& record) const {
-    // It was not there when the boot before was judged.
-    const bool wasRead = findings_.knownAfter(kLastRecord).has_value();
-    if (wasRead && findings_.wasKnown(judgedMark(boots_.previousId))) return true;
+    if (areAllNew_) return true;
     return record.hasTime() &&
            (boots_.cover(record.time) || boots_.cover(record.time - kClockSlack));
   }
@@ -112,6 +115,7 @@ class EventLog {
   const std::string place_;
   const Boots& boots_;
   Findings& findings_;
+  bool areAllNew_ = false;  // those that are read were not there when the boot before was judged
 };
 
 // What has no time of its own: it stays until the controller has something new to tell.

@@ -113,7 +113,9 @@ class Program {
         command->add_option("--db-auth")
             ->type_name("FILE")
             ->description("two lines, the user and the password for a Redis server");
-    const CLI::Option* cell = command->add_option("--cell")->type_name("N")->required();
+    const CLI::Option* cell =
+        command->add_option("--cell")->type_name("N")->required()->description(
+            "the number of this supervisor; 1 on a machine without a peer");
     command->callback([=, this] {
       const U32 number = numberIn("--cell", text(cell), 0xffffffff);
       const auto store = Kavra::StoreUrl(text(db), text(auth)).store(clock_);
@@ -131,6 +133,9 @@ class Program {
   void addRequest() {
     CLI::App* command = app_.add_subcommand(
         "request", "note who asks for a reload and why, then run COMMAND to have it");
+    command->footer(
+        "Without COMMAND, `systemctl reboot` is run: the machine goes down at once.\n"
+        "Options of COMMAND are to follow a --.");
     const CLI::Option* reason =
         command->add_option("--reason")->type_name("TEXT")->required()->description("why");
     const CLI::Option* rest =
@@ -140,6 +145,9 @@ class Program {
       if (trimmed(why).empty() || why.size() > kMostReasonOctets) {
         throw CLI::ValidationError("--reason: 1 to " + std::to_string(kMostReasonOctets) +
                                    " octets are wanted");
+      }
+      if (!root().isThisMachine() && rest->count() == 0) {
+        throw CLI::ValidationError("--root: name the COMMAND: another machine is not restarted");
       }
       ask({boot(), loginUser(), why, clock_->now()},
           rest->count() == 0 ? Words{"systemctl", "reboot"} : rest->results());
@@ -173,7 +181,8 @@ class Program {
   void addHeartbeat() {
     CLI::App* command =
         app_.add_subcommand("heartbeat", "note that this boot lives, once or again and again");
-    const CLI::Option* every = command->add_option("--every")->type_name("SECONDS");
+    const CLI::Option* every = command->add_option("--every")->type_name("SECONDS")->description(
+        "again and again, until it is ended (default: once)");
     command->callback([=, this] {
       const Heartbeat heart(root());
       const std::string id = boot();

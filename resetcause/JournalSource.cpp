@@ -23,6 +23,9 @@ constexpr std::size_t kMostInitLines = 3000;
 constexpr double kKeyBeforePowerOff = 60;
 constexpr double kFailedBeforeEnd = 10;
 constexpr double kSignalBeforeReboot = 10;
+// The reboot target itself gives up after half an hour.
+constexpr double kRecordBeforeEnd = 35 * 60;
+constexpr double kRehearsalBehindRecord = 1;
 
 // "System is rebooting (TEXT)." has a text, "System is rebooting." has none.
 std::string textInBrackets(std::string_view message) {
@@ -39,6 +42,7 @@ class EndOfBoot {
 
   void readAll() {
     journal_.look(boot_, {}, Journal::Way::backward, [&](const Journal::Entry& last) {
+      end_ = last.monotonic();
       if (last.field("MESSAGE_ID") == kJournalStopped && last.isTrusted()) {
         findings_.add(evidence(Kind::journalStopped, last));
       }
@@ -47,11 +51,12 @@ class EndOfBoot {
     readRecords();
     const Journal::Matches targets{kUnitStarted, "UNIT=reboot.target", "UNIT=poweroff.target",
                                    "UNIT=halt.target", "UNIT=kexec.target"};
-    lastTrusted(targets, [&](const Journal::Entry& entry) {
+    lookAtRoots(targets, [&](const Journal::Entry& entry) {
       Evidence one = evidence(Kind::target, entry);
       const std::string unit = entry.field("UNIT");
       one.way = unit == "poweroff.target" ? "power-off" : unit.substr(0, unit.find('.'));
       findings_.add(std::move(one));
+      return false;
     });
     for (Evidence& one : readInitLines(initLines(), place())) findings_.add(std::move(one));
   }
@@ -61,30 +66,46 @@ class EndOfBoot {
   Evidence evidence(Kind kind, const Journal::Entry& entry) const {
     return {kind, "journal", place(), entry.message(), entry.time()};
   }
-  void lastTrusted(const Journal::Matches& matches,
-                   const std::function<void(const Journal::Entry&)>& see) const {
-    journal_.look(boot_, matches, Journal::Way::backward, [&](const Journal::Entry& entry) {
-      if (!entry.isTrusted()) return true;
-      see(entry);
-      return false;
-    });
+  // The last one first; nobody else can have others looked at.
+  void lookAtRoots(Journal::Matches matches, const Journal::See& see) const {
+    matches.emplace_back("_UID=0");
+    journal_.look(boot_, matches, Journal::Way::backward, see);
   }
   // The login manager's record, and the key that was pressed before it.
   void readRecords() {
     std::optional<double> recorded;
-    lastTrusted({kShutdownRecord}, [&](const Journal::Entry& entry) {
+    const auto rehearsed = rehearsals();
+    lookAtRoots({kShutdownRecord}, [&](const Journal::Entry& entry) {
+      const double time = entry.monotonic();
+      if (end_ - time > kRecordBeforeEnd) return false;
+      const auto isBehind = [time](double line) {
+        return line >= time && line <= time + kRehearsalBehindRecord;
+      };
+      if (std::ranges::any_of(rehearsed, isBehind)) return true;
       Evidence one = evidence(Kind::logind, entry);
       one.text = textInBrackets(one.text);
       one.way = entry.field("SHUTDOWN");
-      recorded = entry.monotonic();
+      recorded = time;
       findings_.add(std::move(one));
+      return false;
     });
     if (!recorded) return;
-    lastTrusted({kPowerKey}, [&](const Journal::Entry& entry) {
+    lookAtRoots({kPowerKey}, [&](const Journal::Entry& entry) {
       const double before = *recorded - entry.monotonic();
-      if (before < 0 || before > kKeyBeforePowerOff) return;
-      findings_.add(evidence(Kind::powerKey, entry));
+      if (before < 0) return true;
+      if (before <= kKeyBeforePowerOff) findings_.add(evidence(Kind::powerKey, entry));
+      return false;
     });
+  }
+  // `shutdown -k` leaves a record like any other, and this behind it.
+  std::vector<double> rehearsals() const {
+    std::vector<double> times;
+    lookAtRoots({"MESSAGE=Running in dry run, suppressing action."},
+                [&](const Journal::Entry& line) {
+                  times.push_back(line.monotonic());
+                  return end_ - times.back() <= kRecordBeforeEnd;
+                });
+    return times;
   }
   std::vector<InitLine> initLines() const {
     std::vector<InitLine> lines;
@@ -101,6 +122,7 @@ class EndOfBoot {
   const Journal& journal_;
   const std::string boot_;
   Findings& findings_;
+  double end_ = 0;  // of its last entry, in seconds since the start of its kernel
 };
 
 bool stopsSomething(std::string_view message) {

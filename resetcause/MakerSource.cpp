@@ -27,6 +27,14 @@ void needOurs(const struct stat& status, mode_t others) {
   }
 }
 
+// Clocks of hardware are a little off; where that of the machine was not set, nobody knows.
+bool isOfAnotherReload(const Evidence& one, const Boots& boots) {
+  constexpr double kSlack = 120;  // seconds
+  if (!one.time || !boots.previousStart || !boots.cover(*boots.previousStart)) return false;
+  return !boots.cover(*one.time - kSlack) && !boots.cover(*one.time) &&
+         !boots.cover(*one.time + kSlack);
+}
+
 }  // namespace
 
 std::optional<Evidence> readMaker(std::string_view json, const std::string& place) {
@@ -56,9 +64,11 @@ std::optional<Evidence> askMaker(const std::string& program, double seconds) {
   return readMaker(outputOf(program, kMostMakerOctets, seconds), program);
 }
 
-void MakerSource::look(const Boots& /*boots*/, Findings& findings) const {
+void MakerSource::look(const Boots& boots, Findings& findings) const {
   const auto add = [&](const std::optional<Evidence>& one) {
-    if (one) findings.add(*one);
+    if (!one) return;
+    if (isOfAnotherReload(*one, boots)) throw SourceException("its time is of another reload");
+    findings.add(*one);
   };
   const std::string file = root_.path(kFile);
   findings.attempt(name(), file, [&] {

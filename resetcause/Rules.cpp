@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <iterator>
+#include <limits>
 #include <optional>
 #include <string_view>
 #include <tuple>
@@ -84,13 +85,38 @@ bool contains(std::string_view text, std::string_view part) {
   return text.find(part) != std::string_view::npos;
 }
 
+// The machine may have panicked several times before it came so far as to judge. The last time
+// counts, and what follows within a crash is of that crash.
+Evidence lastPanic(const Found& found) {
+  constexpr double kCrash = 10;  // seconds
+  const auto dumps = found.of(anyOf(Kind::panicDump));
+  const auto timeOf = [](const Evidence& one) { return one.time.value_or(0); };
+  const double last = timeOf(*std::ranges::max_element(dumps, {}, timeOf));
+  Evidence dump = dumps.front();
+  double first = std::numeric_limits<double>::infinity();
+  for (const Evidence& one : dumps) {
+    const double time = timeOf(one);
+    if (time < last - kCrash || time >= first) continue;
+    first = time;
+    dump = one;
+  }
+  return dump;
+}
+
 void tellPanic(const Found& found, Cause& cause) {
-  const Evidence& dump = found.first(Kind::panicDump);
+  const Evidence dump = lastPanic(found);
   cause.text = "Kernel panic: " + dump.text;
   if (contains(dump.text, "sysrq triggered crash")) cause.text += " (forced by an operator)";
   cause.confidence = Confidence::certain;
   cause.time = dump.time;
   cause.action = "Keep the dump and report it";
+}
+
+// A register of the hardware may go on telling of an earlier reload.
+void tellDoubt(const Evidence& one, Cause& cause) {
+  if (!one.isOld) return;
+  cause.confidence = Confidence::possible;
+  cause.elseBe = "it told the same after an earlier reload, and may not have been set again";
 }
 
 void tellWatchdog(const Found& found, Cause& cause) {
@@ -103,13 +129,10 @@ void tellWatchdog(const Found& found, Cause& cause) {
   cause.confidence = Confidence::certain;
   cause.time = found.timeOf(Kind::bmcWatchdog, Kind::softwareWatchdog, Kind::watchdog);
   cause.action = "Look at the end of the last boot's journal for what stood still";
-}
-
-// A register of the hardware may go on telling of an earlier reload.
-void tellDoubt(const Evidence& one, Cause& cause) {
-  if (!one.isOld) return;
-  cause.confidence = Confidence::possible;
-  cause.elseBe = "it told the same after an earlier reload, and may not have been set again";
+  // An end in order is no watchdog's, unless it hung behind that.
+  const bool isRegisterAlone = !found.has(anyOf(Kind::bmcWatchdog, Kind::softwareWatchdog));
+  const bool ended = found.has(anyOf(Kind::journalStopped, Kind::wtmpShutdown));
+  if (isRegisterAlone && ended) tellDoubt(found.first(Kind::watchdog), cause);
 }
 
 void tellMaker(const Found& found, Cause& cause) {
@@ -125,6 +148,10 @@ void tellHalt(const Found& found, Cause& cause) {
   cause.text = isHot ? "Over temperature: " + dump.text : "Immediate restart without shutdown";
   cause.confidence = Confidence::certain;
   cause.time = dump.time;
+  if (!isHot && !found.boots().hasJournal) {
+    cause.confidence = Confidence::possible;
+    cause.elseBe = "no journal of that boot was kept, and an orderly end leaves the same";
+  }
   if (isHot) cause.action = "Look at fans, filters and the air around the device";
 }
 
@@ -135,7 +162,12 @@ void tellRequest(const Found& found, Cause& cause) {
   cause.confidence = Confidence::certain;
   cause.time = request.time;
   auto end = found.timeOf(Kind::logind, Kind::target, Kind::wtmpShutdown, Kind::journalStopped);
-  if (!end) end = found.boots().lastSign;
+  if (!end) {
+    cause.confidence = Confidence::likely;
+    cause.elseBe =
+        "nothing tells that the machine began to go down before it was reset or lost power";
+    end = found.boots().lastSign;
+  }
   if (!end || !request.time || *end <= *request.time + kLong) return;
   cause.confidence = Confidence::likely;
   cause.elseBe = "the request was long before it, and somebody else may have asked since";
@@ -193,7 +225,8 @@ void tellHardware(const Found& found, Cause& cause) {
 // A kernel started by another one finds the register as that one did.
 bool isNoLeftover(const Found& found) {
   if (found.has(anyOf(Kind::bmcWatchdog, Kind::softwareWatchdog))) return true;
-  const bool isKexec = found.has(Kind::logind) && found.first(Kind::logind).way == "kexec";
+  const bool isKexec = std::ranges::any_of(found.of(anyOf(Kind::logind, Kind::target)),
+                                           [](const Evidence& one) { return one.way == "kexec"; });
   return !isKexec || !found.first(Kind::watchdog).isOld;
 }
 
@@ -218,22 +251,25 @@ using enum Kind;
 
 constexpr Kinds kOrderly = anyOf(target, journalStopped, wtmpShutdown);
 
+// Units fail on a machine that goes on.
+bool wentDown(const Found& found) { return found.has(kOrderly); }
+
 // docs/reset-causes.md has the same table.
 constexpr std::array<Rule, 11> kRules{
     {{"1", "a panic", anyOf(panicDump), 0, nullptr, nullptr, tellPanic},
      {"2", "a watchdog", anyOf(watchdog, bmcWatchdog, softwareWatchdog), 0, isNoLeftover,
       "the register was not cleared by a start through kexec", tellWatchdog},
      {"2m", "the maker's own", anyOf(maker), 0, nullptr, nullptr, tellMaker},
-     {"3", "a restart without shutdown", anyOf(haltDump),
-      anyOf(panicDump, logind, target, journalStopped), nullptr, nullptr, tellHalt},
+     {"3", "a restart without shutdown", anyOf(haltDump), anyOf(panicDump, logind) | kOrderly,
+      nullptr, nullptr, tellHalt},
      {"4", "a request with a reason", anyOf(request), 0, wasCarriedOut,
       "the machine went on long after it", tellRequest},
      {"5", "the power button", anyOf(powerKey), 0, isPowerOff, "no power-off was recorded after it",
       tellPowerKey},
      {"6", "a request", anyOf(logind), 0, nullptr, nullptr, tellLogind},
      {"7", "Ctrl-Alt-Del", anyOf(ctrlAltDel), anyOf(logind), nullptr, nullptr, tellCtrlAltDel},
-     {"8", "a failed unit", anyOf(failedUnit), anyOf(logind, ctrlAltDel), nullptr, nullptr,
-      tellUnit},
+     {"8", "a failed unit", anyOf(failedUnit), anyOf(logind, ctrlAltDel), wentDown,
+      "nothing tells that the machine was told to go down", tellUnit},
      {"9", "an orderly end", kOrderly, anyOf(logind, ctrlAltDel, failedUnit, request), nullptr,
       nullptr, tellOrderly},
      {"10", "what the hardware says", anyOf(hardwareFault, bmcRestart, kernelReason), 0,

@@ -229,6 +229,20 @@ TEST_F(ResetCauseCommandTest, RequestIsTakenBackWhereTheCommandFails) {
   EXPECT_FALSE(std::filesystem::exists(requestFile()));
 }
 
+TEST_F(ResetCauseCommandTest, RequestForAnotherMachineRestartsNotThisOne) {
+  // Should it try, this is what it finds.
+  const std::string systemctl = "/bin/systemctl";
+  machine.writes(systemctl, "#!/bin/sh\n");
+  std::filesystem::permissions(machine.folder() + systemctl, std::filesystem::perms(0755));
+  const std::string path = std::getenv("PATH");
+  ::setenv("PATH", (machine.folder() + "/bin:" + path).c_str(), 1);
+  const Outcome refused = run({"request", "--reason", "x"});
+  ::setenv("PATH", path.c_str(), 1);
+  EXPECT_EQ(refused.status, 2);
+  EXPECT_THAT(refused.err, HasSubstr("name the COMMAND"));
+  EXPECT_FALSE(std::filesystem::exists(requestFile()));
+}
+
 TEST_F(ResetCauseCommandTest, RequestIsThereBeforeTheCommandRuns) {
   EXPECT_EQ(run({"request", "--reason", "x", "--", "test", "-s", requestFile()}).status, 0);
 }

@@ -29,7 +29,8 @@ const Boots kBoots{.id = std::string(32, 'b'),
                    .start = kStart,
                    .previousId = std::string(32, 'a'),
                    .previousStart = kBefore,
-                   .lastSign = kLast};
+                   .lastSign = kLast,
+                   .hasJournal = true};
 
 Evidence found(Kind kind, std::string text = {}, std::optional<double> time = {}) {
   return {kind, "a source", "a place", std::move(text), time};
@@ -70,6 +71,14 @@ TEST(RulesTest, APanicByTheKeyboardWasForced) {
             "Kernel panic: sysrq triggered crash (forced by an operator)");
 }
 
+TEST(RulesTest, OfSeveralPanicsTheFirstOfTheLastCrashIsTold) {
+  EXPECT_EQ(causeOf({found(panicDump, "a", kLast - 60), found(panicDump, "b", kLast + 1),
+                     found(panicDump, "a consequence", kLast + 3), found(panicDump, "timeless")})
+                .text,
+            "Kernel panic: b");
+  EXPECT_EQ(causeOf({found(panicDump, "b"), found(panicDump, "a")}).text, "Kernel panic: a");
+}
+
 TEST(RulesTest, AWatchdogTellsNoTimeButAWindow) {
   const Cause cause = causeOf({found(watchdog)});
   EXPECT_EQ(cause.text, "Watchdog expired");
@@ -95,6 +104,29 @@ TEST(RulesTest, AWatchdogRegisterThatAStartThroughKexecLeftIsNoReload) {
   EXPECT_EQ(rulesOf({old, record("reboot"), found(journalStopped)}), "2 6");
   EXPECT_EQ(rulesOf({found(watchdog), record("kexec"), found(journalStopped)}), "2 6");
   EXPECT_EQ(rulesOf({old, found(bmcWatchdog), record("kexec"), found(journalStopped)}), "2 6");
+}
+
+TEST(RulesTest, AStartThroughKexecIsKnownByItsTargetToo) {
+  Evidence old = found(watchdog);
+  old.isOld = true;
+  Evidence reached = found(target);
+  reached.way = "kexec";
+  EXPECT_EQ(rulesOf({old, reached, found(journalStopped)}), "9");
+  reached.way = "reboot";
+  EXPECT_EQ(rulesOf({old, reached, found(journalStopped)}), "2 9");
+}
+
+TEST(RulesTest, AWatchdogRegisterThatStoodBeforeIsDoubtedAfterAnEndInOrder) {
+  const auto confidenceOf = [](const std::vector<Evidence>& all) {
+    return causeOf(all).confidence;
+  };
+  Evidence old = found(watchdog);
+  old.isOld = true;
+  EXPECT_EQ(confidenceOf({old, record("reboot"), found(journalStopped)}), Confidence::possible);
+  EXPECT_NE(causeOf({old, found(wtmpShutdown)}).elseBe, "");
+  EXPECT_EQ(confidenceOf({old, record("reboot")}), Confidence::certain);
+  EXPECT_EQ(confidenceOf({old, found(bmcWatchdog), found(journalStopped)}), Confidence::certain);
+  EXPECT_EQ(confidenceOf({found(watchdog), found(journalStopped)}), Confidence::certain);
 }
 
 TEST(RulesTest, AMakersRegisterStandsBetweenWatchdogAndDump) {
@@ -126,6 +158,13 @@ TEST(RulesTest, ARequestLongBeforeTheEndIsOnlyLikely) {
   EXPECT_EQ(askedBefore(600).elseBe, "");
   EXPECT_EQ(askedBefore(601).confidence, Confidence::likely);
   EXPECT_NE(askedBefore(601).elseBe, "");
+}
+
+TEST(RulesTest, ARequestOfWhichNothingTellsThatItWasObeyedIsOnlyLikely) {
+  const Cause cause = causeOf({requestBy("ada", "x", kLast - 9)});
+  EXPECT_EQ(cause.rule, "4");
+  EXPECT_EQ(cause.confidence, Confidence::likely);
+  EXPECT_NE(cause.elseBe, "");
 }
 
 TEST(RulesTest, ARequestThatTheMachineOutlivedExplainsNothing) {
@@ -206,24 +245,36 @@ TEST(RulesTest, WithoutAnEarlierBootNothingIsKnown) {
 const std::map<Kind, std::string> kAlone{
     {panicDump, "1"},   {haltDump, "3"},       {softwareWatchdog, "2"}, {watchdog, "2"},
     {bmcWatchdog, "2"}, {initCrashed, "11"},   {maker, "2m"},           {request, "4"},
-    {powerKey, "11"},   {logind, "6+"},        {ctrlAltDel, "7"},       {failedUnit, "8"},
+    {powerKey, "11"},   {logind, "6+"},        {ctrlAltDel, "7"},       {failedUnit, "11"},
     {target, "9+"},     {journalStopped, "9"}, {wtmpShutdown, "9"},     {hardwareFault, "10"},
     {bmcRestart, "10"}, {kernelReason, "10"}};
 
 // Pairs that are more, or less, than the rules of both in their order.
-const std::map<std::pair<Kind, Kind>, std::string> kTogether{
-    {{panicDump, haltDump}, "1"},        {{haltDump, logind}, "6+"},
-    {{haltDump, target}, "9+"},          {{haltDump, journalStopped}, "9"},
-    {{powerKey, logind}, "5+ 6+"},       {{logind, ctrlAltDel}, "6+"},
-    {{logind, failedUnit}, "6+"},        {{logind, target}, "6+"},
-    {{logind, journalStopped}, "6"},     {{logind, wtmpShutdown}, "6"},
-    {{ctrlAltDel, failedUnit}, "7"},     {{ctrlAltDel, target}, "7+"},
-    {{ctrlAltDel, journalStopped}, "7"}, {{ctrlAltDel, wtmpShutdown}, "7"},
-    {{failedUnit, target}, "8+"},        {{failedUnit, journalStopped}, "8"},
-    {{failedUnit, wtmpShutdown}, "8"},   {{request, logind}, "4+ 6+"},
-    {{request, target}, "4+"},           {{request, journalStopped}, "4"},
-    {{request, wtmpShutdown}, "4"},      {{target, journalStopped}, "9"},
-    {{target, wtmpShutdown}, "9"},       {{journalStopped, wtmpShutdown}, "9"}};
+const std::map<std::pair<Kind, Kind>, std::string> kTogether{{{panicDump, haltDump}, "1"},
+                                                             {{haltDump, logind}, "6+"},
+                                                             {{haltDump, target}, "9+"},
+                                                             {{haltDump, journalStopped}, "9"},
+                                                             {{haltDump, wtmpShutdown}, "9"},
+                                                             {{powerKey, logind}, "5+ 6+"},
+                                                             {{logind, ctrlAltDel}, "6+"},
+                                                             {{logind, failedUnit}, "6+"},
+                                                             {{logind, target}, "6+"},
+                                                             {{logind, journalStopped}, "6"},
+                                                             {{logind, wtmpShutdown}, "6"},
+                                                             {{ctrlAltDel, failedUnit}, "7"},
+                                                             {{ctrlAltDel, target}, "7+"},
+                                                             {{ctrlAltDel, journalStopped}, "7"},
+                                                             {{ctrlAltDel, wtmpShutdown}, "7"},
+                                                             {{failedUnit, target}, "8+"},
+                                                             {{failedUnit, journalStopped}, "8"},
+                                                             {{failedUnit, wtmpShutdown}, "8"},
+                                                             {{request, logind}, "4+ 6+"},
+                                                             {{request, target}, "4+"},
+                                                             {{request, journalStopped}, "4"},
+                                                             {{request, wtmpShutdown}, "4"},
+                                                             {{target, journalStopped}, "9"},
+                                                             {{target, wtmpShutdown}, "9"},
+                                                             {{journalStopped, wtmpShutdown}, "9"}};
 
 // Both, in the order of the page.
 std::string inOrder(const std::string& one, const std::string& other) {
@@ -276,6 +327,10 @@ std::string rowsOf(const std::vector<Evidence>& all) {
     return std::ranges::any_of(
         all, [&](const Evidence& one) { return one.kind == logind && one.way == way; });
   };
+  const auto reachedKexec = [&] {
+    return std::ranges::any_of(
+        all, [&](const Evidence& one) { return one.kind == target && one.way == "kexec"; });
+  };
   const auto wasSoonAfter = [&] {
     const auto asked = std::ranges::find(all, request, &Evidence::kind);
     return !asked->time || kLast - *asked->time <= 120;
@@ -285,16 +340,18 @@ std::string rowsOf(const std::vector<Evidence>& all) {
   std::vector<std::string> rows;
   if (has(panicDump)) rows.push_back("1");
   if (has(bmcWatchdog, softwareWatchdog) || isFresh(watchdog) ||
-      (has(watchdog) && !wayIs("kexec"))) {
+      (has(watchdog) && !wayIs("kexec") && !reachedKexec())) {
     rows.push_back("2");
   }
   if (has(maker)) rows.push_back("2m");
-  if (has(haltDump) && !has(panicDump, logind, target, journalStopped)) rows.push_back("3");
+  if (has(haltDump) && !has(panicDump, logind, target) && !ended) rows.push_back("3");
   if (has(request) && (has(logind, target) || ended || wasSoonAfter())) rows.push_back("4" + plus);
   if (has(powerKey) && wayIs("power-off")) rows.push_back("5" + plus);
   if (has(logind)) rows.push_back("6" + plus);
   if (has(ctrlAltDel) && !has(logind)) rows.push_back("7" + plus);
-  if (has(failedUnit) && !has(logind, ctrlAltDel)) rows.push_back("8" + plus);
+  if (has(failedUnit) && !has(logind, ctrlAltDel) && (has(target) || ended)) {
+    rows.push_back("8" + plus);
+  }
   if ((has(target) || ended) && !has(request, logind, ctrlAltDel, failedUnit)) {
     rows.push_back("9" + plus);
   }

@@ -159,6 +159,62 @@ TEST_F(StaleEvidenceTest, AShutdownInWtmpCountsWhereNoClockWasSet) {
   EXPECT_EQ(machine.rules(), "11");
 }
 
+TEST_F(StaleEvidenceTest, ABootThatLeftNothingInTheJournalIsStillTheOneBefore) {
+  machine.loginManagerSays(kDown, "reboot", "System is rebooting.");
+  machine.journalStops(kDown + 3);
+  EXPECT_EQ(judgedAndKept(), "6");
+  // Power is lost before anything of it is on the disk but what was judged.
+  machine.reloads(std::string(32, '4'), kThisStart + kHour);
+  machine.loses(kThis);
+  EXPECT_EQ(machine.rules(), "11");
+  EXPECT_EQ(machine.judged().verdict.cause.since, kThisStart);
+  machine.writes("/var/lib/norvek-reset-cause/heartbeat.json",
+                 R"({"boot": ")" + kThis + R"(", "time": 1700020030})");
+  EXPECT_EQ(machine.rules(), "11");
+  EXPECT_EQ(machine.judged().verdict.cause.since, 1700020030);
+}
+
+TEST_F(StaleEvidenceTest, AShutdownInWtmpIsNoneOfABootThatLivedOn) {
+  machine.settle();
+  std::filesystem::remove_all(machine.folder() + "/var/log/journal");
+  machine.startsAt(kBefore, kOlderStart + 100);
+  machine.wtmpHas(kDown);
+  const auto beats = [&](double time) {
+    machine.writes("/var/lib/norvek-reset-cause/heartbeat.json",
+                   R"({"boot": ")" + kBefore + R"(", "time": )" + std::to_string(time) + "}");
+    return resetcausetest::rulesOf(judge(machine.root(), *machine.clock_).verdict);
+  };
+  EXPECT_EQ(beats(kOlderStart + 100 + kDown), "9");
+  EXPECT_EQ(beats(kOlderStart + 100 + kDown + 2 * kHour), "11");
+}
+
+TEST_F(StaleEvidenceTest, WithoutAJournalARestartMayHaveBeenInOrder) {
+  machine.settle();
+  std::filesystem::remove_all(machine.folder() + "/var/log/journal");
+  machine.writes("/var/lib/norvek-reset-cause/heartbeat.json",
+                 R"({"boot": ")" + kBefore + R"(", "time": 1700014990})");
+  machine.dumped(kDownTime, "Shutdown#1 Part1\n<6>[ 5000.1] reboot: Restarting system\n");
+  const auto judged = [&] { return judge(machine.root(), *machine.clock_).verdict.cause; };
+  EXPECT_EQ(judged().text, "Immediate restart without shutdown");
+  EXPECT_EQ(judged().confidence, Confidence::possible);
+  EXPECT_THAT(judged().elseBe, HasSubstr("no journal"));
+  machine.wtmpHas(kDown);
+  EXPECT_EQ(judged().rule, "9");
+}
+
+TEST_F(StaleEvidenceTest, AMakersTimeOfAnotherReloadIsNamedAndPassedOver) {
+  const auto registers = [&](double time) {
+    machine.writes("/run/norvek/reset-register.json",
+                   R"({"cause": "Line card pulled", "time": )" + std::to_string(time) + "}");
+    return machine.rules();
+  };
+  EXPECT_EQ(registers(kThisStart + 100), "2m");
+  EXPECT_EQ(registers(kBeforeStart - 100), "2m");
+  EXPECT_THAT(machine.judged().problems, testing::IsEmpty());
+  EXPECT_EQ(registers(kOlderStart), "11");
+  EXPECT_THAT(machine.judged().problems, ElementsAre(HasSubstr("of another reload")));
+}
+
 TEST_F(StaleEvidenceTest, AWatchdogBeforeAStartThroughKexecIsNoCause) {
   machine.hasWatchdog("watchdog0", 0x20);
   EXPECT_EQ(judgedAndKept(), "2");

@@ -156,6 +156,43 @@ const std::vector<WayDown> kWays{
        machine.journalStops(kDown + 2);
      },
      "8", "Service fan.service failed (inferred)", kDownTime},
+    {"a unit that failed for good, then no power",
+     [](Machine& machine) {
+       unitFails(machine, kDown - 9);
+       machine.initSays(kDown - 8.9, "Stopped fan.service - Fans.");
+       unitFails(machine, kDown - 8.8);
+     },
+     "11", "Power lost, hard reset or forced restart", kWindow},
+    {"a rehearsal of a shutdown, then no power",
+     [](Machine& machine) {
+       machine.loginManagerSays(kDown - 9, "power-off", "System is powering down (drill).");
+       machine.says(kBefore, kDown - 9, "Running in dry run, suppressing action.", {{"_UID", "0"}});
+     },
+     "11", "Power lost, hard reset or forced restart", kWindow},
+    {"a rehearsal of a shutdown, then a request",
+     [](Machine& machine) {
+       machine.loginManagerSays(kDown - 9, "power-off", "System is powering down (drill).");
+       machine.says(kBefore, kDown - 9, "Running in dry run, suppressing action.", {{"_UID", "0"}});
+       machine.loginManagerSays(kDown, "reboot", "System is rebooting (in earnest).");
+       goesDownInOrder(machine, "reboot.target");
+     },
+     "6", "Reload requested: in earnest", kDownTime},
+    {"a request that nothing came of for hours, then no power",
+     [](Machine& machine) {
+       machine.loginManagerSays(kDown - 4000, "power-off", "System is powering down.");
+       machine.says(kBefore, kDown, "an hour like any other");
+     },
+     "11", "Power lost, hard reset or forced restart", kWindow},
+    {"power button, pressed again on the way down",
+     [](Machine& machine) {
+       const Machine::Fields fields{{"MESSAGE_ID", "b72ea4a2881545a0b50e200e55b9b071"},
+                                    {"_UID", "0"}};
+       machine.says(kBefore, kDown - 1, "Power key pressed short.", fields);
+       machine.loginManagerSays(kDown, "power-off", "System is powering down.");
+       machine.says(kBefore, kDown + 0.5, "Power key pressed short.", fields);
+       goesDownInOrder(machine, "poweroff.target");
+     },
+     "5 6", "Power button pressed", kDownTime - 1},
     {"no login manager, a unit fails on the way down",
      [](Machine& machine) {
        machine.initSays(kDown - 60, "Started fan.service");
