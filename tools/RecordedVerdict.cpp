@@ -45,9 +45,15 @@ std::optional<std::pair<std::string_view, std::string_view>> parted(std::string_
 bool takeWhen(std::string_view when, RecordedVerdict& verdict) {
   constexpr std::string_view kBefore = "before ";
   constexpr std::string_view kBetween = "between ";
+  constexpr std::string_view kAfter = "after ";
   if (when.starts_with(kBefore)) {
     verdict.until = secondsOf(when.substr(kBefore.size()));
     return verdict.until.has_value();
+  }
+  if (when.starts_with(kAfter)) {  // its end is of a clock that went back
+    const auto begin = parted(when.substr(kAfter.size()), ", by the clock then");
+    verdict.since = begin ? secondsOf(begin->first) : std::nullopt;
+    return verdict.since.has_value();
   }
   if (!when.starts_with(kBetween)) return secondsOf(when).has_value();
   const auto ends = parted(when.substr(kBetween.size()), " and ");

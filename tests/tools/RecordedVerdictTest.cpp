@@ -65,7 +65,8 @@ TEST(RecordedVerdictTest, TakesAnyOtherTextForNone) {
   EXPECT_FALSE(verdictIn("PSU 1 lost\n" + std::string(kCertain)));
   for (const char* when :
        {"before", "before noon", "between 2023-11-15T02:23:10Z",
-        "between noon and 2023-11-15T02:23:10Z", "between 2023-11-15T02:23:10Z and noon"}) {
+        "between noon and 2023-11-15T02:23:10Z", "between 2023-11-15T02:23:10Z and noon",
+        "after 2023-11-15T02:23:10Z", "after noon, by the clock then"}) {
     EXPECT_FALSE(
         verdictIn("boot: 1\nwhen: " + std::string(when) + "\nhow sure: unknown\nrule: 12\n"))
         << when;
@@ -96,6 +97,9 @@ TEST(RecordedVerdictTest, ReadsWhatIsRecorded) {
   EXPECT_EQ(window->orElse, "something else");
   EXPECT_THAT(window->evidence, ElementsAre(testing::HasSubstr("a\\nfile: fans")));
 
+  cause.since = 1700030000;  // the clock was set back
+  EXPECT_EQ(verdictIn(recorded(cause, boots))->since, 1700030000);
+  EXPECT_EQ(verdictIn(recorded(cause, boots))->until, std::nullopt);
   cause.since.reset();
   EXPECT_EQ(verdictIn(recorded(cause, boots))->until, 1700020000);
   cause.time = 1700014990;
