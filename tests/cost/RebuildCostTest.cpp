@@ -84,4 +84,18 @@ TEST_F(RebuildCostTest, ARowTakesAtMost128OctetsWhereItIsFoundQuicklyToo) {
   EXPECT_EQ(rows(), kMany);
 }
 
+TEST_F(RebuildCostTest, FindingKeepsNoneOfTheMemoryThatItCouldNotHaveWhole) {
+  const auto reload = support::reload();
+  for (U32 cause = 1; cause <= kMany; ++cause) model_->reloadCauseTableIs({0, 0, cause}, reload);
+  for (const int given : {0, 1}) {
+    const std::size_t before = cost::allocations().octets;
+    cost::arrayIsRefusedAfter(given);
+    for (U32 cause = kMany; cause > 0 && !cost::isArrayRefused(); --cause) {
+      EXPECT_TRUE(model_->reloadCauseTable().find({0, 0, cause}));
+    }
+    EXPECT_TRUE(cost::isArrayRefused());
+    EXPECT_EQ(cost::allocations().octets, before) << given;
+  }
+}
+
 }  // namespace
