@@ -21,7 +21,9 @@ using Causes = std::vector<System::ResetCause>;
 
 constexpr U32 kMany = 10'000;
 
-Causes causesAt(double time) { return Causes(kMany, System::ResetCause("Fan failure", time)); }
+Causes causesAt(double time, U32 count = kMany) {
+  return Causes(count, System::ResetCause("Fan failure", time));
+}
 
 class RebuildCostTest : public support::LiveObjectsTest {
  protected:
@@ -56,11 +58,13 @@ class RebuildCostTest : public support::LiveObjectsTest {
 
 TEST_F(RebuildCostTest, ARebuildMakesAnObjectForEachRowAndOneForEachCause) {
   const auto machine = started("supervisor");
-  const Causes first = causesAt(1.0);
-  const Causes second = causesAt(2.0);
-  EXPECT_EQ(objectsOf([&] { causesAre(first); }), kMany + 2 * kMany);
-  EXPECT_EQ(objectsOf([&] { causesAre(second); }), kMany + 2 * kMany);
-  EXPECT_EQ(rows(), 2 * kMany);
+  for (const U32 count : {48U, kMany}) {
+    const Causes first = causesAt(1.0, count);
+    const Causes second = causesAt(2.0, count);
+    EXPECT_EQ(objectsOf([&] { causesAre(first); }), count + 2 * count);
+    EXPECT_EQ(objectsOf([&] { causesAre(second); }), count + 2 * count);
+    EXPECT_EQ(rows(), 2 * count);
+  }
 }
 
 TEST_F(RebuildCostTest, CausesThatStandAlreadyMakeNothing) {
