@@ -33,7 +33,7 @@ const auto registration = Qel::typeNodeIs({
 ReloadCauseEntry::ReloadCauseEntry(const ReloadCauseKey& key,
                                    const Qel::Ptr<System::ResetInstance const>& resetCause)
     : Keyed(key), resetCause_(resetCause) {
-  // Whoever makes rows goes through the queue in its order, where a look costs next to nothing.
+  // Whoever makes rows goes through the queue in its order: what a look passes is at hand.
   cause();
 }
 

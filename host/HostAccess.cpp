@@ -80,7 +80,10 @@ std::optional<bool> HostAccess::known(const Source& source) noexcept {
 
 void HostAccess::learned(const Source& source, bool isAllowed) noexcept {
   if (!mayKeep_) return;
-  if (answers_.size() >= kMost) answers_.clear();
+  if (answers_.size() >= kMost) {
+    const auto ending = [](const auto& kept) { return kept.second.until; };
+    answers_.erase(std::ranges::min_element(answers_, {}, ending));
+  }
   try {
     answers_.insert_or_assign(source, Answer{isAllowed, now_ + kAge});
   } catch (const std::bad_alloc&) {

@@ -20,7 +20,8 @@ namespace Host {
 // until either file changes, which is looked at kLookInterval apart at most, and until it is kAge
 // old: rules may name what lies elsewhere (files of patterns, netgroups). Nothing is kept while a
 // rule does more than answer, as `spawn` and `severity` do, nor while a file cannot be read. Of at
-// most kMost sources: a stranger may claim to be any number of them.
+// most kMost sources, as a stranger may claim to be any number of them: the oldest answer goes when
+// one more comes.
 class HostAccess {
  public:
   // An IPv4 address fills the first four octets. Two sources with the same text in a rule's eyes

@@ -19,6 +19,12 @@ Row rowOf(U32 unit, U32 cause) {
   return row;
 }
 
+// Whether the varbind stands as net-snmp would leave it when it is given `value`.
+bool holds(const netsnmp_variable_list& index, U32 value) {
+  return index.type == ASN_UNSIGNED && index.val_len == sizeof(long) &&
+         index.val.string == index.buf && *index.val.integer == long{value};
+}
+
 }  // namespace
 
 std::vector<Row> rowsOf(U32 causes) {
@@ -58,7 +64,7 @@ Key keyOf(const netsnmp_table_request_info& asked) {
 
 void indexesAre(netsnmp_variable_list* indexes, const Key& key) {
   for (const U32 value : key) {
-    snmp_set_var_typed_integer(indexes, ASN_UNSIGNED, value);
+    if (!holds(*indexes, value)) snmp_set_var_typed_integer(indexes, ASN_UNSIGNED, value);
     indexes = indexes->next_variable;
   }
 }

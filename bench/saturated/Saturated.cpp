@@ -1,10 +1,10 @@
 // Answers a second of norvek-snmpd, kept busy, beside those of Debian's snmpd serving a scalar.
 //
-// Both run pinned to one core and are asked in turn, round by round, by one client on another core,
-// which keeps a number of requests in flight so that neither agent ever waits. Besides the rate as
-// it was seen, the one per second of the agent's own processor time is told: it is the same figure
-// on a machine that does nothing else, and holds on one that is shared. Prints JSON; `ratio` is
-// ours to Debian's in each round, and `median` of it.
+// Both run pinned to one core and are asked in turn, each round begun with another one, by one
+// client on another core, which keeps a number of requests in flight so that neither agent ever
+// waits. Besides the rate as it was seen, the one per second of the agent's own processor time is
+// told: it is the same figure on a machine that does nothing else, and holds on one that is shared.
+// Prints JSON; `ratio` is ours to Debian's in each round, and `median` of it.
 
 #include <arpa/inet.h>
 #include <fcntl.h>
@@ -137,19 +137,25 @@ class Client {
     return size > 0 && isGoodAnswer({answer.data(), static_cast<std::size_t>(size)}, request);
   }
 
+  struct Answers {
+    long inTime = 0;
+    double seconds = 0;  // in which those came
+    long all = 0;        // with what was still in flight then
+  };
   // The answers to `request` within a time, with `window` of them in flight throughout.
-  long answersWithin(Seconds time, const std::string& request, int window) const {
+  Answers answersWithin(Seconds time, const std::string& request, int window) const {
     long answers = 0;
-    const auto end = Steady::now() + time;
+    const auto begin = Steady::now();
     send(request, window);
-    while (Steady::now() < end) {
+    while (Steady::now() < begin + time) {
       const int received = receive(request, window);
       answers += received;
       // Where none came in a while they were lost, and others take their place.
       send(request, received > 0 ? received : window);
     }
-    while (receive(request, window) > 0) continue;
-    return answers;
+    Answers found{answers, Seconds(Steady::now() - begin).count(), answers};
+    while (const int received = receive(request, window)) found.all += received;
+    return found;
   }
 
  private:
@@ -216,11 +222,10 @@ class Agent {
   Rate rate(const Settings& settings) const {
     const Client client(port_);
     const double before = processorTime();
-    const auto begin = Steady::now();
-    const auto answers = static_cast<double>(
-        client.answersWithin(Seconds(settings.seconds), request_, settings.window));
-    const double took = Seconds(Steady::now() - begin).count();
-    return {answers / took, answers / (processorTime() - before)};
+    const Client::Answers answers =
+        client.answersWithin(Seconds(settings.seconds), request_, settings.window);
+    return {static_cast<double>(answers.inTime) / answers.seconds,
+            static_cast<double>(answers.all) / (processorTime() - before)};
   }
 
  private:
@@ -339,7 +344,8 @@ void measure(const Settings& settings, const std::filesystem::path& folder) {
   std::vector<Measured> found(agents.size());
   pinTo(settings.clientCore);
   for (int round = 0; round < settings.rounds; ++round) {
-    for (std::size_t agent = 0; agent < agents.size(); ++agent) {
+    for (std::size_t turn = 0; turn < agents.size(); ++turn) {
+      const std::size_t agent = (static_cast<std::size_t>(round) + turn) % agents.size();
       const Agent::Rate rate = agents[agent]->rate(settings);
       found[agent].seen.push_back(rate.seen);
       found[agent].own.push_back(rate.own);

@@ -43,8 +43,11 @@ METHOD = """## How it is measured
   else the machine does meets them alike; a ratio is made within a round. A latency is the median of
   the round's requests, a rate what the median request amounts to, a processor time the mean. The
   agent is started anew several times a size. Told are the median of the rounds and, in brackets, where
-  95 of 100 medians of as many rounds drawn from them lie.
+  95 of 100 medians of as many rounds drawn from them lie; the rounds of a start, which resemble each
+  other more than those of another, are drawn together.
 - **Rows.** A supervisor shows each cause of its last reload under two units; N rows are N / 2 causes.
+- **A publication** over a file counts from the end of `kavra put`, not from the moment at which it replaced
+  the file; one over Redis from the replacement of the file that `kavra serve` follows.
 - **A verdict**, met or missed, is that of the median. With a question mark the interval lies on both
   sides of the bar. What has no bar is told for comparison.
 """

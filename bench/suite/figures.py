@@ -1,5 +1,6 @@
 """Medians with their intervals, ratios within a round, and what a bar makes of them."""
 
+import itertools
 import random
 import statistics
 from dataclasses import dataclass
@@ -21,22 +22,32 @@ class Figure:
         return cls(value, value, value)
 
 
-def median(values):
-    """Of the rounds; the interval holds 95 of 100 medians of as many rounds drawn from them."""
+def median(values, starts=None):
+    """Of the rounds; the interval holds 95 of 100 medians of as many rounds drawn from them. Rounds
+    of one start of an agent, which resemble each other, are drawn together."""
+    groups = {}
+    for start, value in zip(starts or itertools.count(), values):
+        groups.setdefault(start, []).append(value)
+    groups = list(groups.values())
     dice = random.Random(1)
-    drawn = sorted(statistics.median(dice.choices(values, k=len(values)))
+    drawn = sorted(statistics.median(itertools.chain(*dice.choices(groups, k=len(groups))))
                    for _ in range(RESAMPLES))
     beyond = int(RESAMPLES * (1 - CONFIDENCE) / 2)
     return Figure(statistics.median(values), drawn[beyond], drawn[-1 - beyond])
 
 
+def startsOf(rounds):
+    return [found.get("start", -number) for number, found in enumerate(rounds, 1)]
+
+
 def ofRounds(rounds, measure, subject):
-    return median([found[measure][subject] for found in rounds])
+    return median([found[measure][subject] for found in rounds], startsOf(rounds))
 
 
 def ratio(rounds, measure, subject, other):
     """Round by round, so that what slows a whole round down cancels out."""
-    return median([found[measure][subject] / found[measure][other] for found in rounds])
+    return median([found[measure][subject] / found[measure][other] for found in rounds],
+                  startsOf(rounds))
 
 
 @dataclass(frozen=True)

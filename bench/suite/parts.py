@@ -41,11 +41,12 @@ def requests(kind, effort):
     for rows in SIZES:
         with agents.store(kind, rows) as options:
             rounds = []
-            for _ in range(effort.starts):
+            for start in range(effort.starts):
                 with agents.Agent(options, rows, (agents.TABLE, agents.ANCHORS)) as agent:
                     agent.awaited()
-                    rounds += agent.ask(agents.CORE, "--pid", str(agent.process.pid), "--rounds",
-                                        str(effort.rounds), "--blocks", str(effort.blocks))
+                    rounds += [{"start": start, **found} for found in agent.ask(
+                        agents.CORE, "--pid", str(agent.process.pid), "--rounds",
+                        str(effort.rounds), "--blocks", str(effort.blocks))]
         found[str(rows)] = rounds
     return found
 

@@ -36,8 +36,7 @@ class LinkQueueElement : public PtrInterface,
 //
 // The links are those of a balanced tree, in which keys that only ever grow are appended: an
 // element is found, and the place behind a key, in O(log n), wherever elements have left; the steps
-// of a walk and what happens at either end take constant time on average. Finding is quick when
-// elements are asked for in their order, or the queue has not changed for a while.
+// of a walk and what happens at either end take constant time on average.
 //
 // Every change counts up version(). An iterator holds a counted element; when the queue has changed
 // since it found it, it continues with the first element whose key is greater than that of the last
@@ -101,11 +100,11 @@ class LinkQueue {
   }
   // The element under `key`, or null.
   Ptr<Element const> operator[](const Key& key) const {
-    return Ptr<Element const>(finder_.find(elements_, key));
+    return Ptr<Element const>(findInTree(elements_, key));
   }
   // The value under `key`, or null; there until the element leaves.
   const Value* value(const Key& key) const {
-    const Element* const found = finder_.find(elements_, key);
+    const Element* const found = findInTree(elements_, key);
     return found != nullptr ? &found->value() : nullptr;
   }
   IteratorConst iteratorConst() const { return IteratorConst(*this); }
@@ -117,7 +116,7 @@ class LinkQueue {
     const Ptr<Element> element = make<Element>(key, std::move(value));
     element->referenceNew();  // the queue's own
     elements_.push_back(*element);
-    changed();
+    ++version_;
     return key;
   }
   // Removes and returns the element under `key`, or null.
@@ -126,7 +125,7 @@ class LinkQueue {
   Ptr<Element> pop() { return take(elements_.begin()); }
   void clear() {
     if (empty()) return;
-    changed();
+    ++version_;
     elements_.clear_and_dispose([](Element* element) { element->referenceDel(); });
   }
 
@@ -142,17 +141,11 @@ class LinkQueue {
     if (place == elements_.end()) return nullptr;
     Element& element = *place;
     elements_.erase(place);
-    changed();
+    ++version_;
     return Ptr<Element>::adopt(&element);
   }
 
-  void changed() noexcept {
-    ++version_;
-    finder_.forget();
-  }
-
   Tree elements_;
-  mutable TreeFinder<Tree> finder_;
   std::uint64_t version_ = 0;
 };
 

@@ -105,8 +105,8 @@ class TreeFinder {
   bool rests(const Tree& tree) {
     members_ = tree.size();
     elements_.reset(new (std::nothrow) Element[members_]);
-    keys_.reset(new (std::nothrow) Key[members_]);
-    if (!elements_ || !keys_) {
+    if (elements_) keys_.reset(new (std::nothrow) Key[members_]);
+    if (!keys_) {
       forget();
       return false;
     }

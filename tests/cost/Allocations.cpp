@@ -10,6 +10,7 @@ namespace cost {
 namespace {
 
 Allocations counted;
+int arraysUntilRefusal = -1;  // below zero: none is refused any more
 
 std::size_t octetsOf(void* block) { return ::malloc_usable_size(block) + sizeof(std::size_t); }
 
@@ -30,6 +31,10 @@ void release(void* block) noexcept {
 
 Allocations allocations() noexcept { return counted; }
 
+void arrayIsRefusedAfter(int given) noexcept { arraysUntilRefusal = given; }
+
+bool isArrayRefused() noexcept { return arraysUntilRefusal < 0; }
+
 }  // namespace cost
 
 void* operator new(std::size_t size) {
@@ -49,6 +54,7 @@ void operator delete(void* block, std::size_t /*size*/) noexcept { cost::release
 void* operator new[](std::size_t size) { return operator new(size); }
 
 void* operator new[](std::size_t size, const std::nothrow_t& /*tag*/) noexcept {
+  if (cost::arraysUntilRefusal >= 0 && cost::arraysUntilRefusal-- == 0) return nullptr;
   return cost::take(size);
 }
 

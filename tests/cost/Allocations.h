@@ -12,4 +12,9 @@ struct Allocations {
 
 Allocations allocations() noexcept;
 
+// Has one array refused for want of memory: of those that are asked for without throwing from now
+// on, the one behind the first `given`.
+void arrayIsRefusedAfter(int given) noexcept;
+bool isArrayRefused() noexcept;  // whether it was asked for
+
 }  // namespace cost

@@ -21,7 +21,9 @@ using Causes = std::vector<System::ResetCause>;
 
 constexpr U32 kMany = 10'000;
 
-Causes causesAt(double time) { return Causes(kMany, System::ResetCause("Fan failure", time)); }
+Causes causesAt(double time, U32 count = kMany) {
+  return Causes(count, System::ResetCause("Fan failure", time));
+}
 
 class RebuildCostTest : public support::LiveObjectsTest {
  protected:
@@ -56,11 +58,13 @@ class RebuildCostTest : public support::LiveObjectsTest {
 
 TEST_F(RebuildCostTest, ARebuildMakesAnObjectForEachRowAndOneForEachCause) {
   const auto machine = started("supervisor");
-  const Causes first = causesAt(1.0);
-  const Causes second = causesAt(2.0);
-  EXPECT_EQ(objectsOf([&] { causesAre(first); }), kMany + 2 * kMany);
-  EXPECT_EQ(objectsOf([&] { causesAre(second); }), kMany + 2 * kMany);
-  EXPECT_EQ(rows(), 2 * kMany);
+  for (const U32 count : {48U, kMany}) {
+    const Causes first = causesAt(1.0, count);
+    const Causes second = causesAt(2.0, count);
+    EXPECT_EQ(objectsOf([&] { causesAre(first); }), count + 2 * count);
+    EXPECT_EQ(objectsOf([&] { causesAre(second); }), count + 2 * count);
+    EXPECT_EQ(rows(), 2 * count);
+  }
 }
 
 TEST_F(RebuildCostTest, CausesThatStandAlreadyMakeNothing) {
@@ -82,6 +86,20 @@ TEST_F(RebuildCostTest, ARowTakesAtMost128OctetsWhereItIsFoundQuicklyToo) {
   EXPECT_GT(all, rowsAlone);
   EXPECT_LE(all, 128 * kMany);
   EXPECT_EQ(rows(), kMany);
+}
+
+TEST_F(RebuildCostTest, FindingKeepsNoneOfTheMemoryThatItCouldNotHaveWhole) {
+  const auto reload = support::reload();
+  for (U32 cause = 1; cause <= kMany; ++cause) model_->reloadCauseTableIs({0, 0, cause}, reload);
+  for (const int given : {0, 1}) {
+    const std::size_t before = cost::allocations().octets;
+    cost::arrayIsRefusedAfter(given);
+    for (U32 cause = kMany; cause > 0 && !cost::isArrayRefused(); --cause) {
+      EXPECT_TRUE(model_->reloadCauseTable().find({0, 0, cause}));
+    }
+    EXPECT_TRUE(cost::isArrayRefused());
+    EXPECT_EQ(cost::allocations().octets, before) << given;
+  }
 }
 
 }  // namespace

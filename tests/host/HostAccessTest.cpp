@@ -169,17 +169,25 @@ TEST_F(HostAccessTest, KeepsNothingWhileAFileCannotBeReached) {
   EXPECT_EQ(asked_, 4);
 }
 
-TEST_F(HostAccessTest, ForgetsEverybodyRatherThanKeepMoreSourcesThanItMay) {
+TEST_F(HostAccessTest, ForgetsTheOldestAnswerRatherThanKeepMoreSourcesThanItMay) {
+  constexpr double kApart = HostAccess::kAge / (2 * HostAccess::kMost);
+  constexpr std::size_t kOldest = 100;  // neither the first nor the last of the sources
   const auto strange = [](std::size_t number) {
     HostAccess::Source source{.family = AF_INET6};
     source.scope = static_cast<std::uint32_t>(number);
     return source;
   };
-  for (std::size_t i = 0; i < HostAccess::kMost; ++i) allows(strange(i), false);
-  EXPECT_THAT(access_.known(strange(0)), Optional(false));
+  for (std::size_t i = 0; i < HostAccess::kMost; ++i, now_ += kApart) {
+    allows(strange((kOldest + i) % HostAccess::kMost), false);
+  }
+  EXPECT_THAT(access_.known(strange(kOldest)), Optional(false));
   allows(strange(HostAccess::kMost), false);
-  EXPECT_THAT(access_.known(strange(HostAccess::kMost)), Optional(false));
-  EXPECT_THAT(access_.known(strange(0)), Eq(std::nullopt));
+  EXPECT_THAT(access_.known(strange(kOldest)), Eq(std::nullopt));
+  for (std::size_t i = 0; i <= HostAccess::kMost; ++i) {
+    if (i != kOldest) {
+      EXPECT_THAT(access_.known(strange(i)), Optional(false)) << i;
+    }
+  }
 }
 
 }  // namespace

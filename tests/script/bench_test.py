@@ -40,6 +40,13 @@ class Medians(unittest.TestCase):
         found = figures.median([1.0] * 11 + [50.0])
         self.assertEqual((found.value, found.high), (1.0, 1.0))
 
+    def testRoundsOfOneStartAreDrawnTogether(self):
+        rounds = [{"start": start, **roundOf(value, 1.0)}
+                  for start, value in enumerate((1.0, 2.0, 3.0, 4.0)) for _ in range(10)]
+        for found in (figures.ofRounds(rounds, "get_us", "ours"),
+                      figures.ratio(rounds, "get_us", "ours", "sorted")):
+            self.assertEqual((found.low, found.value, found.high), (1.0, 2.5, 4.0))
+
     def testARatioIsMadeWithinARound(self):
         # Every round is twice as slow as the one before, for both.
         rounds = [roundOf(1.1 * pace, 1.0 * pace) for pace in (1, 2, 4, 8)]
