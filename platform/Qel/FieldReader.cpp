@@ -1,25 +1,62 @@
 #include "Qel/FieldReader.h"
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
+#include <functional>
+#include <numeric>
 
 #include "Qel/Number.h"
 
 namespace Qel {
 
-FieldReader::FieldReader(const DocumentCodec::Fields& fields) {
-  fields_.reserve(fields.size());
-  for (const auto& [name, value] : fields) {
-    if (!fields_.emplace(name, value).second) throw DocumentException(name, "stands twice");
+FieldReader::FieldReader(const DocumentCodec::Fields& fields)
+    : begins_(std::bit_ceil(fields.size() + 1) + 1), places_(fields.size()) {
+  fillRuns(fields);
+  for (std::size_t run = 0; run + 1 < begins_.size(); ++run) {
+    const auto begin = places_.begin() + begins_[run];
+    const auto end = places_.begin() + begins_[run + 1];
+    if (end - begin < 2) continue;
+    const auto nameIn = [](const Place& place) -> const auto& { return place.field->first; };
+    std::ranges::sort(begin, end, {}, nameIn);
+    const auto twice = std::ranges::adjacent_find(begin, end, {}, nameIn);
+    if (twice != end) throw DocumentException(nameIn(*twice), "stands twice");
   }
 }
 
+std::size_t FieldReader::runOf(std::string_view name) const noexcept {
+  return std::hash<std::string_view>()(name) & (begins_.size() - 2);
+}
+
+void FieldReader::fillRuns(const DocumentCodec::Fields& fields) {
+  for (const auto& field : fields) ++begins_[runOf(field.first)];
+  // From the end of each run back to its beginning.
+  std::partial_sum(begins_.begin(), begins_.end(), begins_.begin());
+  for (const auto& field : fields) places_[--begins_[runOf(field.first)]] = {&field, false};
+}
+
+std::size_t FieldReader::placeOf(std::string_view name) const noexcept {
+  const std::size_t run = runOf(name);
+  std::size_t begin = begins_[run];
+  std::size_t end = begins_[run + 1];
+  while (begin < end) {
+    const std::size_t middle = begin + (end - begin) / 2;
+    const int order = name.compare(places_[middle].field->first);
+    if (order == 0) return places_[middle].taken ? places_.size() : middle;
+    if (order < 0) {
+      end = middle;
+    } else {
+      begin = middle + 1;
+    }
+  }
+  return places_.size();
+}
+
 std::string_view FieldReader::takeText(std::string_view name) {
-  const auto found = fields_.find(name);
-  if (found == fields_.end()) throw DocumentException(name, "field is missing");
-  const std::string_view value = found->second;
-  fields_.erase(found);
-  return value;
+  const std::size_t place = placeOf(name);
+  if (place == places_.size()) throw DocumentException(name, "field is missing");
+  places_[place].taken = true;
+  return places_[place].field->second;
 }
 
 U32 FieldReader::takeU32(std::string_view name) {
@@ -41,10 +78,11 @@ double FieldReader::takeFiniteNumber(std::string_view name) {
 }
 
 void FieldReader::needNoMore() const {
-  const auto first = std::min_element(
-      fields_.begin(), fields_.end(),
-      [](const auto& field, const auto& other) { return field.first < other.first; });
-  if (first != fields_.end()) throw DocumentException(first->first, "unknown field");
+  const DocumentCodec::Fields::value_type* first = nullptr;
+  for (const auto& [field, taken] : places_) {
+    if (!taken && (first == nullptr || field->first < first->first)) first = field;
+  }
+  if (first != nullptr) throw DocumentException(first->first, "unknown field");
 }
 
 }  // namespace Qel

@@ -1,8 +1,9 @@
 #pragma once
 
-#include <memory_resource>
+#include <cstddef>
+#include <cstdint>
 #include <string_view>
-#include <unordered_map>
+#include <vector>
 
 #include "Qel/Document.h"
 #include "Qel/Types.h"
@@ -17,7 +18,7 @@ class FieldReader {
   explicit FieldReader(const DocumentCodec::Fields& fields);
   explicit FieldReader(DocumentCodec::Fields&& fields) = delete;
 
-  bool has(std::string_view name) const { return fields_.contains(name); }
+  bool has(std::string_view name) const { return placeOf(name) < places_.size(); }
 
   // Each takes the field out and raises when it is absent or not of that form.
   U32 takeU32(std::string_view name);
@@ -29,9 +30,21 @@ class FieldReader {
   void needNoMore() const;
 
  private:
-  // A large document has hundreds of thousands, and all go together.
-  std::pmr::monotonic_buffer_resource memory_;
-  std::pmr::unordered_map<std::string_view, std::string_view> fields_{&memory_};
+  struct Place {
+    const DocumentCodec::Fields::value_type* field;
+    bool taken;
+  };
+
+  std::size_t runOf(std::string_view name) const noexcept;
+  void fillRuns(const DocumentCodec::Fields& fields);
+  // The place of a field that is not taken, or that behind the last.
+  std::size_t placeOf(std::string_view name) const noexcept;
+
+  // A large document has hundreds of thousands of fields: the hash of a name tells the run of
+  // places that it is in, mostly of one. Whoever publishes chooses the names, perhaps all of one
+  // hash value, so a run is sorted by name.
+  std::vector<std::uint32_t> begins_;  // of each run, and of one behind the last
+  std::vector<Place> places_;
 };
 
 }  // namespace Qel

@@ -6,7 +6,7 @@
 #include <iterator>
 #include <nlohmann/json.hpp>
 #include <optional>
-#include <unordered_set>
+#include <set>
 #include <utility>
 
 #include "Kavra/Json/Reader.h"
@@ -177,7 +177,7 @@ class MembersReader final : public nlohmann::json_sax<nlohmann::json> {
   std::size_t depth_ = 0;   // of the lists and maps around the present place
   std::size_t values_ = 0;  // in the members before the present one
   std::vector<Member> members_;
-  std::unordered_set<Qel::String> names_;
+  std::set<Qel::String> names_;
   std::optional<Reader> reader_;  // of the present member, while it can be kept
   std::string problem_;
 };

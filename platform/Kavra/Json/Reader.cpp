@@ -50,8 +50,9 @@ bool Reader::start_array(std::size_t /*items*/) { return open(false); }
 
 bool Reader::key(std::string& name) {
   Level& level = levels_.back();
-  const auto known = names_.find(std::string_view(name));
-  level.name = known != names_.end() ? *known : *names_.emplace(name).first;
+  const auto known = names_.lower_bound(std::string_view(name));
+  const bool isKnown = known != names_.end() && known->view() == name;
+  level.name = isKnown ? *known : *names_.emplace_hint(known, name);
   return !standsTwice(level) || fail("member stands twice");
 }
 
@@ -60,9 +61,9 @@ bool Reader::standsTwice(Level& level) {
   const auto hasName = [&level](const auto& member) { return member.first == level.name; };
   if (level.map.size() < kMany) return std::ranges::any_of(level.map, hasName);
   if (level.names.empty()) {
-    for (const auto& [name, value] : level.map) level.names.insert(name);
+    for (const auto& [name, value] : level.map) level.names.insert(name.charPtr());
   }
-  return !level.names.insert(level.name).second;
+  return !level.names.insert(level.name.charPtr()).second;
 }
 
 bool Reader::end_object() {

@@ -2,11 +2,10 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <functional>
 #include <nlohmann/json.hpp>
+#include <set>
 #include <string>
 #include <string_view>
-#include <unordered_set>
 #include <utility>
 #include <vector>
 
@@ -48,8 +47,8 @@ class Reader final : public nlohmann::json_sax<nlohmann::json> {
     bool isMap = false;
     Qel::Document::List list = {};
     Qel::Document::Map map = {};
-    Qel::String name = {};                       // of the member being read
-    std::unordered_set<Qel::String> names = {};  // of those before, once there are many
+    Qel::String name = {};             // of the member being read
+    std::set<const char*> names = {};  // the texts of those before, once there are many
   };
 
   bool put(Qel::Document value);
@@ -61,16 +60,15 @@ class Reader final : public nlohmann::json_sax<nlohmann::json> {
   bool fail(const std::string& problem);
   std::string place() const;
 
-  // So that members of one name share one text.
-  struct Same : std::equal_to<> {
-    bool operator()(std::string_view a, std::string_view b) const noexcept { return a == b; }
-  };
-  struct Hash : std::hash<std::string_view> {
+  struct InOrder {
     using is_transparent = void;
+    bool operator()(std::string_view a, std::string_view b) const noexcept { return a < b; }
   };
 
   std::vector<Level> levels_;
-  std::unordered_set<Qel::String, Hash, Same> names_;
+  // So that members of one name share one text. Not by their hash values, which many names could
+  // have in common: whoever writes a document chooses them.
+  std::set<Qel::String, InOrder> names_;
   DocumentSize size_;
   Qel::Document root_;
   std::string problem_;

@@ -35,6 +35,25 @@ TEST(FieldReaderTest, RefusesANameThatStandsTwice) {
   EXPECT_EQ(refused([&] { FieldReader reader(fields); }), "a: stands twice");
 }
 
+TEST(FieldReaderTest, TellsManyFieldsApart) {
+  Fields fields;
+  for (int i = 0; i < 1000; ++i) fields.emplace_back(std::to_string(i), std::to_string(i));
+  FieldReader reader(fields);
+  for (int i = 999; i > 0; i -= 2) EXPECT_EQ(reader.takeText(std::to_string(i)), std::to_string(i));
+  for (int i = 0; i < 1000; ++i) EXPECT_EQ(reader.has(std::to_string(i)), i % 2 == 0) << i;
+  EXPECT_FALSE(reader.has("1000"));
+  EXPECT_EQ(refused([&] { reader.needNoMore(); }), "0: unknown field");
+  fields.push_back(fields[500]);
+  EXPECT_EQ(refused([&] { FieldReader again(fields); }), "500: stands twice");
+}
+
+TEST(FieldReaderTest, HasNoFieldOfNone) {
+  const Fields none;
+  const FieldReader reader(none);
+  EXPECT_FALSE(reader.has(""));
+  EXPECT_NO_THROW(reader.needNoMore());
+}
+
 TEST(FieldReaderTest, RefusesWhatIsNoUnsignedNumber) {
   for (const char* text : {"", "-1", "+1", " 1", "1 ", "1.0", "0x1", "4294967296"}) {
     const Fields fields = {{"n", text}};

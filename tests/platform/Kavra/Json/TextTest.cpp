@@ -1,5 +1,6 @@
 #include "Kavra/Json/Text.h"
 
+#include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -92,6 +93,16 @@ TEST(TextTest, RefusesAWrongBase64WithItsPlace) {
 TEST(TextTest, RefusesAMemberThatStandsTwiceWithItsPlace) {
   EXPECT_EQ(problemOf(R"({"a": {"b": 1, "b": 1}})"), "/a/b: member stands twice");
   EXPECT_EQ(problemOf(R"({"a/b": 1, "c": 2, "a/b": 1})"), "/a/b: member stands twice");
+}
+
+TEST(TextTest, RefusesAMemberThatStandsTwiceAmongMany) {
+  std::string members = R"("": 0)";
+  for (int i = 0; i < 100; ++i) members += fmt::format(R"(, "{}": {{"": 0}})", i);
+  EXPECT_EQ(problemOf("{" + members + "}"), "nothing");
+  for (const char* name : {"", "0", "16", "99"}) {
+    EXPECT_EQ(problemOf(fmt::format(R"({{{}, "{}": 1}})", members, name)),
+              fmt::format("/{}: member stands twice", name));
+  }
 }
 
 TEST(TextTest, RefusesNumbersThatNoDocumentHoldsWithTheirPlace) {
