@@ -10,6 +10,7 @@
 #include <iterator>
 #include <optional>
 #include <string_view>
+#include <utility>
 
 #include "host/Errors.h"
 #include "host/NetSnmpLog.h"
@@ -130,9 +131,18 @@ netsnmp_session* sessionOf(netsnmp_transport& transport, HostAccess& access) {
   return snmp_add(&session, &transport, checkPacket, netsnmp_agent_check_parse);
 }
 
+// Has the loop wait for nothing in its next round.
+bool roundFollowsAtOnce() {
+  constexpr timeval kSoon{0, 1};  // an alarm after no time is one that has been
+  const auto nothing = [](unsigned int, void*) {};
+  return snmp_alarm_register_hr(kSoon, 0, nothing, nullptr) != 0;
+}
+
 }  // namespace
 
-Listener::Listener(const std::string& address, HostAccess& access) {
+Listener::Listener(const std::string& address, HostAccess& access,
+                   std::function<double()> monotonic)
+    : monotonic_(std::move(monotonic)) {
   const NetSnmpLog::Capture capture;
   errno = 0;
   netsnmp_transport* transport = transportAt(address);
@@ -153,9 +163,11 @@ void Listener::serveWaiting() {
   void* const session = snmp_sess_pointer(session_);
   netsnmp_large_fd_set readable;
   netsnmp_large_fd_set_init(&readable, FD_SETSIZE);
+  const double end = monotonic_() + kTurn;
   for (std::size_t waiting = datagrams_->waiting(); waiting > 0; --waiting) {
     netsnmp_large_fd_setfd(snmp_sess_transport(session)->sock, &readable);
     snmp_sess_read2(session, &readable);
+    if (monotonic_() >= end && roundFollowsAtOnce()) break;
   }
   netsnmp_large_fd_set_cleanup(&readable);
 }

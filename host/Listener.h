@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -14,17 +15,23 @@ namespace Host {
 // datagrams are received by the batch, and that a TCP connection is ended rather than waited for.
 class Listener {
  public:
-  // Listens at once. `access` must outlive net-snmp, connections that were accepted included.
-  // Raises StartError naming the address when it cannot be had.
-  Listener(const std::string& address, HostAccess& access);
+  // Listens at once. `access` must outlive net-snmp, connections that were accepted included;
+  // `monotonic` tells seconds, from any beginning, which never go back. Raises StartError naming
+  // the address when it cannot be had.
+  Listener(const std::string& address, HostAccess& access, std::function<double()> monotonic);
   Listener(const Listener&) = delete;
   Listener& operator=(const Listener&) = delete;
   ~Listener();
 
-  // Answers what was received already, and for which net-snmp will find nothing to read.
+  static constexpr double kTurn = 0.005;  // seconds
+
+  // Answers what was received already, and for which net-snmp will find nothing to read. When that
+  // takes kTurn, the rest is left to the next round of the loop, which comes at once: others, and
+  // timers, have their turn before it.
   void serveWaiting();
 
  private:
+  const std::function<double()> monotonic_;
   std::unique_ptr<Datagrams> datagrams_;  // null where net-snmp receives by itself
   netsnmp_session* session_ = nullptr;
 };

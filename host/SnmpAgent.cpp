@@ -116,7 +116,7 @@ void SnmpAgent::readConfigurationAgain() { configuration_->readAgain(); }
 
 void SnmpAgent::listenAt(const std::vector<std::string>& addresses) {
   for (const std::string& address : addresses) {
-    listeners_.push_back(std::make_unique<Listener>(address, hostAccess_));
+    listeners_.push_back(std::make_unique<Listener>(address, hostAccess_, monotonicSeconds));
   }
 }
 

@@ -34,8 +34,8 @@ class SnmpAgent {
   // Takes requests at the addresses, from when all plug-ins are in place. Raises StartError naming
   // the address that cannot be had.
   void listenAt(const std::vector<std::string>& addresses);
-  // Answers what its listeners have received already. Nothing else would: each round of the event
-  // loop ends with it.
+  // Answers what its listeners have received already, for a while. Nothing else would: each round
+  // of the event loop ends with it.
   void serveWaiting();
 
   // Reads the configuration file again, and lets in whom it names; the system group's texts are its
