@@ -27,11 +27,15 @@ Qel::Ptr<Follow> Feed::newFollow(Follow::Scope scope, const Qel::String& text, F
   return follow;
 }
 
-void Feed::documentsAre(Documents documents, const Problems& unreadable) {
+void Feed::documentsAre(Documents documents, const Problems& unreadable,
+                        const std::set<Qel::String>& unchanged) {
   const Qel::Ptr<Feed> alive(this);
   std::vector<Qel::String> changed;
   std::erase_if(entries_, [&](const auto& entry) {
-    if (documents.contains(entry.first) || unreadable.contains(entry.first)) return false;
+    const Qel::String& path = entry.first;
+    if (documents.contains(path) || unreadable.contains(path) || unchanged.contains(path)) {
+      return false;
+    }
     if (entry.second.misfit) traceNoLongerRefused(entry.first, false);
     changed.push_back(entry.first);
     return true;
@@ -43,6 +47,11 @@ void Feed::documentsAre(Documents documents, const Problems& unreadable) {
     if (takeUnreadable(path, why)) changed.push_back(path);
   }
   for (const Qel::String& path : changed) tell(path);
+}
+
+bool Feed::isGood(const Qel::String& path) const {
+  const auto entry = entries_.find(path);
+  return entry != entries_.end() && entry->second.good && !entry->second.misfit;
 }
 
 bool Feed::take(const Qel::String& path, Qel::Document document) {

@@ -44,8 +44,10 @@ class Feed : public Qel::PtrInterface {
   [[nodiscard]] Qel::Ptr<Follow> followPrefixIs(const Qel::String& prefix, Follow::Call call);
 
   // These are all the documents that there are now. One that could not be read is quarantined like
-  // one that does not fit.
-  void documentsAre(Documents documents, const Problems& unreadable = {});
+  // one that does not fit. `unchanged`: paths of documents that are known to be the good ones that
+  // were handed in last.
+  void documentsAre(Documents documents, const Problems& unreadable = {},
+                    const std::set<Qel::String>& unchanged = {});
 
   // How the database stands and what is served of it, from what is known already: asks nobody.
   virtual Status status() const;
@@ -61,6 +63,8 @@ class Feed : public Qel::PtrInterface {
   std::set<Qel::String> followedPaths() const;
   bool followsPrefixes() const;
   bool isFollowed() const noexcept { return !follows_.empty(); }
+  // Whether the document that was handed in last at `path` fitted.
+  bool isGood(const Qel::String& path) const;
   // Somebody began or ceased to follow. Called from inside followIs() and wherever follows end: no
   // place to tell followers anything.
   virtual void handleFollows() {}

@@ -9,6 +9,9 @@
 
 #include "Kavra/CheckedDocument.h"
 #include "Kavra/Json/Text.h"
+#include "Kavra/Redis/DocumentHash.h"
+#include "Kavra/Redis/Reply.h"
+#include "Kavra/Redis/Snapshot.h"
 #include "Qel/Document.h"
 #include "cost/Allocations.h"
 
@@ -49,6 +52,27 @@ TEST(DecodeCostTest, ADocumentThatFitsIsCheckedWithoutAnObjectForEachCause) {
   const std::size_t objects = objectsMadeBy([&] {
     const Kavra::CheckedDocument checked("cell/1/sys/reset/history", std::move(document));
     EXPECT_TRUE(checked.fits()) << checked.misfit;
+  });
+  EXPECT_LT(objects, kBesideCauses);
+}
+
+TEST(DecodeCostTest, AHashThatIsReadAgainAsItWasIsNotDecoded) {
+  using Kavra::Redis::Reply;
+  constexpr char kPath[] = "cell/1/sys/reset/history";
+  Reply hash{Reply::Kind::array, 0, {}, {}};
+  for (const auto& [name, value] :
+       Kavra::Redis::fieldsOf(kPath, Kavra::Json::read(documentTextOf(kCausesRead)))) {
+    hash.elements.push_back({Reply::Kind::text, 0, name, {}});
+    hash.elements.push_back({Reply::Kind::text, 0, value, {}});
+  }
+  const Reply noLog{Reply::Kind::error, 0, "ERR no such key", {}};
+  Reply outcome{Reply::Kind::array, 0, {}, {{Reply::Kind::text, 0, "epoch", {}}, noLog, hash}};
+  const Kavra::Redis::SnapshotRequest request{{kPath}, false};
+  Kavra::Redis::Snapshot::Octets known;
+  known = Kavra::Redis::Snapshot(request, outcome, &known).octets;
+  const std::size_t objects = objectsMadeBy([&] {
+    const Kavra::Redis::Snapshot again(request, std::move(outcome), &known);
+    EXPECT_TRUE(again.unchanged.contains(kPath));
   });
   EXPECT_LT(objects, kBesideCauses);
 }

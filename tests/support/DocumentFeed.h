@@ -1,5 +1,7 @@
 #pragma once
 
+#include <set>
+
 #include "Kavra/Feed.h"
 #include "Qel/Document.h"
 #include "Qel/Ptr.h"
@@ -18,10 +20,12 @@ class DocumentFeed final : public Kavra::Feed {
     documents_.erase(path);
     tellAll();
   }
-  void documentsAre(const Documents& documents, const Problems& unreadable = {}) {
+  void documentsAre(const Documents& documents, const Problems& unreadable = {},
+                    const std::set<Qel::String>& unchanged = {}) {
     documents_ = documents;
-    Kavra::Feed::documentsAre(Documents(documents_), unreadable);
+    Kavra::Feed::documentsAre(Documents(documents_), unreadable, unchanged);
   }
+  using Kavra::Feed::isGood;
 
  private:
   // By value: followers may publish from inside.

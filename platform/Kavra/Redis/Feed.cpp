@@ -193,15 +193,12 @@ void Feed::handleSnapshot(Replies& replies) {
 }
 
 void Feed::handleOutcome(Reply outcome) {
-  Snapshot snapshot(asked_, std::move(outcome));
+  Snapshot snapshot(asked_, std::move(outcome), &known_);
   if (asked_.names) names_ = snapshot.names;
   // What was named only now must not be missing from a snapshot that is taken in as a whole.
   if (!coversAll(asked_)) return askSnapshot({});
   const bool accepted = belief_.snapshotIs(snapshot.state, clock_->now());
-  if (accepted) {
-    served_ = asked_;
-    documentsAre(std::move(snapshot.documents), snapshot.unreadable);
-  }
+  if (accepted) documentsAreOf(snapshot);
   // A log that cannot be read does not tell how far the server is.
   if (!snapshot.state.problem.empty()) return handleLoss(snapshot.state.problem);
   if (!accepted) {
@@ -213,6 +210,18 @@ void Feed::handleOutcome(Reply outcome) {
   if (!coversAll(asked_)) return askSnapshot({});
   if (!belief_.isConfirmed()) return askState();
   tailOrPause();
+}
+
+void Feed::documentsAreOf(Snapshot& snapshot) {
+  served_ = asked_;
+  // None stays known where taking them in fails half-way.
+  Snapshot::Octets known = std::exchange(known_, {});
+  std::erase_if(known, [&](const auto& it) { return !snapshot.unchanged.contains(it.first); });
+  known.merge(snapshot.octets);
+  documentsAre(std::move(snapshot.documents), snapshot.unreadable, snapshot.unchanged);
+  // One that is refused is looked at each time.
+  std::erase_if(known, [this](const auto& it) { return !isGood(it.first); });
+  known_ = std::move(known);
 }
 
 void Feed::handleState(const ServerState& state) {

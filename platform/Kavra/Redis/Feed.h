@@ -121,6 +121,9 @@ class Feed final : public Kavra::Feed {
   void handleState(const ServerState& state);
   void handleTail(const Reply& reply);
 
+  // Takes what an accepted snapshot holds out of it.
+  void documentsAreOf(Snapshot& snapshot);
+
   // What is served is not the state of the server any more, or is again; tells so, once.
   void noteOutage(const std::string& why);
   void noteRecovery();
@@ -146,6 +149,7 @@ class Feed final : public Kavra::Feed {
   SnapshotRequest asked_;        // the last request
   SnapshotRequest served_;       // the last one whose answer was accepted
   std::set<Qel::String> names_;  // the paths that the server has, if somebody wants to know
+  Snapshot::Octets known_;       // of the good documents, as they were read last
   Belief belief_;
   std::optional<double> lostSince_;  // while the server is away
   std::string problem_;              // empty when all is well

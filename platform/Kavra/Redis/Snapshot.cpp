@@ -1,6 +1,8 @@
 #include "Kavra/Redis/Snapshot.h"
 
+#include <algorithm>
 #include <cstddef>
+#include <cstring>
 #include <span>
 #include <utility>
 
@@ -40,6 +42,25 @@ void addDoorbells(std::set<Qel::String>& names, const Reply& log) {
   for (const Reply& entry : log.elements[0].elements[1].elements) addDoorbell(names, entry);
 }
 
+// Each text behind its size; empty for what is no hash, or none that is there.
+std::string octetsIn(const Reply& hash) {
+  if (!std::ranges::all_of(hash.elements, &Reply::isText)) return {};
+  std::size_t size = 0;
+  for (const Reply& text : hash.elements) size += sizeof(size) + text.text.size();
+  std::string octets(size, '\0');
+  char* at = octets.data();
+  const auto put = [&at](const void* from, std::size_t count) {
+    std::memcpy(at, from, count);
+    at += count;
+  };
+  for (const Reply& text : hash.elements) {
+    const std::size_t count = text.text.size();
+    put(&count, sizeof(count));
+    put(text.text.data(), count);
+  }
+  return octets;
+}
+
 }  // namespace
 
 std::vector<Command> SnapshotRequest::commands() const {
@@ -68,7 +89,7 @@ std::optional<Reply> SnapshotRequest::outcomeOf(std::vector<Reply> replies) cons
   return Reply{Reply::Kind::array, 0, {}, std::move(replies)};
 }
 
-Snapshot::Snapshot(const SnapshotRequest& request, Reply outcome) {
+Snapshot::Snapshot(const SnapshotRequest& request, Reply outcome, const Octets* known) {
   // Nothing is watched, so no good server does that; but it may not be a good server.
   if (outcome.isNil()) throw StoreException("the transaction was discarded");
   std::span<Reply> replies(outcome.elements);
@@ -83,8 +104,14 @@ Snapshot::Snapshot(const SnapshotRequest& request, Reply outcome) {
   }
   for (std::size_t i = 0; i < request.paths.size(); ++i) {
     const Qel::String& path = request.paths[i];
+    std::string found = known != nullptr ? octetsIn(replies[i]) : std::string();
+    if (known != nullptr && known->contains(path) && known->at(path) == found) {
+      unchanged.insert(path);
+      continue;
+    }
     DocumentHash hash(path, std::move(replies[i]));
     if (hash.document) {
+      if (!found.empty()) octets.emplace(path, std::move(found));
       if (!hash.hasCheck) unchecked.insert(path);
       documents.emplace(path, std::move(*hash.document));
     } else if (hash.isPublished()) {

@@ -30,9 +30,13 @@ struct SnapshotRequest {
 
 // The answer to it.
 struct Snapshot {
-  // `outcome` is that of the request's commands as one transaction.
+  // The octets of a hash as a server answered, fields in its order, by the document's path.
+  using Octets = std::map<Qel::String, std::string>;
+
+  // `outcome` is that of the request's commands as one transaction. A hash whose octets are among
+  // `known` is not decoded again; null for who will not ask again.
   // Throws StoreException where the server discarded it.
-  Snapshot(const SnapshotRequest& request, Reply outcome);
+  Snapshot(const SnapshotRequest& request, Reply outcome, const Octets* known = nullptr);
 
   ServerState state;
   // The paths of the index and, in case it is not complete, of the doorbells in the log. There need
@@ -40,6 +44,8 @@ struct Snapshot {
   std::set<Qel::String> names;
   std::map<Qel::String, std::string> index;  // the paths of the index alone, and its values
   Kavra::Feed::Documents documents;
+  Octets octets;                    // what they were decoded from, unless nobody will ask again
+  std::set<Qel::String> unchanged;  // the paths of those that are known already
   std::set<Qel::String> unchecked;  // which of them have no check over their fields
   Kavra::Feed::Problems unreadable;
 };

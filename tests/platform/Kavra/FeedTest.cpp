@@ -141,6 +141,28 @@ TEST_F(FeedTest, DropsWhatAWholeSetNoLongerHolds) {
   EXPECT_THAT(log_.takeLines(), ElementsAre("F a gone", "F c three"));
 }
 
+TEST_F(FeedTest, KeepsWhatIsUnchangedAndTellsNobodyOfIt) {
+  const auto follow = feed_->followPrefixIs("", noting("F"));
+  feed_->documentsAre({{"a", history({"one"})}, {"b", history({"two"})}});
+  EXPECT_THAT(settled(), ElementsAre("F a one", "F b two"));
+  feed_->documentsAre({{"b", history({"three"})}}, {}, {"a"});
+  EXPECT_THAT(log_.takeLines(), ElementsAre("F b three"));
+  const auto late = feed_->followIs("a", noting("L"));
+  EXPECT_THAT(settled(), ElementsAre("L a one"));
+}
+
+TEST_F(FeedTest, TakesNoDocumentForGoodAfterARefusal) {
+  EXPECT_FALSE(feed_->isGood("a"));
+  feed_->documentsAre({{"a", misfitHistory()}});
+  EXPECT_FALSE(feed_->isGood("a"));
+  feed_->documentsAre({{"a", history({"one"})}});
+  EXPECT_TRUE(feed_->isGood("a"));
+  feed_->documentsAre({{"a", misfitHistory()}});
+  EXPECT_FALSE(feed_->isGood("a"));
+  feed_->documentsAre({{"a", history({"one"})}});
+  EXPECT_TRUE(feed_->isGood("a"));
+}
+
 TEST_F(FeedTest, QuarantinesAMisfitAndReportsItOnce) {
   feed_->documentIs("a", history({"one"}));
   feed_->documentIs("a", misfitHistory());
