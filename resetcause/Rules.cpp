@@ -7,7 +7,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <iterator>
-#include <limits>
 #include <optional>
 #include <string_view>
 #include <tuple>
@@ -26,6 +25,10 @@ template <class... Each>
 constexpr Kinds anyOf(Each... kinds) {
   return (bitOf(kinds) | ... | 0U);
 }
+
+// Signs that the machine came to its end in order; and those that it was on its way there as well.
+constexpr Kinds kEnded = anyOf(Kind::journalStopped, Kind::wtmpShutdown);
+constexpr Kinds kOrderly = anyOf(Kind::target) | kEnded;
 
 // All that was found of one reload.
 class Found {
@@ -89,18 +92,10 @@ bool contains(std::string_view text, std::string_view part) {
 // counts, and what follows within a crash is of that crash.
 Evidence lastPanic(const Found& found) {
   constexpr double kCrash = 10;  // seconds
-  const auto dumps = found.of(anyOf(Kind::panicDump));
+  auto dumps = found.of(anyOf(Kind::panicDump));
   const auto timeOf = [](const Evidence& one) { return one.time.value_or(0); };
-  const double last = timeOf(*std::ranges::max_element(dumps, {}, timeOf));
-  Evidence dump = dumps.front();
-  double first = std::numeric_limits<double>::infinity();
-  for (const Evidence& one : dumps) {
-    const double time = timeOf(one);
-    if (time < last - kCrash || time >= first) continue;
-    first = time;
-    dump = one;
-  }
-  return dump;
+  std::ranges::stable_sort(dumps, {}, timeOf);
+  return *std::ranges::lower_bound(dumps, timeOf(dumps.back()) - kCrash, {}, timeOf);
 }
 
 void tellPanic(const Found& found, Cause& cause) {
@@ -131,8 +126,7 @@ void tellWatchdog(const Found& found, Cause& cause) {
   cause.action = "Look at the end of the last boot's journal for what stood still";
   // An end in order is no watchdog's, unless it hung behind that.
   const bool isRegisterAlone = !found.has(anyOf(Kind::bmcWatchdog, Kind::softwareWatchdog));
-  const bool ended = found.has(anyOf(Kind::journalStopped, Kind::wtmpShutdown));
-  if (isRegisterAlone && ended) tellDoubt(found.first(Kind::watchdog), cause);
+  if (isRegisterAlone && found.has(kEnded)) tellDoubt(found.first(Kind::watchdog), cause);
 }
 
 void tellMaker(const Found& found, Cause& cause) {
@@ -234,7 +228,7 @@ bool isNoLeftover(const Found& found) {
 bool wasCarriedOut(const Found& found) {
   constexpr double kSoon = 120;  // seconds
   using enum Kind;
-  if (found.has(anyOf(logind, target, journalStopped, wtmpShutdown))) return true;
+  if (found.has(anyOf(logind) | kOrderly)) return true;
   const auto time = found.first(request).time;
   const auto last = found.boots().lastSign;
   return !time || !last || *last <= *time + kSoon;
@@ -248,8 +242,6 @@ bool isPowerOff(const Found& found) {
 }
 
 using enum Kind;
-
-constexpr Kinds kOrderly = anyOf(target, journalStopped, wtmpShutdown);
 
 // Units fail on a machine that goes on.
 bool wentDown(const Found& found) { return found.has(kOrderly); }
@@ -283,7 +275,7 @@ bool takesTime(const Rule& rule) {
 
 // It was on its way down, and nothing says that it arrived.
 bool wasCutShort(const Found& found) {
-  return found.has(anyOf(logind, target)) && !found.has(anyOf(journalStopped, wtmpShutdown));
+  return found.has(anyOf(logind, target)) && !found.has(kEnded);
 }
 
 bool matches(const Rule& rule, const Found& found) {
@@ -356,10 +348,10 @@ Explanation additionOf(const Found& found) {
   if (!found.has(anyOf(logind, target))) {
     line.reason = "not found: " + namesOf(anyOf(logind, target));
   } else if (!wasCutShort(found)) {
-    line.reason = "against it: " + namesOf(found.kinds() & anyOf(journalStopped, wtmpShutdown));
+    line.reason = "against it: " + namesOf(found.kinds() & kEnded);
   } else {
     line.matched = true;
-    line.reason = "not found: " + namesOf(anyOf(journalStopped, wtmpShutdown));
+    line.reason = "not found: " + namesOf(kEnded);
   }
   return line;
 }

@@ -249,8 +249,7 @@ TEST_F(HostileSourcesTest, ARegisterOfTheMakerThatAllMayWriteIsNotBelieved) {
 }
 
 TEST_F(HostileSourcesTest, TheLogOfTheRunningKernelIsNoneOfAnotherMachinesDisk) {
-  machine.settle();
-  std::filesystem::remove_all(machine.folder() + "/var/log/journal");
+  machine.keepsNoJournal();
   machine.writes("/dev/kmsg", "6,1,1,-;x86/amd: Previous system reset reason [0x1]: another\n");
   EXPECT_EQ(judge(machine.root(), *machine.clock_).verdict.beside.size(), 0);
 }
@@ -294,8 +293,7 @@ TEST_F(HostileSourcesTest, AHeartbeatAtAnImpossibleTimeIsNamed) {
 }
 
 TEST_F(HostileSourcesTest, AHeartbeatOfNoBootLeadsToNoOtherFile) {
-  machine.settle();
-  std::filesystem::remove_all(machine.folder() + "/var/log/journal");
+  machine.keepsNoJournal();
   machine.writes("/var/lib/norvek-reset-cause/requests/x", "");
   machine.writes(
       "/secret.json",

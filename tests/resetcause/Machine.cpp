@@ -156,6 +156,11 @@ void Machine::reloads(const std::string& boot, double start) {
   clock_->nowIs(start + 60);
 }
 
+void Machine::keepsNoJournal() {
+  settle();
+  std::filesystem::remove_all(folder_ + "/var/log/journal");
+}
+
 void Machine::loses(const std::string& boot) {
   std::erase_if(entries_, [&](const std::string& entry) {
     return entry.find("_BOOT_ID=" + boot + "\n") != std::string::npos;

@@ -57,6 +57,8 @@ class Machine {
   void dumped(double second, const std::string& text, double made = kThisStart + 5);
   void hasWatchdog(const std::string& name, unsigned status) const;
 
+  // What it said so far is nowhere to be read.
+  void keepsNoJournal();
   // Its entries are gone from the journal.
   void loses(const std::string& boot);
   // The machine goes on, and down again: what is this boot is the one before now.

@@ -175,8 +175,7 @@ TEST_F(StaleEvidenceTest, ABootThatLeftNothingInTheJournalIsStillTheOneBefore) {
 }
 
 TEST_F(StaleEvidenceTest, AShutdownInWtmpIsNoneOfABootThatLivedOn) {
-  machine.settle();
-  std::filesystem::remove_all(machine.folder() + "/var/log/journal");
+  machine.keepsNoJournal();
   machine.startsAt(kBefore, kOlderStart + 100);
   machine.wtmpHas(kDown);
   const auto beats = [&](double time) {
@@ -189,8 +188,7 @@ TEST_F(StaleEvidenceTest, AShutdownInWtmpIsNoneOfABootThatLivedOn) {
 }
 
 TEST_F(StaleEvidenceTest, WithoutAJournalARestartMayHaveBeenInOrder) {
-  machine.settle();
-  std::filesystem::remove_all(machine.folder() + "/var/log/journal");
+  machine.keepsNoJournal();
   machine.writes("/var/lib/norvek-reset-cause/heartbeat.json",
                  R"({"boot": ")" + kBefore + R"(", "time": 1700014990})");
   machine.dumped(kDownTime, "Shutdown#1 Part1\n<6>[ 5000.1] reboot: Restarting system\n");
@@ -264,14 +262,12 @@ TEST_F(StaleEvidenceTest, AStartIn1970IsToldAsSuch) {
 
 TEST_F(StaleEvidenceTest, WithoutAnEarlierBootNothingIsKnown) {
   Machine fresh;
-  fresh.settle();
-  std::filesystem::remove_all(fresh.folder() + "/var/log/journal");
+  fresh.keepsNoJournal();
   EXPECT_EQ(judge(fresh.root(), *fresh.clock_).verdict.cause.rule, "12");
 }
 
 TEST_F(StaleEvidenceTest, AHeartbeatTellsTheBootBeforeWhereNoJournalDoes) {
-  machine.settle();
-  std::filesystem::remove_all(machine.folder() + "/var/log/journal");
+  machine.keepsNoJournal();
   machine.writes("/var/lib/norvek-reset-cause/heartbeat.json",
                  R"({"boot": ")" + kBefore + R"(", "time": 1700015030})");
   const Judgement judgement = judge(machine.root(), *machine.clock_);
@@ -289,8 +285,7 @@ TEST_F(StaleEvidenceTest, AHeartbeatNarrowsTheWindow) {
 }
 
 TEST_F(StaleEvidenceTest, AHeartbeatOfThisBootIsNoneOfTheBootBefore) {
-  machine.settle();
-  std::filesystem::remove_all(machine.folder() + "/var/log/journal");
+  machine.keepsNoJournal();
   for (const char* name : {"heartbeat", "heartbeat-before"}) {
     machine.writes(std::string("/var/lib/norvek-reset-cause/") + name + ".json",
                    R"({"boot": ")" + kThis + R"(", "time": 1700020030})");

@@ -43,6 +43,16 @@ void unitFails(Machine& machine, double seconds) {
                    {{"MESSAGE_ID", "d9b373ed55a64feb8242e02dbe79a49c"}, {"UNIT", "fan.service"}});
 }
 
+void powerKeyIsPressed(Machine& machine, double seconds) {
+  machine.says(kBefore, seconds, "Power key pressed short.",
+               {{"MESSAGE_ID", "b72ea4a2881545a0b50e200e55b9b071"}, {"_UID", "0"}});
+}
+
+void shutdownIsRehearsed(Machine& machine, double seconds) {
+  machine.loginManagerSays(seconds, "power-off", "System is powering down (drill).");
+  machine.says(kBefore, seconds, "Running in dry run, suppressing action.", {{"_UID", "0"}});
+}
+
 const std::vector<WayDown> kWays{
     {"systemctl reboot",
      [](Machine& machine) {
@@ -81,16 +91,14 @@ const std::vector<WayDown> kWays{
      "6", "Powered off by request", kDownTime},
     {"power button",
      [](Machine& machine) {
-       machine.says(kBefore, kDown - 1, "Power key pressed short.",
-                    {{"MESSAGE_ID", "b72ea4a2881545a0b50e200e55b9b071"}, {"_UID", "0"}});
+       powerKeyIsPressed(machine, kDown - 1);
        machine.loginManagerSays(kDown, "power-off", "System is powering down.");
        goesDownInOrder(machine, "poweroff.target");
      },
      "5 6", "Power button pressed", kDownTime - 1},
     {"power button, then no power",
      [](Machine& machine) {
-       machine.says(kBefore, kDown - 1, "Power key pressed short.",
-                    {{"MESSAGE_ID", "b72ea4a2881545a0b50e200e55b9b071"}, {"_UID", "0"}});
+       powerKeyIsPressed(machine, kDown - 1);
        machine.loginManagerSays(kDown, "power-off", "System is powering down.");
      },
      "5+ 6+", "Power button pressed, but reset or power lost before it finished", kWindow},
@@ -164,15 +172,11 @@ const std::vector<WayDown> kWays{
      },
      "11", "Power lost, hard reset or forced restart", kWindow},
     {"a rehearsal of a shutdown, then no power",
-     [](Machine& machine) {
-       machine.loginManagerSays(kDown - 9, "power-off", "System is powering down (drill).");
-       machine.says(kBefore, kDown - 9, "Running in dry run, suppressing action.", {{"_UID", "0"}});
-     },
-     "11", "Power lost, hard reset or forced restart", kWindow},
+     [](Machine& machine) { shutdownIsRehearsed(machine, kDown - 9); }, "11",
+     "Power lost, hard reset or forced restart", kWindow},
     {"a rehearsal of a shutdown, then a request",
      [](Machine& machine) {
-       machine.loginManagerSays(kDown - 9, "power-off", "System is powering down (drill).");
-       machine.says(kBefore, kDown - 9, "Running in dry run, suppressing action.", {{"_UID", "0"}});
+       shutdownIsRehearsed(machine, kDown - 9);
        machine.loginManagerSays(kDown, "reboot", "System is rebooting (in earnest).");
        goesDownInOrder(machine, "reboot.target");
      },
@@ -185,11 +189,9 @@ const std::vector<WayDown> kWays{
      "11", "Power lost, hard reset or forced restart", kWindow},
     {"power button, pressed again on the way down",
      [](Machine& machine) {
-       const Machine::Fields fields{{"MESSAGE_ID", "b72ea4a2881545a0b50e200e55b9b071"},
-                                    {"_UID", "0"}};
-       machine.says(kBefore, kDown - 1, "Power key pressed short.", fields);
+       powerKeyIsPressed(machine, kDown - 1);
        machine.loginManagerSays(kDown, "power-off", "System is powering down.");
-       machine.says(kBefore, kDown + 0.5, "Power key pressed short.", fields);
+       powerKeyIsPressed(machine, kDown + 0.5);
        goesDownInOrder(machine, "poweroff.target");
      },
      "5 6", "Power button pressed", kDownTime - 1},
