@@ -2,7 +2,6 @@
 
 import json
 import os
-import random
 import time
 from dataclasses import dataclass, field
 
@@ -135,7 +134,3 @@ class Reloads:
         cell.reload(causes, at)
         self.made.append(Reload(cell.device, str(cell.number), at, causes, alert, time.time()))
         return self.made[-1]
-
-
-def seeded(seed):
-    return random.Random(seed)

@@ -33,9 +33,6 @@ def memoryOf(agents):
             "memory with its part of what is shared": statistics.median(whole)}
 
 
-agentsNow = memoryOf
-
-
 def work(fleet):
     """The processor time of everybody up to now."""
     return {"agents": sum(agent.exactProcessorTime() for agent in fleet.agents),
