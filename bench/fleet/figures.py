@@ -85,7 +85,7 @@ def rows(found):
     fleet, rest, busy = found["fleet"], found["at rest"], found["under Prometheus"]
     reloads = found["reloads"]
     yield "agents, of these in pairs", f"{fleet['agents']}, {fleet['in pairs']}"
-    yield "that look at their files each second", fleet["looking each second"]
+    yield "files of theirs that are looked at each second", fleet["files looked at each second"]
     yield "start of all", f"{fleet['seconds to start']:.1f} s"
     for name, part in (("at rest", rest), ("asked", found["agents now"])):
         yield (f"private memory of an agent {name}, median and largest (bar: 8 MB)",

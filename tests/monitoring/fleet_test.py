@@ -59,7 +59,7 @@ class Fleet(unittest.TestCase):
             found = json.load(file)
         self.assertEqual(found["fleet"]["agents"], 6)
         if isLimited:
-            self.assertEqual(found["fleet"]["looking each second"], 3, said)
+            self.assertEqual(found["fleet"]["files looked at each second"], 8 - watched, said)
         reloads = found["reloads"]
         self.assertGreaterEqual(reloads["made"], 6 + 1, said)  # all at once, and some before
         self.assertEqual(reloads["seen with their causes"], reloads["made"], said)
