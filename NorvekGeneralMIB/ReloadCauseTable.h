@@ -12,12 +12,15 @@ namespace NorvekGeneralMIB {
 
 // The place of a walk in the table: loop contexts and data contexts are objects of this type.
 //
-// Larger than it needs to be: of the smaller sizes net-snmp frees more for each request than the
-// allocator keeps at hand, which makes the next ones dear.
+// Larger than it needs to be, for agents that allocate with the C library: of the smaller sizes
+// net-snmp frees more for each request than that keeps at hand, which makes the next ones dear.
 using RowPlace = MiscSnmp::GeneralMib::ReloadCauseTable::IteratorConst;
 class RowIterator final : public RowPlace {
  public:
   explicit RowIterator(RowPlace&& place) : RowPlace(std::move(place)) {}
+  RowIterator(const RowIterator& other) : RowPlace(other) {}  // not what is unused
+  RowIterator& operator=(const RowIterator&) = default;
+  ~RowIterator() = default;
 
  private:
   [[maybe_unused]] std::array<std::byte, 24> unused_;

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstddef>
-#include <optional>
 #include <utility>
 
 #include "MiscSnmp/ReloadCauseKey.h"
@@ -34,22 +33,31 @@ U32 nextComponent(Trace trace, const netsnmp_variable_list*& varbinds, const cha
   return value;
 }
 
-// The key that the indexes of a request name, when they name all of it; null for a request without
-// exactly three index varbinds, or with one that is no unsigned 32-bit number. A bad one does not
-// hide those behind it.
-template <class Trace>
-std::optional<MiscSnmp::ReloadCauseKey> hintedKey(Trace trace,
-                                                  const netsnmp_table_request_info* hint) {
-  if (hint == nullptr || hint->number_indexes != kIndexCount) return std::nullopt;
-  const netsnmp_variable_list* varbinds = hint->indexes;
+// What the indexes of a request name: a key when `found`, the number of good ones, is all of them.
+struct HintedKey {
+  MiscSnmp::ReloadCauseKey key;
   std::size_t found = 0;
-  const U32 unit = nextComponent(trace, varbinds, kIndexes[0].object, found);
-  const U32 reload = nextComponent(trace, varbinds, kIndexes[1].object, found);
-  const U32 cause = nextComponent(trace, varbinds, kIndexes[2].object, found);
-  if (found == kIndexCount) return MiscSnmp::ReloadCauseKey(unit, reload, cause);
-  trace(kRoutine, "norvekReloadCauseTable_get_first_data_point - needed 3 components, found only ",
-        found);
-  return std::nullopt;
+
+  explicit operator bool() const noexcept { return found == kIndexCount; }
+};
+
+// No key of a request without exactly three index varbinds, or with one that is no unsigned 32-bit
+// number. A bad one does not hide those behind it.
+template <class Trace>
+HintedKey hintedKey(Trace trace, const netsnmp_table_request_info* hint) {
+  HintedKey hinted;
+  if (hint == nullptr || hint->number_indexes != kIndexCount) return hinted;
+  const netsnmp_variable_list* varbinds = hint->indexes;
+  const U32 unit = nextComponent(trace, varbinds, kIndexes[0].object, hinted.found);
+  const U32 reload = nextComponent(trace, varbinds, kIndexes[1].object, hinted.found);
+  const U32 cause = nextComponent(trace, varbinds, kIndexes[2].object, hinted.found);
+  hinted.key = MiscSnmp::ReloadCauseKey(unit, reload, cause);
+  if (!hinted) {
+    trace(kRoutine,
+          "norvekReloadCauseTable_get_first_data_point - needed 3 components, found only ",
+          hinted.found);
+  }
+  return hinted;
 }
 
 }  // namespace NorvekGeneralMIB

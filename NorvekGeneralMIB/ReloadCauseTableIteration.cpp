@@ -29,11 +29,11 @@ RowIterator* iteratorIn(void* context) { return static_cast<RowIterator*>(contex
 template <class Trace>
 std::unique_ptr<RowIterator> hintedRow(Trace trace, const GeneralMib::ReloadCauseTable& table,
                                        const netsnmp_table_request_info* hint) {
-  const auto key = NorvekGeneralMIB::hintedKey(trace, hint);
-  if (!key) return nullptr;
+  const auto hinted = NorvekGeneralMIB::hintedKey(trace, hint);
+  if (!hinted) return nullptr;
   try {
-    if (auto found = table.find(*key)) return std::make_unique<RowIterator>(std::move(found));
-    trace(kRoutine, "norvekReloadCauseTable_get_first_data_point - key '", *key,
+    if (auto row = table.find(hinted.key)) return std::make_unique<RowIterator>(std::move(row));
+    trace(kRoutine, "norvekReloadCauseTable_get_first_data_point - key '", hinted.key,
           "' not found in table");
   } catch (const Qel::RangeException& error) {
     snmpTrace(
@@ -43,10 +43,10 @@ std::unique_ptr<RowIterator> hintedRow(Trace trace, const GeneralMib::ReloadCaus
   return nullptr;
 }
 
-// Whether the varbind stands as net-snmp would leave it when it is given `value`.
+// Whether the varbind has this value already. One with the length of a number has room for it, too.
 bool holds(const netsnmp_variable_list& varbind, U32 value) {
   return varbind.type == NorvekGeneralMIB::kIndexType && varbind.val_len == sizeof(long) &&
-         varbind.val.string == varbind.buf && *varbind.val.integer == long{value};
+         *varbind.val.integer == long{value};
 }
 
 [[gnu::noinline]] void indexIs(netsnmp_variable_list& varbind, U32 value) {

@@ -19,10 +19,10 @@ Row rowOf(U32 unit, U32 cause) {
   return row;
 }
 
-// Whether the varbind stands as net-snmp would leave it when it is given `value`.
+// Whether the varbind has this value already.
 bool holds(const netsnmp_variable_list& index, U32 value) {
   return index.type == ASN_UNSIGNED && index.val_len == sizeof(long) &&
-         index.val.string == index.buf && *index.val.integer == long{value};
+         *index.val.integer == long{value};
 }
 
 }  // namespace

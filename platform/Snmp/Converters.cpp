@@ -1,6 +1,5 @@
 #include "Snmp/Converters.h"
 
-#include <array>
 #include <chrono>
 #include <cstdint>
 #include <cstring>
@@ -16,8 +15,7 @@ constexpr int kFailed = -1;
 constexpr std::uint64_t kSecondsADay = 86400;
 // The first second of the year 65536, which two octets do not hold.
 constexpr double kEnd = 2005949145600.0;
-
-using DateAndTime = std::array<unsigned char, 11>;
+constexpr int kLength = 11;  // with the offset from UTC
 
 constexpr unsigned char octet(unsigned value) { return static_cast<unsigned char>(value); }
 
@@ -41,23 +39,23 @@ Date dateOf(unsigned daysSince1970) {
 
 int SecondsToAsnDateAndTimeF::operator()(double seconds, unsigned char* buffer,
                                          std::size_t length) const {
-  if (!(seconds >= 0.0 && seconds < kEnd)) return kFailed;
+  if (!(seconds >= 0.0 && seconds < kEnd) || length < kLength) return kFailed;
   const auto whole = static_cast<std::int64_t>(seconds);
   const auto deciseconds = static_cast<unsigned>((seconds - static_cast<double>(whole)) * 10.0);
   const Date date = dateOf(static_cast<unsigned>(static_cast<std::uint64_t>(whole) / kSecondsADay));
   const auto ofDay = static_cast<unsigned>(static_cast<std::uint64_t>(whole) % kSecondsADay);
-  const DateAndTime octets{octet(date.year >> 8),
-                           octet(date.year & 0xff),
-                           octet(date.month),
-                           octet(date.day),
-                           octet(ofDay / 3600),
-                           octet(ofDay / 60 % 60),
-                           octet(ofDay % 60),
-                           octet(deciseconds),
-                           '+',
-                           0,
-                           0};
-  return putOctets(octets.data(), octets.size(), buffer, length);
+  buffer[0] = octet(date.year >> 8);
+  buffer[1] = octet(date.year & 0xff);
+  buffer[2] = octet(date.month);
+  buffer[3] = octet(date.day);
+  buffer[4] = octet(ofDay / 3600);
+  buffer[5] = octet(ofDay / 60 % 60);
+  buffer[6] = octet(ofDay % 60);
+  buffer[7] = octet(deciseconds);
+  buffer[8] = '+';
+  buffer[9] = 0;
+  buffer[10] = 0;
+  return kLength;
 }
 
 void throwNoU32(const void* value) {
