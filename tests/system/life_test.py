@@ -21,6 +21,11 @@ def mayLimitWatches():
                            "sh", "true"], capture_output=True, check=False).returncode == 0
 
 
+def isSanitized():
+    with open(support.AGENT, "rb") as program:
+        return b"__asan_init" in program.read()
+
+
 class Life(support.SystemTest):
     def setUp(self):
         super().setUp()
@@ -55,6 +60,12 @@ class Life(support.SystemTest):
         with open(f"/proc/{agent.child.pid}/status") as status:
             caught = next(line for line in status if line.startswith("SigCgt:"))
         return int(caught.split()[1], 16) & 1 << (number - 1)
+
+    @unittest.skipIf(isSanitized(), "a sanitizer brings an allocator of its own")
+    def testItAllocatesWithMimalloc(self):
+        agent = self.start()
+        with open(f"/proc/{agent.child.pid}/maps", encoding="utf-8") as mapped:
+            self.assertIn("/libmimalloc.so", mapped.read())
 
     def testItEndsWhileManagersAsk(self):
         agent = self.start()
