@@ -1,6 +1,7 @@
 // norvek-snmpd: hosts MIB plug-ins in an SNMP agent over the state database.
 
 #include <fmt/format.h>
+#include <sys/prctl.h>
 
 #include <csignal>
 #include <cstdio>
@@ -93,6 +94,8 @@ void serve(const Host::Options& options, const Host::SignalEvents& reloadSignals
 }  // namespace
 
 int main(int argc, char** argv) {
+  // Where Linux backs whatever it can with huge pages, two of them are more than an agent takes.
+  ::prctl(PR_SET_THP_DISABLE, 1, 0, 0, 0);
   try {
     const Host::SignalEvents reloadSignals{SIGHUP};  // first: it ends nothing from here on
     serve(Host::readOptions({argv + 1, argv + argc}), reloadSignals);

@@ -67,6 +67,11 @@ class Life(support.SystemTest):
         with open(f"/proc/{agent.child.pid}/maps", encoding="utf-8") as mapped:
             self.assertIn("/libmimalloc.so", mapped.read())
 
+    def testNoMemoryOfItIsBackedByHugePages(self):
+        agent = self.start()
+        with open(f"/proc/{agent.child.pid}/status", encoding="utf-8") as status:
+            self.assertIn("THP_enabled:\t0\n", status.read())
+
     def testItEndsWhileManagersAsk(self):
         agent = self.start()
         walkers = [support.Process(self.directory, "snmpbulkwalk", "-v2c", "-c", "public", "-m", "",
