@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "resetcause/Journal.h"
 #include "resetcause/Machine.h"
 #include "resetcause/Report.h"
 
