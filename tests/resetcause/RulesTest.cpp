@@ -142,6 +142,28 @@ TEST(RulesTest, ARestartWithoutShutdownMayHaveBeenHeat) {
             "Over temperature: critical temperature reached");
 }
 
+Evidence dumpOf(std::string way, std::string text) {
+  Evidence one = found(haltDump, std::move(text), kLast);
+  one.way = std::move(way);
+  return one;
+}
+
+TEST(RulesTest, AnEndWithoutShutdownIsToldByTheWayOfItsDump) {
+  EXPECT_EQ(causeOf({dumpOf("reboot", "")}).text, "Immediate restart without shutdown");
+  EXPECT_EQ(causeOf({dumpOf("power-off", "")}).text, "Immediate power-off without shutdown");
+  EXPECT_EQ(causeOf({dumpOf("halt", "")}).text, "Immediate halt without shutdown");
+  EXPECT_EQ(causeOf({dumpOf("power-off", "")}).confidence, Confidence::certain);
+  EXPECT_EQ(causeOf({dumpOf("power-off", "Temperature too high")}).text,
+            "Over temperature: Temperature too high");
+}
+
+TEST(RulesTest, ADumpThatDoesNotTellTheWayIsDoubted) {
+  const Cause cause = causeOf({dumpOf("", "")});
+  EXPECT_EQ(cause.text, "Immediate restart without shutdown");
+  EXPECT_EQ(cause.confidence, Confidence::possible);
+  EXPECT_THAT(cause.elseBe, testing::HasSubstr("power-off"));
+}
+
 TEST(RulesTest, ARequestIsToldWithWhoAndWhy) {
   const Cause cause = causeOf(
       {requestBy("ada", "new firmware", kLast - 9), record("reboot"), found(journalStopped)});

@@ -82,6 +82,16 @@ const std::vector<WayDown> kWays{
        machine.dumped(kDownTime, "Shutdown#1 Part1\n<6>[ 5000.1] reboot: Restarting system\n");
      },
      "3", "Immediate restart without shutdown", kDownTime},
+    {"poweroff -f, all dumps stored",
+     [](Machine& machine) {
+       machine.dumped(kDownTime, "Shutdown#1 Part1\n<0>[ 5000.1] reboot: Power down\n");
+     },
+     "3", "Immediate power-off without shutdown", kDownTime},
+    {"halt -f, all dumps stored",
+     [](Machine& machine) {
+       machine.dumped(kDownTime, "Shutdown#1 Part1\n<0>[ 5000.1] reboot: System halted\n");
+     },
+     "3", "Immediate halt without shutdown", kDownTime},
     {"power-off, a start later",
      [](Machine& machine) {
        machine.loginManagerSays(kDown, "power-off", "System is powering down.");
@@ -129,6 +139,13 @@ const std::vector<WayDown> kWays{
                       "shutting down\n<6>[ 5000.2] reboot: Restarting system\n");
      },
      "3", "Over temperature: thermal: critical temperature reached, shutting down", kDownTime},
+    {"too hot days before, all dumps stored",
+     [](Machine& machine) {
+       machine.dumped(kDownTime,
+                      "Shutdown#1 Part1\n<0>[ 100.1] thermal: critical temperature reached, "
+                      "shutting down\n<0>[180000.2] reboot: Restarting system\n");
+     },
+     "3", "Immediate restart without shutdown", kDownTime},
     {"watchdog", [](Machine& machine) { machine.hasWatchdog("watchdog1", 0x20); }, "2",
      "Watchdog expired", kWindow},
     {"init crashed, then watchdog",
