@@ -161,13 +161,14 @@ void tellRequest(const Found& found, Cause& cause) {
   cause.text = fmt::format("Reload requested by {}: {}", request.user, request.text);
   cause.confidence = Confidence::certain;
   cause.time = request.time;
-  auto end = found.timeOf(Kind::logind, Kind::target, Kind::wtmpShutdown, Kind::journalStopped);
-  if (!end) {
+  if (!found.has(anyOf(Kind::logind) | kOrderly)) {
     cause.confidence = Confidence::likely;
     cause.elseBe =
         "nothing tells that the machine began to go down before it was reset or lost power";
-    end = found.boots().lastSign;
+    return;
   }
+  const auto end =
+      found.timeOf(Kind::logind, Kind::target, Kind::wtmpShutdown, Kind::journalStopped);
   if (!end || !request.time || *end <= *request.time + kLong) return;
   cause.confidence = Confidence::likely;
   cause.elseBe = "the request was long before it, and somebody else may have asked since";
