@@ -6,6 +6,7 @@
 #include <functional>
 #include <ostream>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "resetcause/Machine.h"
@@ -290,6 +291,20 @@ TEST_P(WaysDownTest, IsTold) {
     ASSERT_TRUE(cause.since);
     EXPECT_GE(*cause.since, kDownTime - 10);
     EXPECT_LE(*cause.since, kThisStart);
+  }
+}
+
+TEST(ReachedTargetTest, TellsWhereItLeads) {
+  for (const auto& [unit, way] :
+       std::vector<std::pair<std::string, std::string>>{{"reboot.target", "reboot"},
+                                                        {"poweroff.target", "power-off"},
+                                                        {"halt.target", "halt"},
+                                                        {"kexec.target", "kexec"}}) {
+    Machine machine;
+    machine.reaches(kDown, unit);
+    const Cause cause = machine.judged().verdict.cause;
+    ASSERT_EQ(cause.evidence.size(), 1);
+    EXPECT_EQ(cause.evidence.front().way, way);
   }
 }
 
