@@ -121,7 +121,7 @@ Boots bootsOf(const Root& root, const Journal& journal, const Qel::Clock& clock,
     if (const auto last = latestOf(known)) boots.id = last->id;
   }
   for (const Journal::Boot& boot : known) findings.isNew(bootMark(boot.id));
-  if (!boots.id.empty()) findings.isNew(bootMark(boots.id));
+  findings.isNew(bootMark(boots.id));
   std::optional<double> start;
   findings.attempt("kernel", root.path("/proc/stat"), [&] { start = kernelStart(root); });
   const Journal::Boot* own = bootIn(known, boots.id);

@@ -10,12 +10,14 @@ struct DumpText {
   enum class Why {
     nothing,  // no reload: an oops that it survived, or no such text
     panic,
-    restart,   // an emergency restart, or the end of a shutdown
+    restart,   // an emergency restart, or the restart, power-off or halt that ends a shutdown
     watchdog,  // such a restart by the software watchdog
   };
 
   Why why = Why::nothing;
   std::string text;  // of a panic what it says; of a restart the last line that tells why
+  // Of a restart "reboot", "power-off" or "halt", by its last lines; empty where these are missing.
+  std::string way = {};
   // Seconds from the first dump in it to that of the panic.
   double behind = 0;
 

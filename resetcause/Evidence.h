@@ -11,7 +11,7 @@ namespace ResetCause {
 // them decide what is a matter of the rules (Rules.h).
 enum class Kind : unsigned char {
   panicDump,  // the kernel's last words, stored by itself: it panicked
-  haltDump,   // the same of an emergency restart or a shutdown: the kernel was told to restart
+  haltDump,   // the same of a restart, a power-off or a halt that the kernel was told to make
   softwareWatchdog,  // such a dump, whose last words are those of the software watchdog
   watchdog,          // a hardware watchdog reset the machine
   bmcWatchdog,       // the same of the management controller's, from its event log
@@ -46,7 +46,9 @@ struct Evidence {
   std::string text;    // what it says, any octets: the panic's text, the reason, the unit's name
   std::optional<double> time = {};  // seconds since 1970 UTC; absent where it tells none
   std::string user = {};            // who asked, of a request
-  std::string way = {};             // of logind and target: "reboot", "power-off", "kexec", "halt"
+  // Of logind, target and haltDump: "reboot", "power-off", "halt", of the first two "kexec" as
+  // well.
+  std::string way = {};
   // The same was there when an earlier reload was judged, and nothing tells whether it came again.
   bool isOld = false;
 

@@ -199,7 +199,6 @@ std::vector<Evidence> readInitLines(const InitLines& lines, const std::string& p
 }
 
 void JournalSource::look(const Boots& boots, Findings& findings) const {
-  if (boots.previousId.empty()) return;
   findings.attempt(name(), journal_.place(),
                    [&] { EndOfBoot(journal_, boots.previousId, findings).readAll(); });
 }

@@ -143,7 +143,9 @@ void addDump(const DumpText& dump, const Crash& crash, const std::optional<doubl
   const Kind kind = dump.why == DumpText::Why::panic     ? Kind::panicDump
                     : dump.why == DumpText::Why::restart ? Kind::haltDump
                                                          : Kind::softwareWatchdog;
-  findings.add({kind, "pstore", crash.place(), dump.text, time});
+  Evidence one{kind, "pstore", crash.place(), dump.text, time};
+  one.way = dump.way;
+  findings.add(std::move(one));
 }
 
 }  // namespace

@@ -138,15 +138,21 @@ void tellMaker(const Found& found, Cause& cause) {
 
 void tellHalt(const Found& found, Cause& cause) {
   const Evidence& dump = found.first(Kind::haltDump);
-  const bool isHot = contains(dump.text, "emperature");
-  cause.text = isHot ? "Over temperature: " + dump.text : "Immediate restart without shutdown";
   cause.confidence = Confidence::certain;
   cause.time = dump.time;
-  if (!isHot && !found.boots().hasJournal) {
-    cause.confidence = Confidence::possible;
-    cause.elseBe = "no journal of that boot was kept, and an orderly end leaves the same";
+  if (contains(dump.text, "emperature")) {
+    cause.text = "Over temperature: " + dump.text;
+    cause.action = "Look at fans, filters and the air around the device";
+    return;
   }
-  if (isHot) cause.action = "Look at fans, filters and the air around the device";
+  const bool isRestart = dump.way.empty() || dump.way == "reboot";
+  cause.text = fmt::format("Immediate {} without shutdown", isRestart ? "restart" : dump.way);
+  if (!found.boots().hasJournal) {
+    cause.elseBe = "no journal of that boot was kept, and an orderly end leaves the same";
+  } else if (dump.way.empty()) {
+    cause.elseBe = "the end of the dump is missing: a forced power-off or halt leaves the same";
+  }
+  if (!cause.elseBe.empty()) cause.confidence = Confidence::possible;
 }
 
 void tellRequest(const Found& found, Cause& cause) {
@@ -155,13 +161,14 @@ void tellRequest(const Found& found, Cause& cause) {
   cause.text = fmt::format("Reload requested by {}: {}", request.user, request.text);
   cause.confidence = Confidence::certain;
   cause.time = request.time;
-  auto end = found.timeOf(Kind::logind, Kind::target, Kind::wtmpShutdown, Kind::journalStopped);
-  if (!end) {
+  if (!found.has(anyOf(Kind::logind) | kOrderly)) {
     cause.confidence = Confidence::likely;
     cause.elseBe =
         "nothing tells that the machine began to go down before it was reset or lost power";
-    end = found.boots().lastSign;
+    return;
   }
+  const auto end =
+      found.timeOf(Kind::logind, Kind::target, Kind::wtmpShutdown, Kind::journalStopped);
   if (!end || !request.time || *end <= *request.time + kLong) return;
   cause.confidence = Confidence::likely;
   cause.elseBe = "the request was long before it, and somebody else may have asked since";
@@ -252,8 +259,8 @@ constexpr std::array<Rule, 11> kRules{
      {"2", "a watchdog", anyOf(watchdog, bmcWatchdog, softwareWatchdog), 0, isNoLeftover,
       "the register was not cleared by a start through kexec", tellWatchdog},
      {"2m", "the maker's own", anyOf(maker), 0, nullptr, nullptr, tellMaker},
-     {"3", "a restart without shutdown", anyOf(haltDump), anyOf(panicDump, logind) | kOrderly,
-      nullptr, nullptr, tellHalt},
+     {"3", "an end without shutdown", anyOf(haltDump), anyOf(panicDump, logind) | kOrderly, nullptr,
+      nullptr, tellHalt},
      {"4", "a request with a reason", anyOf(request), 0, wasCarriedOut,
       "the machine went on long after it", tellRequest},
      {"5", "the power button", anyOf(powerKey), 0, isPowerOff, "no power-off was recorded after it",

@@ -137,7 +137,9 @@ class Check {
   }
 
   std::optional<double> ageOf(const ReportedReload& reload) const {
-    const auto latest = timeOf(reload).until;
+    const ReportedTime time = timeOf(reload);
+    // Over a clock that was set back the begin is nearer than nothing.
+    const auto& latest = time.until ? time.until : time.since;
     return latest ? std::optional(now_ - *latest) : std::nullopt;
   }
   bool isRecent(double age) const { return age <= options_.since && agoText(age) != kFuture; }

@@ -83,7 +83,7 @@ Document documentOf(const ReportedCell& cell) {
 
 ReportedTime timeOf(const ReportedCause& cause) {
   const auto verdict = verdictIn(cause.detail);
-  if (verdict && verdict->until) return {verdict->since, verdict->until};
+  if (verdict && (verdict->since || verdict->until)) return {verdict->since, verdict->until};
   return {cause.time, cause.time};
 }
 

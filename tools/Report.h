@@ -30,12 +30,13 @@ struct ReportedCell {
 };
 
 // When something was, in seconds since 1970 UTC: not before `since`, where anybody knows, and not
-// after `until`. Both are the same where the moment is known, and absent where nothing is.
+// after `until`. Both are the same where the moment is known, and absent where nothing is. Where
+// the clock was set back over it there is no `until`: the two ends are of different clocks.
 struct ReportedTime {
   std::optional<double> since;
   std::optional<double> until;
 
-  bool isKnown() const noexcept { return until.has_value(); }
+  bool isKnown() const noexcept { return since || until; }
   bool isMoment() const noexcept { return since && since == until; }
 };
 
@@ -80,7 +81,8 @@ std::string textOf(const Report& report, double now, const ReportStyle& style);
 // 1700000000.0, "until": 1700000060.0, "confidence": "possible", "rule": "11", "orElse": "...",
 // "evidence": ["..."]}}]}]}]} with null for a cell or time that is not known, "answered" where it
 // is true, "upBefore" where it is known, and of the texts besides the description those that are
-// not empty. A cause has the verdict that its detail holds, "since" and "until" of a window alone.
+// not empty. A cause has the verdict that its detail holds, "since" and "until" of a window alone,
+// "until" only where no clock was set back.
 Qel::Document documentOf(const Report& report, double now);
 
 }  // namespace Tools

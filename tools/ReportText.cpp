@@ -55,6 +55,7 @@ std::string textIndent() { return std::string(kTextBegin, ' '); }
 
 std::string whenText(const ReportedTime& time, bool isUtc) {
   if (!time.isKnown()) return kUnknown;
+  if (!time.until) return fmt::format("after {}, by the clock then", timeText(*time.since, isUtc));
   std::string end = timeText(*time.until, isUtc);
   if (time.isMoment()) return end;
   if (!time.since) return "before " + end;
@@ -101,9 +102,10 @@ class Writer {
     const bool isPlain = !style_.isColoured || attribute.empty() || text.empty();
     return isPlain ? std::string(text) : fmt::format("\x1b[{}m{}\x1b[0m", attribute, text);
   }
-  // How long ago something was, in the words of the column of ages.
+  // How long ago something was, in the words of the column of ages. A begin tells no age: it is by
+  // another clock.
   std::string ageOf(const ReportedTime& time) const {
-    return time.isKnown() ? agoText(now_ - *time.until) : kUnknown;
+    return time.until ? agoText(now_ - *time.until) : kUnknown;
   }
   std::string paintedAge(const std::string& age) const {
     const bool isDoubtful = age == kUnknown || age == kFuture;
@@ -177,7 +179,7 @@ class Writer {
     const std::string front = fmt::format("  {}  ", paintedAge(ageOf(time)));
     const std::string up = seconds ? "up " + spanText(*seconds) : "";
     const std::string when =
-        time.isKnown() ? minuteText(time.since.value_or(*time.until), style_.isUtc) : "";
+        time.isKnown() ? minuteText(*(time.since ? time.since : time.until), style_.isUtc) : "";
     const std::string cause = summaryOf(reload) + doubtOf(time);
     const bool isRow = style_.columns >= kTextBegin + kTimelineIndent + kLeastForTimelineText &&
                        when.size() <= kWhenColumns && up.size() <= kUpColumns;
@@ -195,6 +197,7 @@ class Writer {
   // What is to be said of a time that is a window.
   std::string doubtOf(const ReportedTime& time) const {
     if (!time.isKnown() || time.isMoment()) return {};
+    if (!time.until) return ", or after";
     return time.since ? ", by " + minuteText(*time.until, style_.isUtc) : ", or before";
   }
 

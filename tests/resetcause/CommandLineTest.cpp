@@ -189,7 +189,10 @@ TEST_F(ResetCauseCommandTest, RecordThatMeetsNoDatabaseTellsItAndSaysTheSameLate
       run({"record", "--db", "redis+unix:" + machine.folder() + "/none", "--cell", "1"});
   EXPECT_EQ(failed.status, 1);
   EXPECT_THAT(failed.err, AllOf(StartsWith("norvek-reset-cause: "), testing::EndsWith("\n")));
+  // Judged anew it would be told otherwise.
+  machine.hasWatchdog("watchdog0", 0);
   EXPECT_EQ(record().out, "cell 1: Watchdog expired\n");
+  EXPECT_THAT(descriptions(), testing::ElementsAre("Watchdog expired"));
 }
 
 TEST_F(ResetCauseCommandTest, RecordThatCannotKeepItTellsTheDatabaseAllTheSame) {

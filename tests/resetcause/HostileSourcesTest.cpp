@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "resetcause/Journal.h"
 #include "resetcause/Machine.h"
 #include "resetcause/Report.h"
 
@@ -141,6 +142,21 @@ TEST_F(HostileSourcesTest, AHugeWtmpIsReadFromItsEnd) {
   EXPECT_EQ(machine.rules(), "2 9");
 }
 
+TEST_F(HostileSourcesTest, WhatIsNoWtmpIsNamed) {
+  machine.settle();
+  const std::string path = machine.folder() + "/var/log/wtmp";
+  std::filesystem::create_symlink("wtmp", path);
+  EXPECT_THAT(problems(), ElementsAre(HasSubstr("symbolic links")));
+  std::filesystem::remove(path);
+  ASSERT_EQ(::mkfifo(path.c_str(), 0600), 0);
+  EXPECT_THAT(problems(), ElementsAre(HasSubstr("wtmp: it is no file")));
+}
+
+TEST_F(HostileSourcesTest, ABootWithoutAnIdIsNamed) {
+  machine.writes("/proc/sys/kernel/random/boot_id", "none\n");
+  EXPECT_THAT(problems(), ElementsAre(HasSubstr("it is no id of a boot")));
+}
+
 TEST_F(HostileSourcesTest, APipeInThePlaceOfAFileIsNotWaitedFor) {
   const std::string path = "/run/norvek/reset-register.json";
   machine.writes(path, "");
@@ -211,8 +227,9 @@ TEST_F(ManyDumpsTest, OneOfManyPartsIsReadAsFarAsThereIsRoom) {
   EXPECT_THAT(judgement.problems, ElementsAre(HasSubstr("the rest of the dump is left out")));
 }
 
-TEST_F(HostileSourcesTest, ACompressedDumpIsNamed) {
-  machine.writes("/sys/fs/pstore/dmesg-erst-7301508827709440001.enc.z", "\x78\x9c");
+TEST_F(HostileSourcesTest, ACompressedDumpIsNamedAndNotRead) {
+  machine.writes("/sys/fs/pstore/dmesg-erst-7301508827709440001.enc.z",
+                 "Panic#1 Part1\nKernel panic - not syncing: lies\n");
   EXPECT_THAT(problems(), ElementsAre(HasSubstr("compressed")));
 }
 

@@ -69,6 +69,58 @@ TEST(DumpTextTest, OnlyTheKernelsOwnLineIsAPanicsText) {
             Why::restart);
 }
 
+TEST(DumpTextTest, ItsLastLineTellsHowTheMachineWentDown) {
+  const auto wayOf = [](const std::string& lines) { return readDump("Shutdown#2 " + lines).way; };
+  EXPECT_EQ(wayOf("Part1\n<0>[ 9.0] reboot: Power down\n"), "power-off");
+  EXPECT_EQ(wayOf("Part1\n<0>[ 9.0] Power down\n"), "power-off");
+  EXPECT_EQ(wayOf("Part1\nSystem halted\n"), "halt");
+  EXPECT_EQ(wayOf("Part1\nreboot: Restarting system with command 'bootloader'"), "reboot");
+  EXPECT_EQ(wayOf("Part1\nreboot: Power off not available: System halted instead\n"
+                  "reboot: System halted\n"),
+            "halt");
+  EXPECT_EQ(wayOf("Part1\nreboot: Power down\nreboot: Restarting system\n"), "reboot");
+  // The first part is the newest, wherever it lies.
+  EXPECT_EQ(wayOf("Part1\nreboot: Power down\nShutdown#2 Part2\nreboot: System halted\n"),
+            "power-off");
+  EXPECT_EQ(wayOf("Part2\nreboot: System halted\nShutdown#2 Part1\nreboot: Power down\n"),
+            "power-off");
+  EXPECT_EQ(wayOf("Part1\nreboot: Power down\nOops#1 Part1\nreboot: System halted\n"), "power-off");
+}
+
+TEST(DumpTextTest, OnlyTheKernelsOwnLineTellsHowItWentDown) {
+  for (const char* line : {"usb 1-1: Product: reboot: Power down", "Power down the ports",
+                           "pci 0000:01:00.0: Power down", "reboot: scheduled"}) {
+    const DumpText dump = readDump("Shutdown#1 Part1\n<6>[ 1.0] " + std::string(line) + "\n");
+    EXPECT_EQ(dump, (DumpText{Why::restart, ""})) << line;
+  }
+}
+
+TEST(DumpTextTest, AnEmergencyIsARestart) {
+  EXPECT_EQ(readDump("Emergency#1 Part1\n"), (DumpText{Why::restart, "", "reboot"}));
+  EXPECT_EQ(readDump("Emergency#2 Part1\n[ 9.0] reboot: Power down\n[ 50.0] sysrq: Resetting\n"),
+            (DumpText{Why::restart, "sysrq: Resetting", "reboot"}));
+}
+
+TEST(DumpTextTest, OnlyWhatIsNearTheEndOfTheLogTellsWhy) {
+  const auto textOf = [](const std::string& stamp, const std::string& line) {
+    return readDump("Emergency#1 Part2\n" + stamp + line +
+                    "\nEmergency#1 Part1\n<6>[ 9000.0] sysrq: SysRq\n<6>[ 8000.0] late\n")
+        .text;
+  };
+  const std::string heat = "thermal: critical temperature reached, shutting down";
+  EXPECT_EQ(textOf("<0>[ 8400.0] ", heat), heat);
+  EXPECT_EQ(textOf("<0>[ 8399.9] ", heat), "");
+  EXPECT_EQ(textOf("", heat), heat);
+  EXPECT_EQ(textOf("<0>[ 8399.9] ", "reboot: Power down"), "");
+}
+
+TEST(DumpTextTest, HeatExplainsARestartNotTheOtherWayRound) {
+  EXPECT_EQ(readDump("Shutdown#1 Part1\n[ 5.0] reboot: HARDWARE PROTECTION shutdown (Temperature "
+                     "too high)\n[ 6.0] reboot: Power down\n"),
+            (DumpText{Why::restart, "reboot: HARDWARE PROTECTION shutdown (Temperature too high)",
+                      "power-off"}));
+}
+
 TEST(DumpTextTest, APanicLongAfterAnOopsTellsHowLong) {
   const DumpText dump = readDump(
       "Panic#2 Part1\n<0>[ 9000.5] Kernel panic - not syncing: Fatal exception\n"
@@ -239,8 +291,14 @@ TEST(BmcTest, WhereTheLastRecordThatWasSeenIsGoneTimesDecide) {
 
 TEST(BmcTest, ALogThatWasClearedIsReadFromItsBegin) {
   TestBmc bmc;
-  bmc.log[0] = selReply(1, 0xffff, 1700001600, 0x23, 0x02);
-  EXPECT_THAT(asked(bmc, {"sel 7 1600000000"}).evidence(), testing::SizeIs(1));
+  bmc.log[0] = bmc.log[1] = selReply(1, 7, 1700001600, 0x23, 0x02);
+  bmc.log[7] = selReply(7, 8, 1700001650, 0x08, 0x00);
+  bmc.log[8] = selReply(8, 0xffff, 1700001700, 0x08, 0x00);
+  // The last record that was seen is gone; another one may have its number now.
+  for (const char* seen : {"sel 9 1600000000", "sel 7 1600000000"}) {
+    EXPECT_THAT(placesIn(asked(bmc, {seen, judgedMark("b")})), ElementsAre(HasSubstr("record 1")))
+        << seen;
+  }
 }
 
 TEST(BmcTest, ARecordWithoutATimeCountsWhereTheBootBeforeWasJudged) {

@@ -89,8 +89,12 @@ TEST(RulesTest, AWatchdogTellsNoTimeButAWindow) {
 TEST(RulesTest, AWatchdogTellsWhatItFound) {
   EXPECT_EQ(causeOf({found(watchdog), found(initCrashed)}).text,
             "Watchdog expired; init had crashed");
-  const Cause hung = causeOf({found(watchdog), record("reboot")});
+  EXPECT_EQ(causeOf({found(watchdog), found(initCrashed)}).evidence.size(), 2);
+  Evidence asked = record("reboot");
+  asked.time = kLast - 20;
+  const Cause hung = causeOf({found(watchdog), asked});
   EXPECT_EQ(hung.text, "Watchdog expired; the reload that was requested hung");
+  EXPECT_EQ(hung.since, kLast - 20);
 }
 
 TEST(RulesTest, AWatchdogOfTheControllerTellsTheTime) {
@@ -142,6 +146,28 @@ TEST(RulesTest, ARestartWithoutShutdownMayHaveBeenHeat) {
             "Over temperature: critical temperature reached");
 }
 
+Evidence dumpOf(std::string way, std::string text) {
+  Evidence one = found(haltDump, std::move(text), kLast - 5);
+  one.way = std::move(way);
+  return one;
+}
+
+TEST(RulesTest, AnEndWithoutShutdownIsToldByTheWayOfItsDump) {
+  EXPECT_EQ(causeOf({dumpOf("reboot", "")}).text, "Immediate restart without shutdown");
+  EXPECT_EQ(causeOf({dumpOf("power-off", "")}).text, "Immediate power-off without shutdown");
+  EXPECT_EQ(causeOf({dumpOf("halt", "")}).text, "Immediate halt without shutdown");
+  EXPECT_EQ(causeOf({dumpOf("power-off", "")}).confidence, Confidence::certain);
+  EXPECT_EQ(causeOf({dumpOf("power-off", "Temperature too high")}).text,
+            "Over temperature: Temperature too high");
+}
+
+TEST(RulesTest, ADumpThatDoesNotTellTheWayIsDoubted) {
+  const Cause cause = causeOf({dumpOf("", "")});
+  EXPECT_EQ(cause.text, "Immediate restart without shutdown");
+  EXPECT_EQ(cause.confidence, Confidence::possible);
+  EXPECT_THAT(cause.elseBe, testing::HasSubstr("power-off"));
+}
+
 TEST(RulesTest, ARequestIsToldWithWhoAndWhy) {
   const Cause cause = causeOf(
       {requestBy("ada", "new firmware", kLast - 9), record("reboot"), found(journalStopped)});
@@ -165,6 +191,12 @@ TEST(RulesTest, ARequestOfWhichNothingTellsThatItWasObeyedIsOnlyLikely) {
   EXPECT_EQ(cause.rule, "4");
   EXPECT_EQ(cause.confidence, Confidence::likely);
   EXPECT_NE(cause.elseBe, "");
+}
+
+TEST(RulesTest, ARequestThatWasObeyedAtATimeNobodyKnowsIsCertain) {
+  const Cause cause = causeOf({requestBy("ada", "x", kLast - 9), found(journalStopped)});
+  EXPECT_EQ(cause.confidence, Confidence::certain);
+  EXPECT_EQ(cause.elseBe, "");
 }
 
 TEST(RulesTest, ARequestThatTheMachineOutlivedExplainsNothing) {
@@ -208,6 +240,58 @@ TEST(RulesTest, AnOrderlyEndHasTheTimeOfWhatTellsIt) {
             kLast - 2);
 }
 
+TEST(RulesTest, EachRowTellsWhatItKnowsAndHowSureThatIs) {
+  struct Row {
+    std::vector<Evidence> evidence;
+    const char* text;
+    Confidence confidence;
+    const char* action = "";
+  };
+  const auto at = [](Kind kind, const char* text = "x") { return found(kind, text, kLast - 5); };
+  Evidence asked = record("reboot");
+  asked.time = kLast - 5;
+  const Evidence stopped = found(journalStopped, "", kLast);
+  using enum Confidence;
+  for (const auto& [evidence, text, confidence, action] : std::vector<Row>{
+           {{at(panicDump)}, "Kernel panic: x", certain, "Keep the dump and report it"},
+           {{at(softwareWatchdog)},
+            "Watchdog expired",
+            certain,
+            "Look at the end of the last boot's journal for what stood still"},
+           {{at(maker)}, "x", certain},
+           {{dumpOf("reboot", "Temperature too high")},
+            "Over temperature: Temperature too high",
+            certain,
+            "Look at fans, filters and the air around the device"},
+           {{at(powerKey), record("power-off"), stopped}, "Power button pressed", certain},
+           {{asked, stopped}, "Reload requested", certain},
+           {{at(ctrlAltDel), stopped}, "Ctrl-Alt-Del on the console", likely},
+           {{at(failedUnit), stopped},
+            "Service x failed (inferred)",
+            likely,
+            "Find out why x failed"},
+           {{at(target), stopped}, "Orderly reload, requester unknown", likely},
+           {{at(bmcRestart)}, "x", likely}}) {
+    const Cause cause = causeOf(evidence);
+    EXPECT_EQ(cause.text, text);
+    EXPECT_EQ(cause.time, kLast - 5) << text;
+    EXPECT_EQ(cause.confidence, confidence) << text;
+    EXPECT_EQ(cause.action, action) << text;
+  }
+}
+
+TEST(RulesTest, AnOrderlyEndDoesNotTellWhoAsked) {
+  EXPECT_NE(causeOf({found(journalStopped)}).elseBe, "");
+}
+
+TEST(RulesTest, AReloadThatDidNotFinishBeginsWhereItWasAsked) {
+  Evidence asked = record("power-off");
+  asked.time = kLast - 30;
+  EXPECT_EQ(causeOf({asked}).since, kLast - 30);
+  asked.time.reset();
+  EXPECT_EQ(causeOf({asked}).since, kLast);
+}
+
 TEST(RulesTest, AReloadThatDidNotFinishHasAWindow) {
   const Cause cause = causeOf({record("power-off")});
   EXPECT_EQ(cause.rule, "6+");
@@ -231,6 +315,8 @@ TEST(RulesTest, NothingIsToldAsWhatLeavesNothing) {
   EXPECT_EQ(cause.confidence, Confidence::possible);
   EXPECT_EQ(cause.since, kLast);
   EXPECT_NE(cause.elseBe, "");
+  EXPECT_EQ(causeOf({found(initCrashed)}).text,
+            "Power lost, hard reset or forced restart; init had crashed");
 }
 
 TEST(RulesTest, WithoutAnEarlierBootNothingIsKnown) {
@@ -440,6 +526,28 @@ TEST(ExplanationsTest, EachRowTellsWhyItMatchedOrNot) {
                           "+ yes not found: journal stopped, wtmp shutdown",
                           "10 no not found: hardware fault, BMC, kernel's reset reason",
                           "11 no a rule before it matched", "12 no a rule before it matched"));
+}
+
+// The line of one row, as `explain` has it.
+std::string lineOf(const std::string& rule, const Boots& boots, std::vector<Evidence> evidence) {
+  for (const Explanation& one : explanationsOf(boots, evidence)) {
+    if (one.rule == rule) return (one.matched ? "yes " : "no ") + one.reason;
+  }
+  return "none";
+}
+
+TEST(ExplanationsTest, TheAdditionTellsWhatItWantsAndWhatIsAgainstIt) {
+  EXPECT_EQ(lineOf("+", kBoots, {}), "no not found: shutdown record, target reached");
+  EXPECT_EQ(lineOf("+", kBoots, {record("reboot"), found(wtmpShutdown)}),
+            "no against it: wtmp shutdown");
+}
+
+TEST(ExplanationsTest, TheLastRowsTellWhetherAnEarlierBootIsKnown) {
+  EXPECT_EQ(lineOf("11", kBoots, {}), "yes nothing tells");
+  EXPECT_EQ(lineOf("12", kBoots, {}), "no an earlier boot is known");
+  const Boots first{.id = "b", .start = kStart};
+  EXPECT_EQ(lineOf("11", first, {}), "no no earlier boot is known");
+  EXPECT_EQ(lineOf("12", first, {}), "yes no earlier boot is known");
 }
 
 TEST(BootsTest, ATimeIsCoveredBetweenTheStartsOfBoth) {

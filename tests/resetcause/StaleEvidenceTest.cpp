@@ -95,6 +95,20 @@ TEST_F(StaleEvidenceTest, APanicAfterAnOopsHasItsOwnTime) {
   EXPECT_EQ(machine.judged().verdict.cause.time, kDownTime);
 }
 
+TEST_F(StaleEvidenceTest, AnOopsThatTheMachineOutlivedIsNoCause) {
+  machine.dumped(kDownTime - 60, "Oops#1 Part1\n<1>[ 4940.0] BUG: unable to handle\n");
+  EXPECT_EQ(machine.rules(), "11");
+}
+
+TEST_F(StaleEvidenceTest, ADumpOfSeveralPartsIsNamedByItsFirst) {
+  machine.dumped(kDownTime, kPanic);
+  const auto id = static_cast<std::uint64_t>(kDownTime) << 32U;
+  const std::string folder = "/var/lib/systemd/pstore/" + std::to_string(id) + "/dmesg-erst-";
+  machine.writes(folder + std::to_string(id + 2), "Panic#1 Part2\n<4>[ 1.0] before it\n");
+  EXPECT_EQ(machine.judged().verdict.cause.evidence.front().place,
+            machine.folder() + folder + std::to_string(id + 1));
+}
+
 TEST_F(StaleEvidenceTest, AJoinedDumpHasTheTimeOfItsFolder) {
   const auto id = static_cast<std::uint64_t>(kDownTime) << 32U;
   machine.writes("/var/lib/systemd/pstore/" + std::to_string(id + 1) + "/dmesg.txt", kPanic);
@@ -167,11 +181,35 @@ TEST_F(StaleEvidenceTest, ABootThatLeftNothingInTheJournalIsStillTheOneBefore) {
   machine.reloads(std::string(32, '4'), kThisStart + kHour);
   machine.loses(kThis);
   EXPECT_EQ(machine.rules(), "11");
+  EXPECT_EQ(machine.judged().boots.previousId, kThis);
   EXPECT_EQ(machine.judged().verdict.cause.since, kThisStart);
   machine.writes("/var/lib/norvek-reset-cause/heartbeat.json",
                  R"({"boot": ")" + kThis + R"(", "time": 1700020030})");
   EXPECT_EQ(machine.rules(), "11");
   EXPECT_EQ(machine.judged().verdict.cause.since, 1700020030);
+}
+
+TEST_F(StaleEvidenceTest, ABootThatLeftNothingButABeatIsTheOneBefore) {
+  judgedAndKept();
+  const std::string brief(32, '4');
+  machine.writes("/var/lib/norvek-reset-cause/heartbeat.json",
+                 R"({"boot": ")" + brief + R"(", "time": 1700030000})");
+  machine.reloads(std::string(32, '5'), kThisStart + 4 * kHour);
+  Boots boots = machine.judged().boots;
+  EXPECT_EQ(boots.previousId, brief);
+  EXPECT_EQ(boots.previousStart, std::nullopt);
+  EXPECT_EQ(boots.lastSign, 1700030000);
+  EXPECT_FALSE(boots.hasJournal);
+  // wtmp knows when it began.
+  machine.startsAt(kBefore, 1700029000);
+  machine.startsAt(kThis, kThisStart + 4 * kHour);
+  machine.wtmpHas({});
+  EXPECT_EQ(machine.judged().boots.previousStart, 1700029005);
+}
+
+TEST_F(StaleEvidenceTest, TheBootThatRunsIsKnownLaterThoughItsJournalIsNotOnTheDiskYet) {
+  machine.keepsNoJournal();
+  EXPECT_THAT(judge(machine.root(), *machine.clock_).seen, Contains(bootMark(kThis)));
 }
 
 TEST_F(StaleEvidenceTest, AShutdownInWtmpIsNoneOfABootThatLivedOn) {
@@ -188,10 +226,11 @@ TEST_F(StaleEvidenceTest, AShutdownInWtmpIsNoneOfABootThatLivedOn) {
 }
 
 TEST_F(StaleEvidenceTest, WithoutAJournalARestartMayHaveBeenInOrder) {
+  machine.dumped(kDownTime, "Shutdown#1 Part1\n<6>[ 5000.1] reboot: Restarting system\n");
+  EXPECT_EQ(machine.judged().verdict.cause.confidence, Confidence::certain);
   machine.keepsNoJournal();
   machine.writes("/var/lib/norvek-reset-cause/heartbeat.json",
                  R"({"boot": ")" + kBefore + R"(", "time": 1700014990})");
-  machine.dumped(kDownTime, "Shutdown#1 Part1\n<6>[ 5000.1] reboot: Restarting system\n");
   const auto judged = [&] { return judge(machine.root(), *machine.clock_).verdict.cause; };
   EXPECT_EQ(judged().text, "Immediate restart without shutdown");
   EXPECT_EQ(judged().confidence, Confidence::possible);
@@ -264,6 +303,14 @@ TEST_F(StaleEvidenceTest, WithoutAnEarlierBootNothingIsKnown) {
   Machine fresh;
   fresh.keepsNoJournal();
   EXPECT_EQ(judge(fresh.root(), *fresh.clock_).verdict.cause.rule, "12");
+}
+
+TEST_F(StaleEvidenceTest, TheFirstBootOfAJournalHasNoEndBefore) {
+  machine.loses(kOlder);
+  machine.loses(kBefore);
+  machine.says(kThis, 1, "Linux version 6.1.0", {{"_TRANSPORT", "kernel"}});
+  EXPECT_EQ(machine.rules(), "12");
+  EXPECT_THAT(machine.judged().problems, testing::IsEmpty());
 }
 
 TEST_F(StaleEvidenceTest, AHeartbeatTellsTheBootBeforeWhereNoJournalDoes) {

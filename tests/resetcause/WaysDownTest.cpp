@@ -6,6 +6,7 @@
 #include <functional>
 #include <ostream>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "resetcause/Machine.h"
@@ -82,6 +83,16 @@ const std::vector<WayDown> kWays{
        machine.dumped(kDownTime, "Shutdown#1 Part1\n<6>[ 5000.1] reboot: Restarting system\n");
      },
      "3", "Immediate restart without shutdown", kDownTime},
+    {"poweroff -f, all dumps stored",
+     [](Machine& machine) {
+       machine.dumped(kDownTime, "Shutdown#1 Part1\n<0>[ 5000.1] reboot: Power down\n");
+     },
+     "3", "Immediate power-off without shutdown", kDownTime},
+    {"halt -f, all dumps stored",
+     [](Machine& machine) {
+       machine.dumped(kDownTime, "Shutdown#1 Part1\n<0>[ 5000.1] reboot: System halted\n");
+     },
+     "3", "Immediate halt without shutdown", kDownTime},
     {"power-off, a start later",
      [](Machine& machine) {
        machine.loginManagerSays(kDown, "power-off", "System is powering down.");
@@ -129,6 +140,13 @@ const std::vector<WayDown> kWays{
                       "shutting down\n<6>[ 5000.2] reboot: Restarting system\n");
      },
      "3", "Over temperature: thermal: critical temperature reached, shutting down", kDownTime},
+    {"too hot days before, all dumps stored",
+     [](Machine& machine) {
+       machine.dumped(kDownTime,
+                      "Shutdown#1 Part1\n<0>[ 100.1] thermal: critical temperature reached, "
+                      "shutting down\n<0>[180000.2] reboot: Restarting system\n");
+     },
+     "3", "Immediate restart without shutdown", kDownTime},
     {"watchdog", [](Machine& machine) { machine.hasWatchdog("watchdog1", 0x20); }, "2",
      "Watchdog expired", kWindow},
     {"init crashed, then watchdog",
@@ -273,6 +291,20 @@ TEST_P(WaysDownTest, IsTold) {
     ASSERT_TRUE(cause.since);
     EXPECT_GE(*cause.since, kDownTime - 10);
     EXPECT_LE(*cause.since, kThisStart);
+  }
+}
+
+TEST(ReachedTargetTest, TellsWhereItLeads) {
+  for (const auto& [unit, way] :
+       std::vector<std::pair<std::string, std::string>>{{"reboot.target", "reboot"},
+                                                        {"poweroff.target", "power-off"},
+                                                        {"halt.target", "halt"},
+                                                        {"kexec.target", "kexec"}}) {
+    Machine machine;
+    machine.reaches(kDown, unit);
+    const Cause cause = machine.judged().verdict.cause;
+    ASSERT_EQ(cause.evidence.size(), 1);
+    EXPECT_EQ(cause.evidence.front().way, way);
   }
 }
 

@@ -112,6 +112,17 @@ TEST(CheckTest, CountsAWindowByItsEnd) {
   EXPECT_THAT(checked(report), HasSubstr("last_reload_1=200s;"));
 }
 
+TEST(CheckTest, CountsAWindowOverAClockThatWasSetBackByItsBegin) {
+  const Report report = reportOf({{0,
+                                   {{"Power lost, hard reset or forced restart",
+                                     kNow - 200,
+                                     {},
+                                     "boot: 1\nwhen: after 2023-11-14T22:13:20Z, by the clock "
+                                     "then\nhow sure: possible\nrule: 11\n"}}}});
+  EXPECT_EQ(stateOf(report), CheckState::critical);
+  EXPECT_THAT(checked(report), HasSubstr("last_reload_1=200s;"));
+}
+
 TEST(CheckTest, IsUnknownWhereItCannotBeTold) {
   const Report nothing{"file:db", {}, {}};
   EXPECT_EQ(check(nothing, kNow, {kHour}).text,

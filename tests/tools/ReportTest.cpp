@@ -201,6 +201,28 @@ TEST(ReportTest, ShowsAWindowAndHowSureTheVerdictIs) {
 )");
 }
 
+TEST(ReportTest, ShowsOfAWindowOverAClockThatWasSetBackItsBeginAlone) {
+  const std::string setBack =
+      "boot: 33\nwhen: after 2023-11-14T22:13:20Z, by the clock then\nhow sure: possible\n"
+      "rule: 11\n";
+  const double began = 1700000000;
+  EXPECT_EQ(shown(reportOf({reload(0, {judged("Power lost", began, setBack)}),
+                            reload(1, {judged("Power lost", began, setBack)}),
+                            reload(2, {cause("Fan failure", began - 7200)})})),
+            R"(Supervisor 1
+
+   time unknown  Power lost
+                 after 2023-11-14T22:13:20Z, by the clock then
+                 Sure    possible
+
+  The last reloads
+
+   time unknown  2023-11-14 22:13Z              Power lost, or after
+   time unknown  2023-11-14 22:13Z  up 2 h      Power lost, or after
+        2 h ago  2023-11-14 20:13Z              Fan failure
+)");
+}
+
 TEST(ReportTest, PutsTheTimeAboveTheCauseWhereLinesAreShort) {
   const Report report = reportOf({reload(0, {cause("Power loss", kNow - 200)}),
                                   reload(1, {cause("Fan failure", kNow - 800)}),
