@@ -124,6 +124,7 @@ WAYS = [
     Way("forced-twice-words", wordy("reboot -ff"), "Immediate restart without shutdown"),
     Way("poweroff", asks("systemctl poweroff"), "Powered off by request"),
     Way("poweroff-words", wordy("systemctl poweroff"), "Powered off by request"),
+    Way("forced-poweroff-words", wordy("poweroff -f"), "Immediate power-off without shutdown"),
     Way("power-button", pressPowerKey, "Power button pressed",
         beside=("Powered off by request",)),
     Way("button-then-cut", pressPowerKeyThenCut,
