@@ -4,7 +4,6 @@
 
 #include <CLI/CLI.hpp>
 #include <chrono>
-#include <cstddef>
 #include <exception>
 #include <filesystem>
 #include <optional>

@@ -1,5 +1,4 @@
 // A judgement as a document, and back.
-#include <array>
 #include <cstddef>
 #include <string_view>
 #include <utility>

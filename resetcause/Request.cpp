@@ -1,6 +1,5 @@
 #include "resetcause/Request.h"
 
-#include <fcntl.h>
 #include <pwd.h>
 #include <sys/stat.h>
 #include <unistd.h>

@@ -1,11 +1,8 @@
 #pragma once
 
-#include <functional>
 #include <optional>
 #include <string>
-#include <string_view>
 
-#include "Qel/Clock.h"
 #include "resetcause/Root.h"
 
 namespace ResetCause {
