@@ -426,7 +426,7 @@ class MakersProgramTest : public testing::Test {
   ~MakersProgramTest() override { std::filesystem::remove_all(folder_); }
 
   std::string program(const std::string& script) const {
-    const std::string path = folder_ + "/reset-register";
+    std::string path = folder_ + "/reset-register";
     std::ofstream(path) << "#!/bin/sh\n" << script << '\n';
     std::filesystem::permissions(path, std::filesystem::perms(0755));
     return path;
