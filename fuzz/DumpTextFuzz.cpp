@@ -15,6 +15,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   QEL_ASSERT(dump.why != DumpText::Why::nothing || dump.text.empty());
   QEL_ASSERT(dump.text.size() <= 400);
   QEL_ASSERT(dump.behind >= 0);
+  QEL_ASSERT(dump.way.empty() || dump.why == DumpText::Why::restart);
   QEL_ASSERT(dump.text == "no text" || dump.why == DumpText::Why::watchdog ||
              text.find(dump.text) != std::string::npos);
   if (dump.why == DumpText::Why::panic) {

@@ -115,7 +115,7 @@ class DumpReader {
     // Heat explains a restart, not the other way round.
     const std::string_view heat = messageNearEnd(heat_);
     const std::string_view text = (heat.empty() ? end : heat).substr(0, kMostOctets);
-    // An emergency is a restart whatever it says.
+    // An emergency is a restart, and need not say so.
     const std::string_view way =
         end.empty() && restarted_.reason == "Emergency" ? "reboot" : wayIn(end);
     return {DumpText::Why::restart, std::string(text), std::string(way), time};
@@ -136,7 +136,8 @@ class DumpReader {
   void begin(const Head& head) {
     head_ = head;
     if (head.reason == "Panic") panicked_ = head.number;
-    if (head.reason == "Emergency" || head.reason == "Shutdown") restarted_ = head;
+    const bool isRestart = head.reason == "Emergency" || head.reason == "Shutdown";
+    if (isRestart && head.number >= restarted_.number) restarted_ = head;
   }
   // Keeps the last one.
   void note(std::optional<Noted>& noted, const LogLine& line) const {

@@ -165,7 +165,6 @@ void tellRequest(const Found& found, Cause& cause) {
     cause.confidence = Confidence::likely;
     cause.elseBe =
         "nothing tells that the machine began to go down before it was reset or lost power";
-    return;
   }
   const auto end =
       found.timeOf(Kind::logind, Kind::target, Kind::wtmpShutdown, Kind::journalStopped);

@@ -29,7 +29,6 @@ namespace {
 
 using resetcausetest::kBefore;
 using resetcausetest::kDown;
-using resetcausetest::kDownTime;
 using resetcausetest::kThis;
 using resetcausetest::kThisStart;
 using resetcausetest::Machine;
@@ -52,6 +51,7 @@ class ResetCauseCommandTest : public testing::Test {
     }
     words.insert(words.begin(), "norvek-reset-cause");
     std::vector<const char*> argv;
+    argv.reserve(words.size());
     for (const std::string& word : words) argv.push_back(word.c_str());
     std::ostringstream out;
     std::ostringstream err;

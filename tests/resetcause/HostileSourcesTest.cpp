@@ -5,6 +5,7 @@
 #include <sys/sysmacros.h>
 #include <unistd.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <filesystem>
 #include <sstream>
@@ -126,10 +127,11 @@ TEST_F(HostileSourcesTest, APieceOfARecordAtTheEndOfWtmpIsPassedOver) {
 }
 
 TEST_F(HostileSourcesTest, ZeroedRecordsInWtmpArePassedOver) {
+  constexpr std::size_t kThree = std::size_t{384} * 3;
   machine.wtmpHas(kDown);
-  machine.writes("/var/log/wtmp", machine.read("/var/log/wtmp").substr(0, 384 * 3) +
-                                      std::string(384 * 3, '\0') +
-                                      machine.read("/var/log/wtmp").substr(384 * 3));
+  const std::string records = machine.read("/var/log/wtmp");
+  machine.writes("/var/log/wtmp",
+                 records.substr(0, kThree) + std::string(kThree, '\0') + records.substr(kThree));
   EXPECT_EQ(machine.rules(), "2 9");
 }
 

@@ -101,6 +101,14 @@ TEST(DumpTextTest, AnEmergencyIsARestart) {
             (DumpText{Why::restart, "sysrq: Resetting", "reboot"}));
 }
 
+TEST(DumpTextTest, OfTwoRestartsTheLaterOneCountsWhereverItLies) {
+  const std::string hung = "Shutdown#1 Part1\n[ 9.0] late\n";
+  const std::string forced = "Emergency#2 Part1\n[ 50.0] later\n";
+  const DumpText dump{Why::restart, "", "reboot", 41};
+  EXPECT_EQ(readDump(hung + forced), dump);
+  EXPECT_EQ(readDump(forced + hung), dump);
+}
+
 TEST(DumpTextTest, OnlyWhatIsNearTheEndOfTheLogTellsWhy) {
   const auto textOf = [](const std::string& stamp, const std::string& line) {
     return readDump("Emergency#1 Part2\n" + stamp + line +
@@ -426,7 +434,7 @@ class MakersProgramTest : public testing::Test {
   ~MakersProgramTest() override { std::filesystem::remove_all(folder_); }
 
   std::string program(const std::string& script) const {
-    const std::string path = folder_ + "/reset-register";
+    std::string path = folder_ + "/reset-register";
     std::ofstream(path) << "#!/bin/sh\n" << script << '\n';
     std::filesystem::permissions(path, std::filesystem::perms(0755));
     return path;

@@ -424,13 +424,13 @@ std::string rowsOf(const std::vector<Evidence>& all) {
   const bool ended = has(journalStopped, wtmpShutdown);
   const std::string plus = has(logind, target) && !ended ? "+" : "";
   std::vector<std::string> rows;
-  if (has(panicDump)) rows.push_back("1");
+  if (has(panicDump)) rows.emplace_back("1");
   if (has(bmcWatchdog, softwareWatchdog) || isFresh(watchdog) ||
       (has(watchdog) && !wayIs("kexec") && !reachedKexec())) {
-    rows.push_back("2");
+    rows.emplace_back("2");
   }
-  if (has(maker)) rows.push_back("2m");
-  if (has(haltDump) && !has(panicDump, logind, target) && !ended) rows.push_back("3");
+  if (has(maker)) rows.emplace_back("2m");
+  if (has(haltDump) && !has(panicDump, logind, target) && !ended) rows.emplace_back("3");
   if (has(request) && (has(logind, target) || ended || wasSoonAfter())) rows.push_back("4" + plus);
   if (has(powerKey) && wayIs("power-off")) rows.push_back("5" + plus);
   if (has(logind)) rows.push_back("6" + plus);
@@ -443,9 +443,9 @@ std::string rowsOf(const std::vector<Evidence>& all) {
   }
   if (has(hardwareFault, bmcRestart, kernelReason) &&
       (rows.empty() || isFresh(hardwareFault, bmcRestart, kernelReason))) {
-    rows.push_back("10");
+    rows.emplace_back("10");
   }
-  if (rows.empty()) rows.push_back("11");
+  if (rows.empty()) rows.emplace_back("11");
   std::string text = rows.front();
   for (std::size_t i = 1; i < rows.size(); ++i) text += " " + rows[i];
   return text;

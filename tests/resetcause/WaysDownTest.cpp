@@ -15,7 +15,6 @@ namespace ResetCause {
 namespace {
 
 using resetcausetest::kBefore;
-using resetcausetest::kBeforeStart;
 using resetcausetest::kDown;
 using resetcausetest::kDownTime;
 using resetcausetest::kThisStart;

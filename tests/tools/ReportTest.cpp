@@ -14,7 +14,6 @@
 namespace Tools {
 namespace {
 
-using testing::Each;
 using testing::HasSubstr;
 using testing::Not;
 
