@@ -13,7 +13,7 @@ import time
 import told
 import vm
 from prepared import Prepared
-from ways import ASKED, BY_NAME, PANIC, RESET, WAYS
+from ways import ASKED, ASKED_BY_CONTROLLER, BY_NAME, PANIC, WAYS
 
 
 class Results:
@@ -96,7 +96,9 @@ class Reloader:
         moment = way.deed(machine, tag)
         machine.awaitBoot()
         took = max(0.0, (machine.done or moment) - moment)
-        if way.moment != ASKED:
+        if way.moment == ASKED_BY_CONTROLLER:
+            moment -= machine.ahead
+        elif way.moment != ASKED:
             moment, took = self.seen(way.moment) or moment, 0.0
         moment += way.later
         answer = told.ask(machine, self.reader)
@@ -112,7 +114,7 @@ class Reloader:
         if moment == PANIC:
             return self.machine.panicMoment()
         reset = self.machine.resetMoment()
-        return reset and reset + (self.machine.ahead if moment == RESET else 0.0)
+        return reset and reset + self.machine.ahead
 
     def startAnew(self):
         """After trouble: the disk is kept."""
