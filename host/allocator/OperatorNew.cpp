@@ -3,11 +3,18 @@
 #include <cstdlib>
 #include <new>
 
-// NOLINTNEXTLINE(misc-new-delete-overloads): mimalloc's deletes any memory of its own
 void* operator new(std::size_t octets) {
   if (void* const memory = std::malloc(octets)) return memory;
   throw std::bad_alloc();
 }
-
-// NOLINTNEXTLINE(misc-new-delete-overloads): likewise
 void* operator new[](std::size_t octets) { return operator new(octets); }
+void* operator new(std::size_t octets, const std::nothrow_t& /*tag*/) noexcept {
+  return std::malloc(octets);
+}
+void* operator new[](std::size_t octets, const std::nothrow_t& /*tag*/) noexcept {
+  return std::malloc(octets);
+}
+void operator delete(void* memory) noexcept { std::free(memory); }
+void operator delete[](void* memory) noexcept { std::free(memory); }
+void operator delete(void* memory, std::size_t /*octets*/) noexcept { std::free(memory); }
+void operator delete[](void* memory, std::size_t /*octets*/) noexcept { std::free(memory); }
