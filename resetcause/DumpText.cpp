@@ -48,12 +48,19 @@ struct LogLine {
   std::string_view message;
 };
 
+// In a dump that is damaged anything may stand there.
+std::optional<double> stampOf(std::string_view text) {
+  constexpr double kMost = 1e10;
+  const auto seconds = Qel::numberOf<double>(trimmed(text));
+  return seconds && *seconds >= 0 && *seconds <= kMost ? seconds : std::nullopt;
+}
+
 LogLine lineOf(std::string_view line) {
   LogLine read;
   if (line.starts_with('<')) line.remove_prefix(std::min(line.find('>'), line.size() - 1) + 1);
   while (line.starts_with('[')) {
     const std::size_t end = std::min(line.find(']'), line.size() - 1);
-    if (!read.stamp) read.stamp = Qel::numberOf<double>(trimmed(line.substr(1, end - 1)));
+    if (!read.stamp) read.stamp = stampOf(line.substr(1, end - 1));
     line.remove_prefix(end + 1);
   }
   read.message = trimmed(line);
@@ -94,8 +101,7 @@ class DumpReader {
     }
     // What a device or a program calls itself stands behind the name of a driver.
     const std::string_view message = read.message;
-    constexpr std::string_view kPanic = "Kernel panic - not syncing: ";
-    if (message.starts_with(kPanic)) panic_ = message.substr(kPanic.size(), kMostOctets);
+    if (message.starts_with(kPanic)) note(panic_, read);
     if (message.starts_with(kSoftdog)) watchdog_ = true;
     if (tellsHeat(message)) note(heat_, read);
     if (!wayIn(message).empty()) note(end_, read);
@@ -103,8 +109,9 @@ class DumpReader {
 
   DumpText result() const {
     if (panicked_ != 0) {
+      const std::string_view text = panic_ ? panic_->line.message.substr(kPanic.size()) : "";
       return {DumpText::Why::panic,
-              panic_.empty() ? "no text" : std::string(panic_),
+              text.empty() ? "no text" : std::string(text.substr(0, kMostOctets)),
               {},
               behind(panicked_)};
     }
@@ -122,6 +129,7 @@ class DumpReader {
   }
 
  private:
+  static constexpr std::string_view kPanic = "Kernel panic - not syncing: ";
   static constexpr std::string_view kSoftdog = "softdog: Initiating system reboot";
   static constexpr std::size_t kMostOctets = 400;
   // A log goes back to what has long been over. In seconds.
@@ -159,7 +167,7 @@ class DumpReader {
   unsigned panicked_ = 0;  // the number of such a dump
   Head restarted_;         // likewise
   bool watchdog_ = false;
-  std::string_view panic_;
+  std::optional<Noted> panic_;
   std::optional<Noted> heat_;
   std::optional<Noted> end_;
   std::map<unsigned, double> ends_;  // of each dump, the stamp of its last line

@@ -97,6 +97,12 @@ bool isOfThisReload(double time, const DumpFolder& folder, bool isMoved, const B
   return isMoved && !boots.wentBack() && folder.made >= boots.start && boots.hasPrevious();
 }
 
+// Of a dump whose first one is of `time`. A stamp that is damaged leads nowhere.
+double timeOf(const DumpText& dump, double time, const Boots& boots) {
+  const double end = time + dump.behind;
+  return boots.cover(time) && !boots.cover(end) ? time : end;
+}
+
 class Crash {
  public:
   Crash(const DumpFolder& folder, std::vector<std::string> files)
@@ -186,7 +192,8 @@ void PstoreSource::look(const Boots& boots, Findings& findings) const {
         if (!knows && !isOfThisReload(time, folder, isMoved, boots)) continue;
         const DumpText dump = readDump(crash.text(findings));
         // When the folder was made the crash was over.
-        addDump(dump, crash, time == folder.made ? std::nullopt : std::optional(time + dump.behind),
+        addDump(dump, crash,
+                time == folder.made ? std::nullopt : std::optional(timeOf(dump, time, boots)),
                 findings);
       }
     }

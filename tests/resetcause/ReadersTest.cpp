@@ -69,6 +69,28 @@ TEST(DumpTextTest, OnlyTheKernelsOwnLineIsAPanicsText) {
             Why::restart);
 }
 
+TEST(DumpTextTest, OfTwoPanicTextsTheNewestIsTold) {
+  const std::string first = "Panic#2 Part1\n<0>[ 9.0] Kernel panic - not syncing: newer\n";
+  const std::string second = "Panic#2 Part2\n<0>[ 8.0] Kernel panic - not syncing: older\n";
+  const std::string oops = "Oops#1 Part1\n<0>[ 7.0] Kernel panic - not syncing: oldest\n";
+  EXPECT_EQ(readDump(first + second + oops).text, "newer");
+  EXPECT_EQ(readDump(oops + second + first).text, "newer");
+}
+
+TEST(DumpTextTest, WhatIsNoTimeSinceTheStartIsNoStamp) {
+  for (const std::string stamp : {"nan", "inf", "-1e9", "1e300"}) {
+    const std::string damaged = "<6>[ " + stamp + "] x\n";
+    EXPECT_EQ(readDump("Shutdown#1 Part1\n" + damaged + "<0>[ 9.0] reboot: Power down\n").way,
+              "power-off")
+        << stamp;
+    EXPECT_EQ(readDump("Oops#1 Part1\n" + damaged + "<1>[ 5.0] BUG\nPanic#2 Part1\n" + damaged +
+                       "<0>[ 9.0] Kernel panic - not syncing: x\n")
+                  .behind,
+              4.0)
+        << stamp;
+  }
+}
+
 TEST(DumpTextTest, ItsLastLineTellsHowTheMachineWentDown) {
   const auto wayOf = [](const std::string& lines) { return readDump("Shutdown#2 " + lines).way; };
   EXPECT_EQ(wayOf("Part1\n<0>[ 9.0] reboot: Power down\n"), "power-off");

@@ -95,6 +95,13 @@ TEST_F(StaleEvidenceTest, APanicAfterAnOopsHasItsOwnTime) {
   EXPECT_EQ(machine.judged().verdict.cause.time, kDownTime);
 }
 
+TEST_F(StaleEvidenceTest, NoDumpIsOfATimeAfterTheStart) {
+  machine.dumped(kDownTime,
+                 "Oops#1 Part1\n<1>[ 10.0] BUG: unable to handle\n"
+                 "Panic#2 Part1\n<0>[ 99999999.0] Kernel panic - not syncing: x\n");
+  EXPECT_EQ(machine.judged().verdict.cause.time, kDownTime);
+}
+
 TEST_F(StaleEvidenceTest, AnOopsThatTheMachineOutlivedIsNoCause) {
   machine.dumped(kDownTime - 60, "Oops#1 Part1\n<1>[ 4940.0] BUG: unable to handle\n");
   EXPECT_EQ(machine.rules(), "11");

@@ -2,6 +2,7 @@
 """How an agent starts and ends, and what it leaves on the system."""
 
 import os
+import resource
 import signal
 import subprocess
 import time
@@ -65,7 +66,26 @@ class Life(support.SystemTest):
     def testItAllocatesWithMimalloc(self):
         agent = self.start()
         with open(f"/proc/{agent.child.pid}/maps", encoding="utf-8") as mapped:
-            self.assertIn("/libmimalloc.so", mapped.read())
+            places = mapped.read()
+        self.assertIn("/libmimalloc.so", places)
+        self.assertNotIn("[heap]", places)  # from where the C library would give it
+
+    @unittest.skipIf(isSanitized(), "a sanitizer ends what it has no memory for")
+    def testItServesOnWhereThereIsNoMemoryForAFile(self):
+        agent = self.start()
+        with open(f"/proc/{agent.child.pid}/statm", encoding="ascii") as sizes:
+            taken = int(sizes.read().split()[5]) * resource.getpagesize()
+        before = resource.prlimit(agent.child.pid, resource.RLIMIT_DATA)
+        resource.prlimit(agent.child.pid, resource.RLIMIT_DATA, (taken + (8 << 20), before[1]))
+        with open(self.database, encoding="utf-8") as database:
+            published = database.read()
+        self.write("kavra.json", published.replace("Power loss", "Overheated") + " " * (48 << 20))
+        support.waitFor(lambda: agent.hasEnded() or "Cannot allocate memory" in agent.said(),
+                        "it is told")
+        self.assertRows(agent, {**rowsOf(0, CAUSES), **rowsOf(1, CAUSES)})
+        resource.prlimit(agent.child.pid, resource.RLIMIT_DATA, before)
+        later = [("Overheated", CAUSES[0][1])]
+        self.assertRows(agent, {**rowsOf(0, later), **rowsOf(1, later)})
 
     def testNoMemoryOfItIsBackedByHugePages(self):
         agent = self.start()
