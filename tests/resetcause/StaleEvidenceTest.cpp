@@ -166,6 +166,27 @@ TEST_F(StaleEvidenceTest, AShutdownInWtmpIsNoneOfABootWhoseStartWasLostThere) {
   EXPECT_EQ(machine.rules(), "11");
 }
 
+TEST_F(StaleEvidenceTest, AShutdownInWtmpMomentsBeforeTheBootBeforeIsNoneOfIt) {
+  machine.settle();
+  machine.reloads(std::string(32, '4'), kThisStart + 60);
+  // Power was lost before the start of the boot before was on the disk there.
+  machine.startsAt(kThis, kThisStart + 60);
+  machine.wtmpHas(kThisStart - 1 - kBeforeStart);
+  EXPECT_EQ(machine.rules(), "11");
+}
+
+TEST_F(StaleEvidenceTest, AShutdownInWtmpThatWasJudgedIsNotJudgedAgain) {
+  machine.wtmpHas(kDown);
+  EXPECT_EQ(judgedAndKept(), "9");
+  // The clock goes back, and wtmp loses the starts of both boots.
+  machine.reloads(std::string(32, '4'), kDownTime - 100);
+  EXPECT_EQ(judgedAndKept(), "11");
+  machine.reloads(std::string(32, '5'), kDownTime + kHour);
+  machine.startsAt(kThis, kDownTime + kHour);
+  machine.wtmpHas(kDown);
+  EXPECT_EQ(judgedAndKept(), "11");
+}
+
 TEST_F(StaleEvidenceTest, AShutdownInWtmpCountsWhereNoClockWasSet) {
   const std::string before(32, '4');
   machine.reloads(before, 10);
