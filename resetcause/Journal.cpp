@@ -7,6 +7,9 @@
 #include <cstddef>
 #include <cstdlib>
 #include <cstring>
+#include <memory>
+#include <optional>
+#include <string_view>
 #include <system_error>
 #include <tuple>
 

@@ -1,6 +1,7 @@
 #include "resetcause/Judgement.h"
 
 #include <memory>
+#include <optional>
 #include <utility>
 
 #include "Kavra/Json/Text.h"

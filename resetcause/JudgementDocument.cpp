@@ -1,7 +1,10 @@
 // A judgement as a document, and back.
 #include <cstddef>
+#include <optional>
+#include <string>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 #include "Qel/Document.h"
 #include "Qel/Limits.h"
