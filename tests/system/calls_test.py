@@ -50,11 +50,6 @@ def rounds(names):
     return [tuple(calls) for calls in found if "sendmsg" in calls]
 
 
-def isSanitized():
-    with open(support.AGENT, "rb") as program:
-        return b"__asan_init" in program.read()
-
-
 class Calls(support.SystemTest):
     def setUp(self):
         super().setUp()
@@ -66,7 +61,7 @@ class Calls(support.SystemTest):
     def ask(self):
         self.assertNotEqual(self.client.bulk(ENTRY, 1), [])
 
-    @unittest.skipIf(isSanitized(), "the sanitizer's allocator calls the system as well")
+    @unittest.skipIf(support.isSanitized(), "the sanitizer's allocator calls the system as well")
     def testARequestTakesThreeSystemCalls(self):
         self.ask()
         trace = Trace(self, self.agent)

@@ -267,14 +267,9 @@ class Chaos(support.SystemTest):
                   f"{kilobytes[-1]} kB")
             self.assertLessEqual(max(descriptors) - min(descriptors), 3)
             # A leak raises the least that is found, too. A sanitizer keeps what is freed.
-            if len(found) > 40 and not self.isSanitized():
+            if len(found) > 40 and not support.isSanitized():
                 half = len(found) // 2
                 self.assertLess(min(kilobytes[half:]) - min(kilobytes[:half]), 1024)
-
-    @staticmethod
-    def isSanitized():
-        with open(support.AGENT, "rb") as program:
-            return b"__asan_init" in program.read()
 
     def tell(self):
         """Which faults there were so far, and how soon all was well after each."""

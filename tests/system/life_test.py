@@ -22,11 +22,6 @@ def mayLimitWatches():
                            "sh", "true"], capture_output=True, check=False).returncode == 0
 
 
-def isSanitized():
-    with open(support.AGENT, "rb") as program:
-        return b"__asan_init" in program.read()
-
-
 class Life(support.SystemTest):
     def setUp(self):
         super().setUp()
@@ -62,7 +57,7 @@ class Life(support.SystemTest):
             caught = next(line for line in status if line.startswith("SigCgt:"))
         return int(caught.split()[1], 16) & 1 << (number - 1)
 
-    @unittest.skipIf(isSanitized(), "a sanitizer brings an allocator of its own")
+    @unittest.skipIf(support.isSanitized(), "a sanitizer brings an allocator of its own")
     def testItAllocatesWithMimalloc(self):
         agent = self.start()
         with open(f"/proc/{agent.child.pid}/maps", encoding="utf-8") as mapped:
@@ -70,7 +65,7 @@ class Life(support.SystemTest):
         self.assertIn("/libmimalloc.so", places)
         self.assertNotIn("[heap]", places)  # from where the C library would give it
 
-    @unittest.skipIf(isSanitized(), "a sanitizer ends what it has no memory for")
+    @unittest.skipIf(support.isSanitized(), "a sanitizer ends what it has no memory for")
     def testItServesOnWhereThereIsNoMemoryForAFile(self):
         agent = self.start()
         with open(f"/proc/{agent.child.pid}/statm", encoding="ascii") as sizes:

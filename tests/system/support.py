@@ -42,6 +42,12 @@ def freePort():
         return probe.getsockname()[1]
 
 
+def isSanitized():
+    """Whether the agent is of a build with sanitizers, which bring an allocator of their own."""
+    with open(AGENT, "rb") as program:
+        return b"__asan_init" in program.read()
+
+
 def waitFor(condition, what):
     """The first true answer of the condition, which paces itself or is looked at often."""
     deadline = time.monotonic() + PATIENCE
