@@ -1,6 +1,7 @@
 #include "resetcause/BootOrder.h"
 
 #include <algorithm>
+#include <cmath>
 #include <iterator>
 #include <map>
 #include <string_view>
@@ -54,8 +55,13 @@ void addBeat(const Root& root, Boots& boots, Findings& findings) {
   findings.attempt("heartbeat", root.path(kStateFolder),
                    [&] { beat = Heartbeat(root).lastBefore(boots.id); });
   if (!beat) return;
-  const bool isNewer = findings.hasMemory() && !findings.wasKnown(bootMark(beat->boot)) &&
-                       findings.wasKnown(bootMark(boots.previousId));
+  // It lies there until the next beat, perhaps for several boots.
+  const std::string mark = bootMark(beat->boot);
+  const bool isInJournal = findings.seen().contains(mark);
+  const bool isNew = findings.isNew(mark) && !isInJournal;
+  // Where the memory does not tell which of the two was later, the clock does.
+  const bool isNewer =
+      isNew && (findings.wasKnown(bootMark(boots.previousId)) || beat->time > boots.lastSign);
   if (boots.previousId.empty() || isNewer) {
     boots.previousId = beat->boot;
     boots.previousStart.reset();
@@ -66,10 +72,23 @@ void addBeat(const Root& root, Boots& boots, Findings& findings) {
   }
 }
 
-void addWtmp(const Root& root, Boots& boots, Findings& findings) {
+// Whether a start in wtmp is that of another boot, after which the one before lost its own there.
+bool isOfAnother(double start, const JournalBoots& known, const Boots& boots,
+                 const Findings& findings) {
+  constexpr double kUntilWritten = 120;  // seconds
+  const auto isNear = [start](double other) { return std::abs(start - other) <= kUntilWritten; };
+  const auto judged = findings.lastStart();
+  if (judged && findings.lastJudged() != boots.previousId && isNear(*judged)) return true;
+  return std::ranges::any_of(known, [&](const Journal::Boot& boot) {
+    return boot.id != boots.previousId && boot.id != boots.id && isNear(boot.start);
+  });
+}
+
+void addWtmp(const Root& root, const JournalBoots& known, Boots& boots, Findings& findings) {
   if (boots.previousStart) return;
   findings.attempt("wtmp", root.path("/var/log/wtmp"), [&] {
-    boots.previousStart = beforeBoot(wtmpOf(root), boots.start, boots.previousStart).start;
+    const auto start = beforeBoot(wtmpOf(root), boots.start, boots.previousStart).start;
+    if (start && !isOfAnother(*start, known, boots, findings)) boots.previousStart = start;
   });
 }
 
@@ -138,7 +157,7 @@ Boots bootsOf(const Root& root, const Journal& journal, const Qel::Clock& clock,
     boots.lastSign = boots.previousStart;
   }
   addBeat(root, boots, findings);
-  addWtmp(root, boots, findings);
+  addWtmp(root, known, boots, findings);
   return boots;
 }
 

@@ -51,12 +51,21 @@ class Found {
   const Evidence& first(Kind kind) const {
     return *std::ranges::find(evidence_, kind, &Evidence::kind);
   }
-  // The first time that one of the kinds tells, in their order.
+  // The last of a kind, by their times. The machine may have gone down several times before it came
+  // so far as to judge: the last time counts, and what follows within a crash is of that crash.
+  Evidence last(Kind kind) const {
+    constexpr double kCrash = 10;  // seconds
+    auto some = of(bitOf(kind));
+    const auto timeOf = [](const Evidence& one) { return one.time.value_or(0); };
+    std::ranges::stable_sort(some, {}, timeOf);
+    return *std::ranges::lower_bound(some, timeOf(some.back()) - kCrash, {}, timeOf);
+  }
+  // The last time of the first of the kinds, in their order, that tells one.
   template <class... Each>
   std::optional<double> timeOf(Each... kinds) const {
     std::optional<double> time;
     for (const Kind kind : {kinds...}) {
-      if (!time && has(kind)) time = first(kind).time;
+      if (!time && has(kind)) time = last(kind).time;
     }
     return time;
   }
@@ -88,18 +97,8 @@ bool contains(std::string_view text, std::string_view part) {
   return text.find(part) != std::string_view::npos;
 }
 
-// The machine may have panicked several times before it came so far as to judge. The last time
-// counts, and what follows within a crash is of that crash.
-Evidence lastPanic(const Found& found) {
-  constexpr double kCrash = 10;  // seconds
-  auto dumps = found.of(anyOf(Kind::panicDump));
-  const auto timeOf = [](const Evidence& one) { return one.time.value_or(0); };
-  std::ranges::stable_sort(dumps, {}, timeOf);
-  return *std::ranges::lower_bound(dumps, timeOf(dumps.back()) - kCrash, {}, timeOf);
-}
-
 void tellPanic(const Found& found, Cause& cause) {
-  const Evidence dump = lastPanic(found);
+  const Evidence dump = found.last(Kind::panicDump);
   cause.text = "Kernel panic: " + dump.text;
   if (contains(dump.text, "sysrq triggered crash")) cause.text += " (forced by an operator)";
   cause.confidence = Confidence::certain;
@@ -137,7 +136,7 @@ void tellMaker(const Found& found, Cause& cause) {
 }
 
 void tellHalt(const Found& found, Cause& cause) {
-  const Evidence& dump = found.first(Kind::haltDump);
+  const Evidence dump = found.last(Kind::haltDump);
   cause.confidence = Confidence::certain;
   cause.time = dump.time;
   if (contains(dump.text, "emperature")) {

@@ -14,7 +14,8 @@ constexpr double kHour = 3600;
 }  // namespace
 
 bool Boots::cover(double time) const noexcept {
-  if (!previousStart || *previousStart < kFirstTime || time < *previousStart) return false;
+  const auto from = previousStart ? previousStart : lastSign;
+  if (!from || *from < kFirstTime || time < *from) return false;
   return time <= (wentBack() ? *lastSign + kHour : start);
 }
 

@@ -33,9 +33,10 @@ struct Boots {
   bool hasPrevious() const noexcept { return !previousId.empty() || previousStart; }
   // Whether the clock tells that this boot started before the last sign of the one before it.
   bool wentBack() const noexcept { return lastSign && start < *lastSign; }
-  // Whether a time, of the clock before the reload, is one between the starts of the two boots. A
-  // clock that went back since is no end: then it is an hour after the last sign. Where the clock
-  // was not set at the start before, nobody knows, and it is not.
+  // Whether a time, of the clock before the reload, is one between the starts of the two boots;
+  // behind the last sign, where nobody knows when the one before started. A clock that went back
+  // since is no end: then it is an hour after the last sign. Where the clock was not set at the
+  // start before, nobody knows, and it is not.
   bool cover(double time) const noexcept;
 };
 

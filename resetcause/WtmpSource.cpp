@@ -16,7 +16,9 @@ namespace {
 bool isOfBootBefore(double shutdown, const Boots& boots) {
   constexpr double kLater = 3600;  // seconds
   constexpr double kBeforeEnd = 300;
-  if (boots.lastSign && shutdown < *boots.lastSign - kBeforeEnd) return false;
+  // The journal goes on for a while behind the record. Whoever beats is stopped before it.
+  const double behind = boots.hasJournal ? kBeforeEnd : 0;
+  if (boots.lastSign && shutdown < *boots.lastSign - behind) return false;
   if (!boots.previousStart) return true;
   if (shutdown < *boots.previousStart) return false;
   return shutdown <= boots.start || !boots.lastSign || shutdown <= *boots.lastSign + kLater;

@@ -122,7 +122,7 @@ TEST_F(HostileSourcesTest, AUsersEntryInTheJournalIsNoRecord) {
 
 TEST_F(HostileSourcesTest, APieceOfARecordAtTheEndOfWtmpIsPassedOver) {
   machine.wtmpHas(kDown);
-  cutTo("/var/log/wtmp", 384 * 5 - 100);
+  cutTo("/var/log/wtmp", 384 * 7 - 100);
   EXPECT_EQ(machine.rules(), "2 9");
 }
 

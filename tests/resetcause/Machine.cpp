@@ -39,10 +39,11 @@ std::string newFolder() {
 // As utmpdump prints one, and reads it.
 std::string wtmpLine(int type, const std::string& user, double time) {
   const auto whole = static_cast<std::time_t>(std::floor(time));
+  const auto micro = static_cast<int>((time - std::floor(time)) * 1e6);
   return fmt::format(
       "[{}] [00000] [~~  ] [{:<8}] [~           ] [6.1.0-40-amd64      ] [0.0.0.0        ] "
-      "[{:%Y-%m-%dT%H:%M:%S},000000+00:00]\n",
-      type, user, fmt::gmtime(whole));
+      "[{:%Y-%m-%dT%H:%M:%S},{:06}+00:00]\n",
+      type, user, fmt::gmtime(whole), micro);
 }
 
 constexpr int kRunLevel = 1;
@@ -125,11 +126,22 @@ void Machine::journalStops(double seconds) {
 }
 
 void Machine::wtmpHas(const std::optional<double>& shutdown) {
-  std::string text = wtmpLine(kBootTime, "reboot", starts_.at(kOlder) + 5) +
-                     wtmpLine(kBootTime, "reboot", starts_.at(kBefore) + 5);
-  if (shutdown) text += wtmpLine(kRunLevel, "shutdown", starts_.at(kBefore) + *shutdown);
-  text += wtmpLine(kBootTime, "reboot", starts_.at(kThis) + 5);
-  text += wtmpLine(kRunLevel, "runlevel", starts_.at(kThis) + 9);
+  using What = ResetCause::WtmpRecord::What;
+  std::vector<ResetCause::WtmpRecord> records{{What::boot, starts_.at(kOlder) + 5},
+                                              {What::boot, starts_.at(kBefore) + 5}};
+  if (shutdown) records.push_back({What::shutdown, starts_.at(kBefore) + *shutdown});
+  records.push_back({What::boot, starts_.at(kThis) + 5});
+  wtmpIs(records);
+}
+
+void Machine::wtmpIs(const std::vector<ResetCause::WtmpRecord>& records) const {
+  std::string text;
+  for (const ResetCause::WtmpRecord& one : records) {
+    const bool isBoot = one.what == ResetCause::WtmpRecord::What::boot;
+    text += isBoot ? wtmpLine(kBootTime, "reboot", one.time) +
+                         wtmpLine(kRunLevel, "runlevel", one.time + 4)
+                   : wtmpLine(kRunLevel, "shutdown", one.time);
+  }
   writes("/wtmp.txt", text);
   std::filesystem::create_directories(folder_ + "/var/log");
   run("utmpdump -r <" + folder_ + "/wtmp.txt >" + folder_ + "/var/log/wtmp 2>/dev/null");
@@ -165,6 +177,11 @@ void Machine::loses(const std::string& boot) {
   std::erase_if(entries_, [&](const std::string& entry) {
     return entry.find("_BOOT_ID=" + boot + "\n") != std::string::npos;
   });
+  settled_ = std::string::npos;
+}
+
+void Machine::losesAll() {
+  entries_.clear();
   settled_ = std::string::npos;
 }
 

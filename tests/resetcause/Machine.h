@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "resetcause/Judgement.h"
+#include "resetcause/Wtmp.h"
 #include "support/ManualClock.h"
 
 namespace resetcausetest {
@@ -52,6 +53,8 @@ class Machine {
   void journalStops(double seconds);
   // wtmp of the two boots and this one, with the shutdown of the one before.
   void wtmpHas(const std::optional<double>& shutdown);
+  // wtmp of whatever boots.
+  void wtmpIs(const std::vector<ResetCause::WtmpRecord>& records) const;
 
   // A dump, and the folder in which systemd-pstore put it, made at a time.
   void dumped(double second, const std::string& text, double made = kThisStart + 5);
@@ -59,8 +62,9 @@ class Machine {
 
   // What it said so far is nowhere to be read.
   void keepsNoJournal();
-  // Its entries are gone from the journal.
+  // Its entries are gone from the journal; those of all boots are.
   void loses(const std::string& boot);
+  void losesAll();
   // The machine goes on, and down again: what is this boot is the one before now.
   void reloads(const std::string& boot, double start);
 

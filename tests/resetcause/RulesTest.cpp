@@ -161,6 +161,19 @@ TEST(RulesTest, AnEndWithoutShutdownIsToldByTheWayOfItsDump) {
             "Over temperature: Temperature too high");
 }
 
+TEST(RulesTest, OfSeveralEndsWithoutShutdownTheLastIsTold) {
+  Evidence earlier = found(haltDump, "", kLast - 600);
+  earlier.way = "halt";
+  const Cause cause = causeOf({earlier, dumpOf("power-off", "")});
+  EXPECT_EQ(cause.text, "Immediate power-off without shutdown");
+  EXPECT_EQ(cause.time, kLast - 5);
+}
+
+TEST(RulesTest, OfSeveralWatchdogsTheLastIsTold) {
+  EXPECT_EQ(causeOf({found(bmcWatchdog, "", kLast - 600), found(bmcWatchdog, "", kLast - 5)}).time,
+            kLast - 5);
+}
+
 TEST(RulesTest, ADumpThatDoesNotTellTheWayIsDoubted) {
   const Cause cause = causeOf({dumpOf("", "")});
   EXPECT_EQ(cause.text, "Immediate restart without shutdown");
@@ -557,6 +570,12 @@ TEST(BootsTest, ATimeIsCoveredBetweenTheStartsOfBoth) {
   EXPECT_FALSE(kBoots.cover(kStart + 1));
   EXPECT_FALSE((Boots{.id = "b", .start = kStart}.cover(kStart - 1)));
   EXPECT_FALSE((Boots{.start = kStart, .previousStart = 10}.cover(kStart - 1)));
+  // Whatever comes behind the last sign of a boot is of its end, whenever it began.
+  const Boots beaten{.start = kStart, .lastSign = kLast};
+  EXPECT_FALSE(beaten.cover(kLast - 1));
+  EXPECT_TRUE(beaten.cover(kLast));
+  EXPECT_TRUE(beaten.cover(kStart));
+  EXPECT_FALSE((Boots{.start = kStart, .lastSign = 10}.cover(kStart - 1)));
 }
 
 TEST(BootsTest, AClockThatWentBackIsTold) {
