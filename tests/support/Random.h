@@ -24,7 +24,8 @@ inline int randomSteps(int usual) {
 // test prints replay() before it starts.
 class Random {
  public:
-  Random() : seed_(seedOfRun()), engine_(seed_) {}
+  Random() : Random(seedOfRun()) {}
+  explicit Random(unsigned seed) : seed_(seed), engine_(seed_) {}
 
   unsigned seed() const noexcept { return seed_; }
   std::string replay() const { return "repeat with MISCSNMP_RANDOM_SEED=" + std::to_string(seed_); }
