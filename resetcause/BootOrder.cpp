@@ -50,18 +50,16 @@ std::optional<Journal::Boot> latestOf(const JournalBoots& boots) {
 }
 
 // What the heartbeat adds: the boot before, where the journal has lost it, and how long it ran.
-void addBeat(const Root& root, Boots& boots, Findings& findings) {
+void addBeat(const Root& root, const JournalBoots& known, Boots& boots, Findings& findings) {
   std::optional<Beat> beat;
   findings.attempt("heartbeat", root.path(kStateFolder),
                    [&] { beat = Heartbeat(root).lastBefore(boots.id); });
   if (!beat) return;
   // It lies there until the next beat, perhaps for several boots.
-  const std::string mark = bootMark(beat->boot);
-  const bool isInJournal = findings.seen().contains(mark);
-  const bool isNew = findings.isNew(mark) && !isInJournal;
+  const bool isNew = findings.isNew(bootMark(beat->boot)) && bootIn(known, beat->boot) == nullptr;
   // Where the memory does not tell which of the two was later, the clock does.
-  const bool isNewer =
-      isNew && (findings.wasKnown(bootMark(boots.previousId)) || beat->time > boots.lastSign);
+  const bool isBetween = beat->time > boots.lastSign && beat->time < boots.start;
+  const bool isNewer = isNew && (isBetween || findings.wasKnown(bootMark(boots.previousId)));
   if (boots.previousId.empty() || isNewer) {
     boots.previousId = beat->boot;
     boots.previousStart.reset();
@@ -72,23 +70,35 @@ void addBeat(const Root& root, Boots& boots, Findings& findings) {
   }
 }
 
-// Whether a start in wtmp is that of another boot, after which the one before lost its own there.
-bool isOfAnother(double start, const JournalBoots& known, const Boots& boots,
-                 const Findings& findings) {
+using WtmpRecords = std::vector<WtmpRecord>;
+
+// Whether a start in wtmp is that of a boot whose kernel started at `other`: none is nearer to it.
+bool isStartOf(double other, double start, const WtmpRecords& records) {
   constexpr double kUntilWritten = 120;  // seconds
-  const auto isNear = [start](double other) { return std::abs(start - other) <= kUntilWritten; };
+  const double between = std::abs(start - other);
+  return between <= kUntilWritten && std::ranges::none_of(records, [&](const WtmpRecord& one) {
+           return one.what == WtmpRecord::What::boot && std::abs(one.time - other) < between;
+         });
+}
+
+// Whether it is that of another boot, after which the one before lost its own there.
+bool isOfAnother(double start, const WtmpRecords& records, const JournalBoots& known,
+                 const Boots& boots, const Findings& findings) {
   const auto judged = findings.lastStart();
-  if (judged && findings.lastJudged() != boots.previousId && isNear(*judged)) return true;
+  const bool isJudged = judged && findings.lastJudged() != boots.previousId;
+  if (isJudged && isStartOf(*judged, start, records)) return true;
   return std::ranges::any_of(known, [&](const Journal::Boot& boot) {
-    return boot.id != boots.previousId && boot.id != boots.id && isNear(boot.start);
+    return boot.id != boots.previousId && boot.id != boots.id &&
+           isStartOf(boot.start, start, records);
   });
 }
 
 void addWtmp(const Root& root, const JournalBoots& known, Boots& boots, Findings& findings) {
   if (boots.previousStart) return;
   findings.attempt("wtmp", root.path("/var/log/wtmp"), [&] {
-    const auto start = beforeBoot(wtmpOf(root), boots.start, boots.previousStart).start;
-    if (start && !isOfAnother(*start, known, boots, findings)) boots.previousStart = start;
+    const WtmpRecords records = wtmpOf(root);
+    const auto start = beforeBoot(records, boots.start, boots.previousStart).start;
+    if (start && !isOfAnother(*start, records, known, boots, findings)) boots.previousStart = start;
   });
 }
 
@@ -156,7 +166,7 @@ Boots bootsOf(const Root& root, const Journal& journal, const Qel::Clock& clock,
     boots.previousStart = findings.lastStart();
     boots.lastSign = boots.previousStart;
   }
-  addBeat(root, boots, findings);
+  addBeat(root, known, boots, findings);
   addWtmp(root, known, boots, findings);
   return boots;
 }

@@ -39,8 +39,6 @@ class Findings {
   // The boot that was judged last, and when its kernel started; null where none was.
   std::optional<std::string> lastJudged() const;
   std::optional<double> lastStart() const;
-  // Whether an earlier boot was judged.
-  bool hasMemory() const noexcept { return !known_.empty(); }
   const Marks& seen() const noexcept { return seen_; }
 
   // Each names the source and the place, and is passed over: "journal: /var/...: why". Named once.

@@ -30,7 +30,7 @@ void needOurs(const struct stat& status, mode_t others) {
 // Clocks of hardware are a little off; where that of the machine was not set, nobody knows.
 bool isOfAnotherReload(const Evidence& one, const Boots& boots) {
   constexpr double kSlack = 120;  // seconds
-  if (!one.time || !boots.previousStart || !boots.cover(*boots.previousStart)) return false;
+  if (!one.time || !boots.begin() || !boots.cover(*boots.begin())) return false;
   return !boots.cover(*one.time - kSlack) && !boots.cover(*one.time) &&
          !boots.cover(*one.time + kSlack);
 }

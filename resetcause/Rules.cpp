@@ -121,7 +121,7 @@ void tellWatchdog(const Found& found, Cause& cause) {
     cause.since = found.first(Kind::logind).time;
   }
   cause.confidence = Confidence::certain;
-  cause.time = found.timeOf(Kind::bmcWatchdog, Kind::softwareWatchdog, Kind::watchdog);
+  cause.time = std::max(found.timeOf(Kind::bmcWatchdog), found.timeOf(Kind::softwareWatchdog));
   cause.action = "Look at the end of the last boot's journal for what stood still";
   // An end in order is no watchdog's, unless it hung behind that.
   const bool isRegisterAlone = !found.has(anyOf(Kind::bmcWatchdog, Kind::softwareWatchdog));

@@ -1,6 +1,7 @@
 #include "resetcause/Verdict.h"
 
 #include <array>
+#include <cmath>
 #include <cstddef>
 
 namespace ResetCause {
@@ -14,8 +15,8 @@ constexpr double kHour = 3600;
 }  // namespace
 
 bool Boots::cover(double time) const noexcept {
-  const auto from = previousStart ? previousStart : lastSign;
-  if (!from || *from < kFirstTime || time < *from) return false;
+  const auto from = begin();
+  if (!from || *from < kFirstTime || time < std::floor(*from)) return false;
   return time <= (wentBack() ? *lastSign + kHour : start);
 }
 

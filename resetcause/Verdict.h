@@ -33,10 +33,12 @@ struct Boots {
   bool hasPrevious() const noexcept { return !previousId.empty() || previousStart; }
   // Whether the clock tells that this boot started before the last sign of the one before it.
   bool wentBack() const noexcept { return lastSign && start < *lastSign; }
-  // Whether a time, of the clock before the reload, is one between the starts of the two boots;
-  // behind the last sign, where nobody knows when the one before started. A clock that went back
-  // since is no end: then it is an hour after the last sign. Where the clock was not set at the
-  // start before, nobody knows, and it is not.
+  // From when on times are of the one before: its start, or else its last sign.
+  std::optional<double> begin() const noexcept { return previousStart ? previousStart : lastSign; }
+  // Whether a time, of the clock before the reload, is one between begin() and the start of this
+  // boot, in whole seconds, as dumps have them. A clock that went back since is no end: then it is
+  // an hour after the last sign. Where the clock was not set at the start before, nobody knows, and
+  // it is not.
   bool cover(double time) const noexcept;
 };
 

@@ -15,12 +15,11 @@ namespace {
 // one.
 bool isOfBootBefore(double shutdown, const Boots& boots) {
   constexpr double kLater = 3600;  // seconds
-  constexpr double kBeforeEnd = 300;
-  // The journal goes on for a while behind the record. Whoever beats is stopped before it.
-  const double behind = boots.hasJournal ? kBeforeEnd : 0;
+  // The journal goes on for a while behind the record. Whoever beats is stopped before it, by a
+  // clock that may be set between.
+  const double behind = boots.hasJournal ? 300 : 2;
   if (boots.lastSign && shutdown < *boots.lastSign - behind) return false;
-  if (!boots.previousStart) return true;
-  if (shutdown < *boots.previousStart) return false;
+  if (boots.previousStart && shutdown < *boots.previousStart) return false;
   return shutdown <= boots.start || !boots.lastSign || shutdown <= *boots.lastSign + kLater;
 }
 

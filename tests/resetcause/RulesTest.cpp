@@ -172,6 +172,9 @@ TEST(RulesTest, OfSeveralEndsWithoutShutdownTheLastIsTold) {
 TEST(RulesTest, OfSeveralWatchdogsTheLastIsTold) {
   EXPECT_EQ(causeOf({found(bmcWatchdog, "", kLast - 600), found(bmcWatchdog, "", kLast - 5)}).time,
             kLast - 5);
+  EXPECT_EQ(
+      causeOf({found(bmcWatchdog, "", kLast - 600), found(softwareWatchdog, "", kLast - 5)}).time,
+      kLast - 5);
 }
 
 TEST(RulesTest, ADumpThatDoesNotTellTheWayIsDoubted) {

@@ -235,50 +235,6 @@ TEST_F(StaleEvidenceTest, ABootThatLeftNothingButABeatIsTheOneBefore) {
   EXPECT_EQ(machine.judged().boots.previousStart, 1700029005);
 }
 
-TEST_F(StaleEvidenceTest, ABeatOfABootThatWasToldOfIsNoneOfALaterOne) {
-  judgedAndKept();
-  // A boot leaves nothing but its beat, the next one is over before its first.
-  machine.loses(kThis);
-  machine.writes("/var/lib/norvek-reset-cause/heartbeat.json",
-                 R"({"boot": ")" + kThis + R"(", "time": 1700020050})");
-  const std::string brief(32, '4');
-  machine.reloads(brief, kThisStart + kHour);
-  EXPECT_EQ(judgedAndKept(), "11");
-  machine.reloads(std::string(32, '5'), kThisStart + kHour + 20);
-  EXPECT_EQ(machine.judged().boots.previousId, brief);
-}
-
-TEST_F(StaleEvidenceTest, ABeatBehindABootThatNobodyJudgedEitherIsOfALaterOne) {
-  machine.settle();
-  machine.reloads(std::string(32, '4'), kThisStart + kHour);
-  const std::string brief(32, '5');
-  const auto beats = [&](double time) {
-    machine.writes("/var/lib/norvek-reset-cause/heartbeat.json",
-                   R"({"boot": ")" + brief + R"(", "time": )" + std::to_string(time) + "}");
-    return machine.judged().boots.previousId;
-  };
-  EXPECT_EQ(beats(kThisStart + 900), brief);
-  // By its clock it is of an earlier one.
-  EXPECT_EQ(beats(kThisStart - 900), kThis);
-}
-
-TEST_F(StaleEvidenceTest, AStartInWtmpOfTheBootThatWasJudgedIsNoneOfALaterOne) {
-  judgedAndKept();
-  machine.dumped(kThisStart + 900, kPanic, kThisStart + 1000);
-  // The next boot was not judged; of it there is but a beat.
-  const std::string brief(32, '4');
-  machine.writes("/var/lib/norvek-reset-cause/heartbeat.json",
-                 R"({"boot": ")" + brief + R"(", "time": 1700021050})");
-  const auto starts = [](double time) { return WtmpRecord{WtmpRecord::What::boot, time}; };
-  machine.wtmpIs({starts(kThisStart + 5), starts(kThisStart + kHour + 5)});
-  machine.reloads(std::string(32, '5'), kThisStart + kHour);
-  EXPECT_EQ(machine.rules(), "11");
-  EXPECT_EQ(machine.judged().boots.previousStart, std::nullopt);
-  // Nor is that of one that the journal knows.
-  machine.wtmpIs({starts(kBeforeStart + 5), starts(kThisStart + kHour + 5)});
-  EXPECT_EQ(machine.judged().boots.previousStart, std::nullopt);
-}
-
 TEST_F(StaleEvidenceTest, TheBootThatRunsIsKnownLaterThoughItsJournalIsNotOnTheDiskYet) {
   machine.keepsNoJournal();
   EXPECT_THAT(judge(machine.root(), *machine.clock_).seen, Contains(bootMark(kThis)));
