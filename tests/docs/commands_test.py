@@ -42,7 +42,9 @@ ELSEWHERE = [
      "agent/example-agent"),
     (r"g\+\+ .*examples/table/table.cpp .*", "tests/package/check", "table/table.cpp"),
     (r"snmptable .*script/base-mibs.*", "script/run", "snmptable"),
-    (r"MISCSNMP_RANDOM_SEED=\d+ (MISCSNMP_RANDOM_STEPS=\d+ )?ctest .*", "script/test", "ctest --test-dir"),
+    (r"MISCSNMP_RANDOM_SEED=\d+ ctest .*", "script/test", "ctest --test-dir"),
+    (r"MISCSNMP_RANDOM_SEED=\d+ .*RandomLives\*'", "tests/resetcause/RandomLivesTest.cpp",
+     "RandomLivesTest"),
     (r"script/mutate .*", "tests/script/mutate_test.py", "mutate"),
     # These would write below /var/lib of the machine, and have it reload.
     (r"norvek-reset-cause record .*", "tests/resetcause/CommandLineTest.cpp", '{"record", "--db"'),

@@ -29,8 +29,8 @@ constexpr double kDay = 24 * kHour;
 constexpr double kBeatPeriod = 30;
 constexpr double kFirstBeat = 12;
 constexpr double kSync = 300;  // of the journal
-constexpr double kTimeError =
-    4;  // of what is told: the end in order takes three, a dump's id has whole ones
+// Of what is told: an end in order takes three, and a dump's id has whole ones.
+constexpr double kTimeError = 4;
 constexpr double kUnset = 10;  // what a clock stands at that nobody set
 
 constexpr double kSome = 0.05;
@@ -162,6 +162,7 @@ void Life::expects(const Told& told) {
   // What came before a boot that was not judged is told as well, where nothing of that boot is
   // left.
   if (leavesJournal_ || leavesBeat_) forgets();
+  if (leavesJournal_ || leavesBeat_ || wasJudged_) last_ = boot_;
   told_.beside.insert(told_.first.begin(), told_.first.end());
   if (!told_.first.empty()) told_.beside.insert(told.first.begin(), told.first.end());
   told_.first.insert(told.first.begin(), told.first.end());
@@ -234,6 +235,7 @@ void Life::isJudged() {
   const ResetCause::Judgement judgement = machine_.judged();
   const ResetCause::Verdict& verdict = judgement.verdict;
   SCOPED_TRACE(textOf(judgement.boots));
+  EXPECT_EQ(judgement.boots.previousId, last_);
   EXPECT_THAT(told_.first, Contains(verdict.cause.rule)) << verdict.cause.text;
   comparesTexts(verdict.cause);
   comparesTimes(verdict.cause);

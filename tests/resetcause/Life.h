@@ -89,6 +89,7 @@ class Life {
   bool wasJudged_ = false;
   bool leavesJournal_ = true;
   bool leavesBeat_ = false;
+  std::string last_ = kBefore;  // the last boot before it of which there is something
   // What the hardware tells the next one.
   unsigned watchdog_ = 0;
   bool isKexec_ = false;

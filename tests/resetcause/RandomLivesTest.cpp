@@ -3,7 +3,7 @@
 #include <fmt/format.h>
 #include <gtest/gtest.h>
 
-#include <cstdlib>
+#include <algorithm>
 #include <functional>
 #include <string>
 #include <vector>
@@ -145,11 +145,6 @@ const std::vector<std::function<void(Life&)>> kEvents{
                                               life.down() / 2));
     }};
 
-unsigned firstSeed() {
-  const char* seed = std::getenv("MISCSNMP_RANDOM_SEED");
-  return seed == nullptr ? 1U : static_cast<unsigned>(std::stoul(seed));
-}
-
 void lives(unsigned seed) {
   std::string story = fmt::format("repeat with MISCSNMP_RANDOM_SEED={}", seed);
   Life life(seed);
@@ -169,8 +164,8 @@ void lives(unsigned seed) {
 
 // The same lives each time, unless the environment names others.
 TEST(RandomLivesTest, EachReloadIsToldByWhatItLeftItself) {
-  const unsigned seed = firstSeed();
-  const int number = support::randomSteps(5 * kReloads) / kReloads;
+  const unsigned seed = support::Random::seedOr(1);
+  const int number = std::max(1, support::randomSteps(5 * kReloads) / kReloads);
   for (int i = 0; i < number && !HasFailure(); ++i) lives(seed + static_cast<unsigned>(i));
 }
 

@@ -24,20 +24,20 @@ inline int randomSteps(int usual) {
 // test prints replay() before it starts.
 class Random {
  public:
-  Random() : Random(seedOfRun()) {}
+  Random() : Random(seedOr(std::random_device()())) {}
   explicit Random(unsigned seed) : seed_(seed), engine_(seed_) {}
 
   unsigned seed() const noexcept { return seed_; }
   std::string replay() const { return "repeat with MISCSNMP_RANDOM_SEED=" + std::to_string(seed_); }
+  // That of MISCSNMP_RANDOM_SEED, or another.
+  static unsigned seedOr(unsigned otherwise) {
+    const char* seed = std::getenv("MISCSNMP_RANDOM_SEED");
+    return seed == nullptr ? otherwise : static_cast<unsigned>(std::stoul(seed));
+  }
   // A number from 0 to `limit` - 1.
   unsigned below(unsigned limit) { return std::uniform_int_distribution(0U, limit - 1)(engine_); }
 
  private:
-  static unsigned seedOfRun() {
-    const char* seed = std::getenv("MISCSNMP_RANDOM_SEED");
-    return seed == nullptr ? std::random_device()() : static_cast<unsigned>(std::stoul(seed));
-  }
-
   const unsigned seed_;
   std::mt19937 engine_;
 };
