@@ -16,13 +16,12 @@ namespace {
 using resetcausetest::kBefore;
 using resetcausetest::kBeforeStart;
 using resetcausetest::kDown;
+using resetcausetest::kHour;
+using resetcausetest::kPanic;
 using resetcausetest::kThis;
 using resetcausetest::kThisStart;
 using resetcausetest::Machine;
 using What = WtmpRecord::What;
-
-constexpr char kPanic[] = "Panic#1 Part1\n<0>[ 1.1] Kernel panic - not syncing: sysrq\n";
-constexpr double kHour = 3600;
 
 // Boots after those of the machine.
 const std::string kFourth(32, '4');
@@ -30,11 +29,6 @@ const std::string kFifth(32, '5');
 
 class BootThatBeatTest : public testing::Test {
  protected:
-  std::string judgedAndKept() {
-    const Judgement judgement = machine.judged();
-    keep(machine.root(), judgement);
-    return resetcausetest::rulesOf(judgement.verdict);
-  }
   void beats(const std::string& boot, double time) {
     machine.writes("/var/lib/norvek-reset-cause/heartbeat.json",
                    fmt::format(R"({{"boot": "{}", "time": {:.3f}}})", boot, time));
@@ -59,11 +53,11 @@ class BootThatBeatTest : public testing::Test {
 };
 
 TEST_F(BootThatBeatTest, IsNotTheLastOnceMoreBehindABootThatDidNot) {
-  judgedAndKept();
+  machine.judgedAndKept();
   machine.loses(kThis);
   beats(kThis, kThisStart + 50);
   machine.reloads(kFourth, kThisStart + kHour);
-  EXPECT_EQ(judgedAndKept(), "11");
+  EXPECT_EQ(machine.judgedAndKept(), "11");
   // It is over before its first beat.
   machine.reloads(kFifth, kThisStart + kHour + 20);
   EXPECT_EQ(bootBefore(), kFourth);
@@ -82,7 +76,7 @@ TEST_F(BootThatBeatTest, FollowsOneThatNobodyJudgedEither) {
 }
 
 TEST_F(BootThatBeatTest, FollowsTheOneThatWasJudgedWhateverTheClock) {
-  judgedAndKept();
+  machine.judgedAndKept();
   machine.loses(kThis);
   beats(kFourth, kThisStart + 2 * kHour);
   machine.reloads(kFifth, kThisStart + kHour);
@@ -98,7 +92,7 @@ TEST_F(BootThatBeatTest, IsNotBeforeTheLastOfAnotherMachinesDiskWhereItCameBehin
 }
 
 TEST_F(BootThatBeatTest, DidNotStartWhenTheOneThatWasJudgedDid) {
-  judgedAndKept();
+  machine.judgedAndKept();
   machine.dumped(kThisStart + 900, kPanic, kThisStart + 1000);
   beats(kFourth, kThisStart + 1050);
   machine.wtmpIs({{What::boot, kThisStart + 5}, {What::boot, kThisStart + kHour + 5}});
@@ -114,7 +108,7 @@ TEST_F(BootThatBeatTest, DidNotStartWhenTheOneThatWasJudgedDid) {
 }
 
 TEST_F(BootThatBeatTest, HasItsOwnStartHoweverSoonItCame) {
-  judgedAndKept();
+  machine.judgedAndKept();
   beats(kFourth, kThisStart + 600);
   machine.wtmpIs({{What::boot, kThisStart + 5},
                   {What::boot, kThisStart + 65},
@@ -128,7 +122,7 @@ TEST_F(BootThatBeatTest, HasItsOwnStartHoweverSoonItCame) {
 }
 
 TEST_F(BootThatBeatTest, MayPanicInTheSecondOfItsLastBeat) {
-  judgedAndKept();
+  machine.judgedAndKept();
   beats(kFourth, kThisStart + 600.3);
   machine.wtmpIs({{What::boot, kThisStart + 5}, {What::boot, kThisStart + kHour + 5}});
   machine.reloads(kFifth, kThisStart + kHour);
@@ -137,7 +131,7 @@ TEST_F(BootThatBeatTest, MayPanicInTheSecondOfItsLastBeat) {
 }
 
 TEST_F(BootThatBeatTest, EndedByNoRegisterWithTheTimeOfAnotherReload) {
-  judgedAndKept();
+  machine.judgedAndKept();
   beats(kFourth, kThisStart + kHour + 50);
   machine.wtmpIs({{What::boot, kThisStart + 5}, {What::boot, kThisStart + 2 * kHour + 5}});
   machine.reloads(kFifth, kThisStart + 2 * kHour);
@@ -151,7 +145,7 @@ TEST_F(BootThatBeatTest, EndedByNoRegisterWithTheTimeOfAnotherReload) {
 }
 
 TEST_F(BootThatBeatTest, EndedByNoShutdownOfOneWhoseClockWasAhead) {
-  judgedAndKept();
+  machine.judgedAndKept();
   const double set = kThisStart - 24 * kHour;
   beats(kFourth, set + 30);
   machine.wtmpIs(
@@ -163,7 +157,7 @@ TEST_F(BootThatBeatTest, EndedByNoShutdownOfOneWhoseClockWasAhead) {
 TEST_F(BootThatBeatTest, EndedByNoLaterShutdownWhereEachBootStartsIn1970) {
   machine.losesAll();
   machine.reloads(kFourth, 10);
-  judgedAndKept();
+  machine.judgedAndKept();
   machine.losesAll();
   beats(kFifth, 40);
   machine.wtmpIs({{What::boot, 15}, {What::shutdown, 9000}, {What::boot, 15}});

@@ -24,7 +24,6 @@ using testing::Ge;
 namespace {
 
 // In seconds.
-constexpr double kHour = 3600;
 constexpr double kDay = 24 * kHour;
 constexpr double kBeatPeriod = 30;
 constexpr double kFirstBeat = 12;

@@ -214,6 +214,12 @@ ResetCause::Judgement Machine::judged() {
 
 std::string Machine::rules() { return rulesOf(judged().verdict); }
 
+std::string Machine::judgedAndKept() {
+  const ResetCause::Judgement judgement = judged();
+  keep(root(), judgement);
+  return rulesOf(judgement.verdict);
+}
+
 std::string rulesOf(const ResetCause::Verdict& verdict) {
   std::string rules = verdict.cause.rule;
   for (const ResetCause::Cause& one : verdict.beside) rules += " " + one.rule;

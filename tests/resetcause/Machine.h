@@ -21,6 +21,10 @@ constexpr double kThisStart = 1700020000;
 // When the boot before this one went down, in seconds after its start.
 constexpr double kDown = 5000;
 constexpr double kDownTime = kBeforeStart + kDown;
+constexpr double kHour = 3600;
+
+// A dump of it.
+constexpr char kPanic[] = "Panic#1 Part1\n<0>[ 1.1] Kernel panic - not syncing: sysrq\n";
 
 // The disk of a machine in a folder of its own, made of what a test says happened.
 class Machine {
@@ -73,6 +77,8 @@ class Machine {
   ResetCause::Judgement judged();
   // The rules of its causes in order, and its first cause's text.
   std::string rules();
+  // The same, and the verdict is kept, as at each boot.
+  std::string judgedAndKept();
   std::string cause() { return judged().verdict.cause.text; }
   // The journal as text, for those who want it damaged.
   std::string journalFile() const;

@@ -19,13 +19,13 @@ using resetcausetest::Told;
 // Of one life.
 constexpr int kReloads = 60;
 
-struct WayDown {
+struct LifesWay {
   const char* name;
   std::function<void(Life&)> happens;
   Told told;
 };
 
-const std::vector<WayDown> kWays{
+const std::vector<LifesWay> kLifesWays{
     {"reboot",
      [](Life& life) {
        life.isToReboot();
@@ -122,7 +122,7 @@ const std::vector<WayDown> kWays{
 };
 
 // What happens to a machine that goes on.
-const std::vector<std::function<void(Life&)>> kEvents{
+const std::vector<std::function<void(Life&)>> kLifesEvents{
     [](Life& /*life*/) {},
     [](Life& life) { life.unitFails(life.down() - 11); },
     [](Life& life) { life.powerKeyIsPressed(life.down() / 2); },
@@ -149,8 +149,8 @@ void lives(unsigned seed) {
   std::string story = fmt::format("repeat with MISCSNMP_RANDOM_SEED={}", seed);
   Life life(seed);
   for (int i = 0; i < kReloads && !testing::Test::HasFailure(); ++i) {
-    const WayDown& way = kWays[life.below(kWays.size())];
-    const auto& event = kEvents[life.below(kEvents.size())];
+    const LifesWay& way = kLifesWays[life.below(kLifesWays.size())];
+    const auto& event = kLifesEvents[life.below(kLifesEvents.size())];
     story += fmt::format("\n{} after {:.0f} s", way.name, life.down());
     SCOPED_TRACE(story);
     life.reloads(

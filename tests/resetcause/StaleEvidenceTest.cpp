@@ -17,8 +17,10 @@ using resetcausetest::kBefore;
 using resetcausetest::kBeforeStart;
 using resetcausetest::kDown;
 using resetcausetest::kDownTime;
+using resetcausetest::kHour;
 using resetcausetest::kOlder;
 using resetcausetest::kOlderStart;
+using resetcausetest::kPanic;
 using resetcausetest::kThis;
 using resetcausetest::kThisStart;
 using resetcausetest::Machine;
@@ -26,18 +28,8 @@ using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;
 
-constexpr char kPanic[] = "Panic#1 Part1\n<0>[ 1.1] Kernel panic - not syncing: sysrq\n";
-constexpr double kHour = 3600;
-
 class StaleEvidenceTest : public testing::Test {
  protected:
-  // Judges, and keeps it.
-  std::string judgedAndKept() {
-    const Judgement judgement = machine.judged();
-    keep(machine.root(), judgement);
-    return resetcausetest::rulesOf(judgement.verdict);
-  }
-
   Machine machine;
 };
 
@@ -54,35 +46,35 @@ TEST_F(StaleEvidenceTest, ADumpWhoseFolderWasMadeInThisBootIsOne) {
 
 TEST_F(StaleEvidenceTest, ADumpThatWasJudgedIsNotJudgedAgain) {
   machine.dumped(kDownTime, kPanic);
-  EXPECT_EQ(judgedAndKept(), "1");
+  EXPECT_EQ(machine.judgedAndKept(), "1");
   machine.reloads(std::string(32, '4'), kThisStart + kHour);
-  EXPECT_EQ(judgedAndKept(), "11");
+  EXPECT_EQ(machine.judgedAndKept(), "11");
 }
 
 TEST_F(StaleEvidenceTest, ADumpThatWasJudgedIsNoCauseWhenTheClockGoesBack) {
   machine.dumped(kDownTime, kPanic);
-  EXPECT_EQ(judgedAndKept(), "1");
+  EXPECT_EQ(machine.judgedAndKept(), "1");
   // The next boot starts before that crash, and thinks that it lies ahead.
   machine.reloads(std::string(32, '4'), kDownTime - kHour);
-  EXPECT_EQ(judgedAndKept(), "11");
+  EXPECT_EQ(machine.judgedAndKept(), "11");
   machine.reloads(std::string(32, '5'), kThisStart + kHour);
-  EXPECT_EQ(judgedAndKept(), "11");
+  EXPECT_EQ(machine.judgedAndKept(), "11");
 }
 
 TEST_F(StaleEvidenceTest, ADumpThatIsMovedAfterItWasJudgedIsNoNewOne) {
   const std::string name = "dmesg-erst-" + std::to_string((std::uint64_t{1700015000} << 32U) + 1);
   machine.writes("/sys/fs/pstore/" + name, kPanic);
-  EXPECT_EQ(judgedAndKept(), "1");
+  EXPECT_EQ(machine.judgedAndKept(), "1");
   machine.dumped(1700015000, kPanic, kThisStart + 70);
   machine.reloads(std::string(32, '4'), kThisStart + kHour);
-  EXPECT_EQ(judgedAndKept(), "11");
+  EXPECT_EQ(machine.judgedAndKept(), "11");
 }
 
 TEST_F(StaleEvidenceTest, ANewDumpOfAClockThatIsWrongIsTold) {
-  EXPECT_EQ(judgedAndKept(), "11");
+  EXPECT_EQ(machine.judgedAndKept(), "11");
   machine.reloads(std::string(32, '4'), kThisStart + kHour);
   machine.dumped(12345, kPanic, kThisStart - kHour);
-  EXPECT_EQ(judgedAndKept(), "1");
+  EXPECT_EQ(machine.judgedAndKept(), "1");
 }
 
 TEST_F(StaleEvidenceTest, APanicAfterAnOopsHasItsOwnTime) {
@@ -177,14 +169,14 @@ TEST_F(StaleEvidenceTest, AShutdownInWtmpMomentsBeforeTheBootBeforeIsNoneOfIt) {
 
 TEST_F(StaleEvidenceTest, AShutdownInWtmpThatWasJudgedIsNotJudgedAgain) {
   machine.wtmpHas(kDown);
-  EXPECT_EQ(judgedAndKept(), "9");
+  EXPECT_EQ(machine.judgedAndKept(), "9");
   // The clock goes back, and wtmp loses the starts of both boots.
   machine.reloads(std::string(32, '4'), kDownTime - 100);
-  EXPECT_EQ(judgedAndKept(), "11");
+  EXPECT_EQ(machine.judgedAndKept(), "11");
   machine.reloads(std::string(32, '5'), kDownTime + kHour);
   machine.startsAt(kThis, kDownTime + kHour);
   machine.wtmpHas(kDown);
-  EXPECT_EQ(judgedAndKept(), "11");
+  EXPECT_EQ(machine.judgedAndKept(), "11");
 }
 
 TEST_F(StaleEvidenceTest, AShutdownInWtmpCountsWhereNoClockWasSet) {
@@ -204,7 +196,7 @@ TEST_F(StaleEvidenceTest, AShutdownInWtmpCountsWhereNoClockWasSet) {
 TEST_F(StaleEvidenceTest, ABootThatLeftNothingInTheJournalIsStillTheOneBefore) {
   machine.loginManagerSays(kDown, "reboot", "System is rebooting.");
   machine.journalStops(kDown + 3);
-  EXPECT_EQ(judgedAndKept(), "6");
+  EXPECT_EQ(machine.judgedAndKept(), "6");
   // Power is lost before anything of it is on the disk but what was judged.
   machine.reloads(std::string(32, '4'), kThisStart + kHour);
   machine.loses(kThis);
@@ -218,7 +210,7 @@ TEST_F(StaleEvidenceTest, ABootThatLeftNothingInTheJournalIsStillTheOneBefore) {
 }
 
 TEST_F(StaleEvidenceTest, ABootThatLeftNothingButABeatIsTheOneBefore) {
-  judgedAndKept();
+  machine.judgedAndKept();
   const std::string brief(32, '4');
   machine.writes("/var/lib/norvek-reset-cause/heartbeat.json",
                  R"({"boot": ")" + brief + R"(", "time": 1700030000})");
@@ -284,14 +276,14 @@ TEST_F(StaleEvidenceTest, AMakersTimeOfAnotherReloadIsNamedAndPassedOver) {
 
 TEST_F(StaleEvidenceTest, AWatchdogBeforeAStartThroughKexecIsNoCause) {
   machine.hasWatchdog("watchdog0", 0x20);
-  EXPECT_EQ(judgedAndKept(), "2");
+  EXPECT_EQ(machine.judgedAndKept(), "2");
   machine.says(
       kThis, 900, "System is rebooting with kexec.",
       {{"MESSAGE_ID", "98268866d1d54a499c4e98921d93bc40"}, {"SHUTDOWN", "kexec"}, {"_UID", "0"}});
   machine.says(kThis, 901, "Journal stopped",
                {{"MESSAGE_ID", "d93fb3c9c24d451a97cea615ce59c00b"}, {"_UID", "0"}});
   machine.reloads(std::string(32, '4'), kThisStart + kHour);
-  EXPECT_EQ(judgedAndKept(), "6");
+  EXPECT_EQ(machine.judgedAndKept(), "6");
 }
 
 TEST_F(StaleEvidenceTest, WhatWasSaidStaysSaidInTheSameBoot) {
@@ -388,7 +380,7 @@ TEST_F(StaleEvidenceTest, WhatIsExplainedOfAnotherMachinesDiskIsWhatWasJudged) {
     return all;
   };
   EXPECT_THAT(lines(), ElementsAre("1"));
-  EXPECT_EQ(judgedAndKept(), "1");
+  EXPECT_EQ(machine.judgedAndKept(), "1");
   EXPECT_THAT(lines(), ElementsAre("0", "1"));
 }
 
