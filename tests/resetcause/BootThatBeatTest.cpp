@@ -34,12 +34,8 @@ class BootThatBeatTest : public testing::Test {
                    fmt::format(R"({{"boot": "{}", "time": {:.3f}}})", boot, time));
   }
   void isRebooted(const std::string& boot, double seconds) {
-    machine.says(boot, seconds, "System is rebooting.",
-                 {{"MESSAGE_ID", "98268866d1d54a499c4e98921d93bc40"},
-                  {"SHUTDOWN", "reboot"},
-                  {"_UID", "0"}});
-    machine.says(boot, seconds + 3, "Journal stopped",
-                 {{"MESSAGE_ID", "d93fb3c9c24d451a97cea615ce59c00b"}, {"_UID", "0"}});
+    machine.says(boot, seconds, "System is rebooting.", resetcausetest::byLoginManager("reboot"));
+    machine.says(boot, seconds + 3, "Journal stopped", resetcausetest::ofJournalsEnd());
   }
   // A dump that nobody moved.
   void isLeftBehind(double second, unsigned number, const std::string& text) {

@@ -65,28 +65,21 @@ void Life::says(double seconds, const std::string& message, const Machine::Field
   machine_.says(boot_, seconds, message, fields);
 }
 
-void Life::initSays(double seconds, const std::string& message, Machine::Fields fields) {
-  fields.insert({{"_PID", "1"}, {"_UID", "0"}, {"_COMM", "systemd"}});
-  says(seconds, message, fields);
+void Life::initSays(double seconds, const std::string& message) {
+  says(seconds, message, byInit());
 }
 
 void Life::loginManagerSays(double seconds, const std::string& way, const std::string& message) {
-  says(seconds, message,
-       {{"MESSAGE_ID", "98268866d1d54a499c4e98921d93bc40"},
-        {"SHUTDOWN", way},
-        {"_UID", "0"},
-        {"_COMM", "systemd-logind"}});
+  says(seconds, message, byLoginManager(way));
 }
 
 void Life::unitFails(double seconds) {
   const std::string unit = tag() + ".service";
-  initSays(seconds, unit + ": Failed with result 'exit-code'.",
-           {{"MESSAGE_ID", "d9b373ed55a64feb8242e02dbe79a49c"}, {"UNIT", unit}});
+  says(seconds, unit + ": Failed with result 'exit-code'.", ofFailedUnit(unit));
 }
 
 void Life::powerKeyIsPressed(double seconds) {
-  says(seconds, "Power key pressed short.",
-       {{"MESSAGE_ID", "b72ea4a2881545a0b50e200e55b9b071"}, {"_UID", "0"}});
+  says(seconds, "Power key pressed short.", ofPowerKey());
 }
 
 void Life::isRequested(double seconds) {
@@ -108,10 +101,8 @@ void Life::isToReboot() {
 
 void Life::endsInOrder(const std::string& target) {
   initSays(down_ + 1, "Stopping user@1000.service...");
-  initSays(down_ + 2, "Reached target " + target,
-           {{"MESSAGE_ID", "39f53479d3a045ac8e11786248231fbf"}, {"UNIT", target}});
-  says(down_ + 3, "Journal stopped",
-       {{"MESSAGE_ID", "d93fb3c9c24d451a97cea615ce59c00b"}, {"_UID", "0"}});
+  says(down_ + 2, "Reached target " + target, ofTarget(target));
+  says(down_ + 3, "Journal stopped", ofJournalsEnd());
   wtmp_.push_back({WtmpRecord::What::shutdown, start_ + down_ + 2});
 }
 

@@ -40,7 +40,7 @@ class Life {
 
   // What the boot that runs may leave.
   void says(double seconds, const std::string& message, const Machine::Fields& fields = {});
-  void initSays(double seconds, const std::string& message, Machine::Fields fields = {});
+  void initSays(double seconds, const std::string& message);
   void loginManagerSays(double seconds, const std::string& way, const std::string& message);
   void unitFails(double seconds);
   void powerKeyIsPressed(double seconds);

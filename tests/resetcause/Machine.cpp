@@ -100,29 +100,19 @@ void Machine::says(const std::string& boot, double seconds, const std::string& m
 }
 
 void Machine::initSays(double seconds, const std::string& message, const Fields& fields) {
-  Fields all{{"_PID", "1"}, {"_UID", "0"}, {"_COMM", "systemd"}};
-  all.insert(fields.begin(), fields.end());
-  says(kBefore, seconds, message, all);
+  says(kBefore, seconds, message, byInit(fields));
 }
 
 void Machine::loginManagerSays(double seconds, const std::string& way, const std::string& message) {
-  says(kBefore, seconds, message,
-       {{"MESSAGE_ID", "98268866d1d54a499c4e98921d93bc40"},
-        {"SHUTDOWN", way},
-        {"_UID", "0"},
-        {"_COMM", "systemd-logind"}});
+  says(kBefore, seconds, message, byLoginManager(way));
 }
 
 void Machine::reaches(double seconds, const std::string& target) {
-  initSays(seconds, "Reached target " + target,
-           {{"MESSAGE_ID", "39f53479d3a045ac8e11786248231fbf"}, {"UNIT", target}});
+  says(kBefore, seconds, "Reached target " + target, ofTarget(target));
 }
 
 void Machine::journalStops(double seconds) {
-  says(kBefore, seconds, "Journal stopped",
-       {{"MESSAGE_ID", "d93fb3c9c24d451a97cea615ce59c00b"},
-        {"_TRANSPORT", "driver"},
-        {"_UID", "0"}});
+  says(kBefore, seconds, "Journal stopped", ofJournalsEnd());
 }
 
 void Machine::wtmpHas(const std::optional<double>& shutdown) {
@@ -218,6 +208,35 @@ std::string Machine::judgedAndKept() {
   const ResetCause::Judgement judgement = judged();
   keep(root(), judgement);
   return rulesOf(judgement.verdict);
+}
+
+Machine::Fields byInit(Machine::Fields fields) {
+  fields.insert({{"_PID", "1"}, {"_UID", "0"}, {"_COMM", "systemd"}});
+  return fields;
+}
+
+Machine::Fields ofTarget(const std::string& target) {
+  return byInit({{"MESSAGE_ID", "39f53479d3a045ac8e11786248231fbf"}, {"UNIT", target}});
+}
+
+Machine::Fields ofFailedUnit(const std::string& unit) {
+  return byInit({{"MESSAGE_ID", "d9b373ed55a64feb8242e02dbe79a49c"}, {"UNIT", unit}});
+}
+
+Machine::Fields byLoginManager(const std::string& way) {
+  return {{"MESSAGE_ID", "98268866d1d54a499c4e98921d93bc40"},
+          {"SHUTDOWN", way},
+          {"_UID", "0"},
+          {"_COMM", "systemd-logind"}};
+}
+
+Machine::Fields ofPowerKey() {
+  return {{"MESSAGE_ID", "b72ea4a2881545a0b50e200e55b9b071"}, {"_UID", "0"}};
+}
+
+Machine::Fields ofJournalsEnd() {
+  return {
+      {"MESSAGE_ID", "d93fb3c9c24d451a97cea615ce59c00b"}, {"_TRANSPORT", "driver"}, {"_UID", "0"}};
 }
 
 std::string rulesOf(const ResetCause::Verdict& verdict) {

@@ -94,6 +94,16 @@ class Machine {
   std::size_t settled_ = 0;
 };
 
+// What entries of the journal carry, beside a message, by who wrote them: init, with what is its
+// own of the entry; init of a target that it reached, and of a unit that failed; the login manager
+// of a way down, and of the power key; the journal of its end.
+Machine::Fields byInit(Machine::Fields fields = {});
+Machine::Fields ofTarget(const std::string& target);
+Machine::Fields ofFailedUnit(const std::string& unit);
+Machine::Fields byLoginManager(const std::string& way);
+Machine::Fields ofPowerKey();
+Machine::Fields ofJournalsEnd();
+
 // The rules of the causes in order.
 std::string rulesOf(const ResetCause::Verdict& verdict);
 

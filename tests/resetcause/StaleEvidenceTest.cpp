@@ -123,9 +123,7 @@ TEST_F(StaleEvidenceTest, AJoinedDumpHasTheTimeOfItsFolder) {
 }
 
 TEST_F(StaleEvidenceTest, AnEarlierBootsRecordsAreNoCause) {
-  machine.says(
-      kOlder, 9001, "System is rebooting.",
-      {{"MESSAGE_ID", "98268866d1d54a499c4e98921d93bc40"}, {"SHUTDOWN", "reboot"}, {"_UID", "0"}});
+  machine.says(kOlder, 9001, "System is rebooting.", resetcausetest::byLoginManager("reboot"));
   EXPECT_EQ(machine.rules(), "11");
 }
 
@@ -277,11 +275,9 @@ TEST_F(StaleEvidenceTest, AMakersTimeOfAnotherReloadIsNamedAndPassedOver) {
 TEST_F(StaleEvidenceTest, AWatchdogBeforeAStartThroughKexecIsNoCause) {
   machine.hasWatchdog("watchdog0", 0x20);
   EXPECT_EQ(machine.judgedAndKept(), "2");
-  machine.says(
-      kThis, 900, "System is rebooting with kexec.",
-      {{"MESSAGE_ID", "98268866d1d54a499c4e98921d93bc40"}, {"SHUTDOWN", "kexec"}, {"_UID", "0"}});
-  machine.says(kThis, 901, "Journal stopped",
-               {{"MESSAGE_ID", "d93fb3c9c24d451a97cea615ce59c00b"}, {"_UID", "0"}});
+  machine.says(kThis, 900, "System is rebooting with kexec.",
+               resetcausetest::byLoginManager("kexec"));
+  machine.says(kThis, 901, "Journal stopped", resetcausetest::ofJournalsEnd());
   machine.reloads(std::string(32, '4'), kThisStart + kHour);
   EXPECT_EQ(machine.judgedAndKept(), "6");
 }

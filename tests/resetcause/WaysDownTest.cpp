@@ -39,13 +39,12 @@ void goesDownInOrder(Machine& machine, const std::string& target) {
 }
 
 void unitFails(Machine& machine, double seconds) {
-  machine.initSays(seconds, "fan.service: Failed with result 'exit-code'.",
-                   {{"MESSAGE_ID", "d9b373ed55a64feb8242e02dbe79a49c"}, {"UNIT", "fan.service"}});
+  machine.says(kBefore, seconds, "fan.service: Failed with result 'exit-code'.",
+               resetcausetest::ofFailedUnit("fan.service"));
 }
 
 void powerKeyIsPressed(Machine& machine, double seconds) {
-  machine.says(kBefore, seconds, "Power key pressed short.",
-               {{"MESSAGE_ID", "b72ea4a2881545a0b50e200e55b9b071"}, {"_UID", "0"}});
+  machine.says(kBefore, seconds, "Power key pressed short.", resetcausetest::ofPowerKey());
 }
 
 void shutdownIsRehearsed(Machine& machine, double seconds) {
